@@ -1,0 +1,65 @@
+// libnelkadb: the rows that a query brought back.
+#ifndef NELKADB_RESULTSET_H
+#define NELKADB_RESULTSET_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <xmlrpc-c/base.h>
+
+namespace nelkadb {
+
+/// A table of texts and nulls with named columns. Empty after construction.
+///
+/// Not safe for concurrent use.
+class __attribute__((visibility("default"))) ResultSet {
+public:
+    ResultSet();
+    ~ResultSet();
+    ResultSet(const ResultSet& other);
+    ResultSet& operator=(const ResultSet& other);
+
+    /// Replaces the contents with those of `table`: an array of rows, each an array of scalars, the first row holding
+    /// the column names as strings. An empty array is an empty set.
+    ///
+    /// Integers become decimal text, booleans 0 or 1, doubles the shortest text that reads back as the same number;
+    /// strings and byte strings stay as they are; nil is null. Anything else, a row of another length than the first
+    /// included, records a fault in `env` and leaves the contents as they were. So does an `env` that already holds a
+    /// fault, which is kept.
+    ///
+    /// `table` stays the caller's: what is needed of it is copied. Throws std::bad_alloc, contents as they were.
+    void fill(xmlrpc_env& env, xmlrpc_value* table);
+
+    /// The number of rows, the row of column names not counted.
+    std::size_t rowCount() const;
+
+    /// The number of columns.
+    std::size_t columnCount() const;
+
+    /// The name of a column, counted from 0. Throws std::out_of_range.
+    const std::string& columnName(std::size_t column) const;
+
+    /// The text of a cell, counted from 0; empty for a null. Valid until the next fill(). Throws std::out_of_range.
+    const std::string& value(std::size_t row, std::size_t column) const;
+
+    /// Whether a cell, counted from 0, is null. Throws std::out_of_range.
+    bool isNull(std::size_t row, std::size_t column) const;
+
+private:
+    struct Cell {
+        std::string text;
+        bool null;
+    };
+
+    const Cell& cell(std::size_t row, std::size_t column) const;
+
+    std::vector<std::string> names;
+    std::vector<std::vector<Cell>> rows;
+
+    friend struct Decoder;
+};
+
+} // namespace nelkadb
+
+#endif
