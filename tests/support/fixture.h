@@ -1,0 +1,61 @@
+// What most tests of the client start from.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <nelkanet/xmlrpclient.h>
+#include <sys/syslog.h>
+
+#include "logrecorder.h"
+#include "scriptedslave.h"
+
+namespace support {
+
+/// A scripted slave, forked first, and a client that is ready to call it; the log is recorded from there on.
+class ClientTest : public ::testing::Test {
+protected:
+    static constexpr int ampleTimeout = 5000;
+
+    ScriptedSlave slave;
+    LogRecorder log;
+    nelka::XmlrpcClient client{"127.0.0.1", slave.port(), "eth1", "app", "1.0"};
+
+    void SetUp() override
+    {
+        ASSERT_EQ(client.init(), 0);
+        log.clear();
+    }
+
+    void TearDown() override { client.set_timer(0); }
+
+    /// The lines that a call writes, from its debug line to the last.
+    static LogLine debug(const std::string& text) { return {LOG_DEBUG, text}; }
+    static LogLine error(const std::string& text) { return {LOG_ERR, text}; }
+    static LogLine armed(int milliseconds) { return debug("INICIO ALARMA " + std::to_string(milliseconds)); }
+    static LogLine disarmed() { return armed(0); }
+    static LogLine place() { return error("Error in file src/xmlrpclient.cpp, line N\n"); }
+
+    LogLine faultLine(const std::string& message) const
+    {
+        const xmlrpc_env& env = client.environment();
+        char code[16];
+        std::snprintf(code, sizeof code, "0x%x", static_cast<unsigned int>(env.fault_code));
+        return error("ERROR en XML-RPC: mensaje : " + message + ", error : " + env.fault_string + " (" + code + ")\n");
+    }
+
+    static LogLine refusedLine(const std::string& message, int status)
+    {
+        return error("Error recibido desde el esclavo: mensaje : " + message + ", error : " + std::to_string(status)
+                     + "\n");
+    }
+
+    static LogLine timeoutLine(const std::string& message)
+    {
+        return error("XML-RPC Fault: TIMEOUT POR SIGNAL  mensaje : " + message
+                     + " in file src/xmlrpclient.cpp, line N\n");
+    }
+};
+
+} // namespace support

@@ -1,0 +1,115 @@
+// A slave in a process of its own that answers, and misbehaves, as its script says.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+#include "xml.h"
+
+namespace support {
+
+/// What the slave does with one request.
+struct Step {
+    enum class Then {
+        keep,  ///< keeps the connection for further requests
+        close, ///< closes it
+        reset, ///< resets it
+        hold   ///< keeps it and never reads from it again
+    };
+
+    std::string bytes;                  ///< all that is sent, status line and headers included
+    std::chrono::milliseconds delay{0}; ///< before the first byte
+    std::size_t piece = 0;              ///< bytes sent at a time; 0: all at once
+    std::chrono::milliseconds pause{0}; ///< after each piece
+    Then then = Then::keep;
+    bool onAccept = false; ///< done when a connection is accepted, and no request is read
+};
+
+/// HTTP messages.
+Step http(const std::string& statusLine, const std::string& headers, const std::string& body);
+/// "200 OK" with the body's own length, as text/xml, on a connection that is kept.
+Step ok(const std::string& body);
+/// ok() of a methodResponse with one value.
+Step reply(const std::string& value);
+/// reply() of an array.
+Step replyArray(const std::vector<std::string>& values);
+/// ok() of a fault response.
+Step replyFault(int code, const std::string& text);
+
+/// Silence: the request is read and nothing is ever sent.
+Step silence();
+/// The connection is reset once the request has been read.
+Step resetAfterRequest();
+/// The connection is accepted, and nothing is read.
+Step deaf();
+
+/// Variations of another step.
+Step delayed(Step step, std::chrono::milliseconds delay);
+Step dripped(Step step, std::size_t piece, std::chrono::milliseconds pause);
+Step cutAt(Step step, std::size_t bytes, Step::Then then); ///< sends only that many bytes
+Step thenClose(Step step);
+
+class ScriptedSlave {
+public:
+    /// Forks the slave, which listens on a free port of 127.0.0.1 and follows `script`: one step a request, the last
+    /// one again and again. Construct it before init(), since signal handlers are inherited; the slave resets them.
+    /// A small `receiveBuffer`, in bytes, makes a sender of a large request wait.
+    explicit ScriptedSlave(std::vector<Step> script = {}, int receiveBuffer = 0);
+    ~ScriptedSlave();
+    ScriptedSlave(const ScriptedSlave&) = delete;
+    ScriptedSlave& operator=(const ScriptedSlave&) = delete;
+
+    unsigned short port() const { return listeningPort; }
+
+    /// Starts another script, whatever the slave is doing, and forgets the recorded requests. Open connections stay.
+    void play(std::vector<Step> script);
+
+    /// The complete requests received since the last play(), raw.
+    std::vector<std::string> requests() const;
+
+    /// Their bodies, and what these say.
+    std::vector<std::string> bodies() const;
+    std::vector<xml::Request> calls() const;
+
+    /// Connections accepted since the start.
+    std::size_t connections() const;
+
+    /// Waits until that many complete requests have been received since the last play(). Throws std::runtime_error
+    /// when that takes more than 10 seconds.
+    void awaitRequests(std::size_t count) const;
+
+    /// Closes every open connection from the slave's side, as a slave does that has lost patience.
+    void dropConnections();
+
+private:
+    pid_t child = -1;
+    int control = -1;
+    unsigned short listeningPort = 0;
+};
+
+/// A port of 127.0.0.1 on which nothing listens.
+unsigned short closedPort();
+
+/// A port that takes connections into a queue that is full: connecting to it never ends.
+class BlackHole {
+public:
+    BlackHole();
+    ~BlackHole();
+    BlackHole(const BlackHole&) = delete;
+    BlackHole& operator=(const BlackHole&) = delete;
+
+    unsigned short port() const { return listeningPort; }
+
+private:
+    std::vector<int> sockets;
+    unsigned short listeningPort = 0;
+};
+
+/// The port of this process's only listening TCP socket, 0 if there is none.
+unsigned short ownListeningPort();
+
+} // namespace support

@@ -1,0 +1,40 @@
+// XML-RPC documents as text, written without xmlrpc-c.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace support::xml {
+
+/// Values, each a whole <value> element.
+std::string i4(std::int64_t number);
+std::string i8(std::int64_t number);
+std::string boolean(bool truth);
+std::string real(const std::string& number);
+std::string text(std::string_view text); ///< escaped
+std::string base64(std::string_view bytes);
+std::string nil();
+std::string structure(const std::vector<std::pair<std::string, std::string>>& members);
+std::string array(const std::vector<std::string>& values);
+
+/// Documents.
+std::string response(const std::string& value);
+std::string fault(int code, std::string_view text);
+
+std::string encodeBase64(std::string_view bytes);
+std::string decodeBase64(std::string_view text);
+
+/// A request as a decoder that is not xmlrpc-c reads it.
+struct Request {
+    std::string method;
+    /// One text a parameter: its type and its value, as in "i4 10", "boolean 1", "string abc", "base64 " followed by
+    /// the decoded bytes.
+    std::vector<std::string> parameters;
+};
+
+/// Throws std::runtime_error where `body` is not a methodCall of scalars.
+Request parseRequest(std::string_view body);
+
+} // namespace support::xml
