@@ -81,7 +81,7 @@ std::vector<LogLine> LogRecorder::linesWithoutNumbers() const
             continue;
         const std::size_t digits = place + number.size();
         const std::size_t end = std::min(line.text.find_first_not_of("0123456789", digits), line.text.size());
-        line.text.replace(digits, end - digits, "N");
+        line.text = line.text.substr(0, digits) + 'N' + line.text.substr(end);
     }
     return all;
 }
