@@ -1,0 +1,85 @@
+// The table of names, byte for byte. The source file is included for the one name that only it has.
+#include "../src/xmlrpclient.cpp"
+
+#include <fstream>
+#include <iterator>
+#include <regex>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace nelka;
+
+using Entry = std::pair<std::string, std::string>;
+
+const std::vector<std::pair<const std::string&, const char*>> table{
+    {remote::Changes, "Changes"},
+    {remote::GetTable, "GetTable"},
+    {remote::ExecQuery, "ExecQuery"},
+    {remote::wrFicheroTablasSI, "wrFicheroTablasSI"},
+    {remote::RdFicheroResumen, "RdFicheroResumen"},
+    {remote::RdFicheroTablasSI, "RdFicheroTablasSI"},
+    {remote::ActualizaIdentificacion, "ActualizaIdentificacion"},
+    {remote::ActualizarPermisosCAM, "ActualizarPermisosCAM"},
+    {remote::FinMantenimiento, "FinMantenimiento"},
+    {remote::RecibirXMLMMI, "RecibirXMLMMI"},
+    {remote::RecibirArchivo, "RecibirArchivo"},
+    {remote::BorrarArchivo, "BorrarArchivo"},
+    {remote::EnviarOrdenMMI, "EnviarOrdenMMI"},
+    {remote::SintonizarCanalSat, "SintonizarCanalSat"},
+    {remote::SintonizarCanalTerr, "SintonizarCanalTerr"},
+    {remote::CheckSincronizado, "CheckSincronizado"},
+    {remote::ConfigRegistroEsclavo, "ConfigRegistroEsclavo"},
+    {remote::ResetFactoryEsclavo, "ResetFactoryEsclavo"},
+    {remote::EjecutarScript, "EjecutarScript"},
+    {remote::InitInputScan, "InitInputScan"},
+    {remote::StatusInputScan, "StatusInputScan"},
+    {remote::CancelInputScan, "CancelInputScan"},
+    {remote::getScanReport, "getScanReport"},
+    {remote::resetCAM, "resetCAM"},
+    {remote::ActualizaRefrescoWeb, "ActualizaRefrescoWeb"},
+    {remote::GetAlarmasEstadoControlador, "GetAlarmasEstadoControlador"},
+    {remote::Generate_JSON_WEB, "Generate_JSON_WEB"},
+    {remote::Change_FPGA_SOC, "Change_FPGA_SOC"},
+    {remote::get_FPGA_SOC, "get_FPGA_SOC"},
+    {remote::RdHora, "RdHora"},
+    {remote::UpdateNTP, "UpdateNTP"},
+    {remote::configureSAP, "configureSAP"},
+};
+
+// What a source file declares, in its order: identifiers and their texts.
+std::vector<Entry> declaredIn(const char* path)
+{
+    std::ifstream file(path);
+    const std::string source{std::istreambuf_iterator<char>(file), {}};
+    static const std::regex declaration(R"(static const std::string (\w+) = "([^"]*)\";)");
+    std::vector<Entry> all;
+    for (std::sregex_iterator match(source.begin(), source.end(), declaration), end; match != end; ++match)
+        all.emplace_back((*match)[1], (*match)[2]);
+    return all;
+}
+
+TEST(RemoteMethodNames, AreTheTextsThatSlavesKnow)
+{
+    for (const auto& [name, text] : table)
+        EXPECT_EQ(name, text);
+}
+
+TEST(RemoteMethodNames, AreThirtyTwoInTheHeaderEachNamedAsItsText)
+{
+    std::vector<Entry> expected;
+    for (const auto& [name, text] : table)
+        expected.emplace_back(text, text);
+    EXPECT_EQ(expected.size(), 32U);
+    EXPECT_EQ(declaredIn(HEADER), expected);
+}
+
+TEST(RemoteMethodNames, HaveNoTableInTheClientOnly)
+{
+    EXPECT_EQ(remote::NO_TABLE, "NO_TABLE");
+    EXPECT_EQ(declaredIn(CLIENT), (std::vector<Entry>{{"NO_TABLE", "NO_TABLE"}}));
+    EXPECT_TRUE(declaredIn(SERVER).empty());
+}
+
+} // namespace
