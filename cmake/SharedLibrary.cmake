@@ -10,7 +10,10 @@ function(shared_library name)
   set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 
   set(exports ${CMAKE_CURRENT_SOURCE_DIR}/${name}.map)
-  target_link_options(${name} PRIVATE LINKER:--version-script=${exports} LINKER:--no-undefined LINKER:--as-needed)
+  target_link_options(${name} PRIVATE LINKER:--version-script=${exports} LINKER:--as-needed)
+  if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize") # clang leaves a sanitizer's own symbols to the program
+    target_link_options(${name} PRIVATE LINKER:--no-undefined)
+  endif()
   set_property(TARGET ${name} PROPERTY LINK_DEPENDS ${exports})
 
   set(include ${PROJECT_BINARY_DIR}/include)

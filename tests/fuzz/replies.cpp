@@ -1,0 +1,79 @@
+// Whatever a slave replies to any operation: the first byte picks the operation, the rest is the reply's XML.
+#include <cstdarg>
+#include <cstdlib>
+#include <iostream>
+#include <sstream>
+#include <stdexcept>
+#include <string_view>
+
+#include <syslog.h>
+
+#include <nelkanet/xmlrpclient.h>
+
+#include "filter.h"
+#include "support/operations.h"
+
+namespace {
+
+std::string_view replyXml;
+xmlrpc_value* handedOver = nullptr;
+
+} // namespace
+
+// The transport's place: what the client gets is what the parser makes of the input.
+#pragma GCC visibility push(default)
+extern "C" void xmlrpc_client_call2f(xmlrpc_env* env, xmlrpc_client*, const char*, const char*, xmlrpc_value** result,
+                                     const char*, ...)
+{
+    handedOver = nullptr;
+    int code = 0;
+    const char* reason = nullptr;
+    xmlrpc_parse_response2(env, replyXml.data(), replyXml.size(), &handedOver, &code, &reason);
+    if (!env->fault_occurred && reason) {
+        xmlrpc_env_set_fault(env, code, reason);
+        std::free(const_cast<char*>(reason));
+    } else if (!env->fault_occurred) {
+        *result = handedOver;
+    }
+}
+#pragma GCC visibility pop
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)
+{
+    static nelka::XmlrpcClient client("127.0.0.1", 1, "", "fuzz", "1");
+    static const bool ready = [] {
+        setlogmask(LOG_MASK(LOG_EMERG));
+        std::cout.rdbuf(new std::stringbuf); // the probe prints its answers
+        return client.init() == 0;
+    }();
+    if (!ready)
+        std::abort();
+    if (size == 0)
+        return 0;
+    replyXml = {reinterpret_cast<const char*>(data + 1), size - 1};
+    if (fuzz::crashesTheDependency(replyXml))
+        return 0;
+
+    const auto& operations = support::operations();
+    const support::Operation& operation = operations[data[0] % operations.size()];
+    support::Variables variables;
+    bool thrown = false;
+    try {
+        operation.call(client, variables, 0);
+    } catch (const std::logic_error&) {
+        thrown = true;
+        if (!operation.throwsWithoutText)
+            std::abort();
+    }
+    const xmlrpc_env& env = client.environment();
+    const bool filling = operation.name == "getTable" && client.getFault() == 0;
+    if (env.fault_occurred && !thrown && !filling && client.getFault() != env.fault_code)
+        std::abort();
+
+    // The replies that are not released, and no others: one too many is a use after free, one too few a leak.
+    const bool refused = !env.fault_occurred && client.getFault() != 0;
+    if ((operation.kept == support::Kept::whenThrowing && thrown)
+        || (operation.kept == support::Kept::whenRefused && refused))
+        xmlrpc_DECREF(handedOver);
+    return 0;
+}
