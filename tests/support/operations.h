@@ -1,0 +1,87 @@
+// Every remote operation of the client, one record each: what all of them are held against.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <nelkanet/xmlrpclient.h>
+
+namespace support {
+
+/// Which status of the slave is an error.
+enum class StatusRule { none, nonzero, negative };
+
+/// When a reply is not released.
+enum class Kept { never, whenRefused, whenThrowing };
+
+enum class Kind { status, integer, clock, soc, text, block, table };
+
+struct Output {
+    std::string name;
+    Kind kind;
+};
+
+/// What the operations write to. A new one holds the presets, by which an output that was left alone is known.
+struct Variables {
+    Variables();
+
+    int status = -7001;
+    int integer = -7002;
+    unsigned long long clock = 7003;
+    unsigned long soc = 7004;
+    std::array<std::string, 6> texts{"preset 1", "preset 2", "preset 3", "preset 4", "preset 5", "preset 6"};
+    std::vector<char> block{'p', 'r', 'e', 's', 'e', 't'};
+    nelkadb::ResultSet table;
+};
+
+struct Operation {
+    std::string family;
+    std::string name;                    ///< the client's method
+    std::string remote;                  ///< the slave's procedure
+    std::string arguments;               ///< xmlrpc-c's notation, as the reply shapes
+    std::string shortReply;              ///< for a reply of one element; empty where `reply` serves any length
+    std::string reply;                   ///< for any other
+    std::size_t statusAt;                ///< the place of the status in `reply`
+    StatusRule refusal;                  ///< the statuses that become the fault state
+    bool throwsWithoutText;              ///< std::logic_error when `reply` lacks a text
+    Kept kept;                           ///< the replies that are lost
+    std::vector<Output> outputs;         ///< in the order of the method's parameters
+    std::string debugLine;               ///< of the sample arguments and the host 127.0.0.1; {timeout} is the time-out
+    std::vector<std::string> parameters; ///< the sample arguments on the wire, as xml::Request has them
+
+    /// Calls the operation with the sample arguments; sets the client's `dbName` first where it is one of them.
+    void (*call)(nelka::XmlrpcClient&, Variables&, int timeout);
+
+    /// DlFicheroEsclavo never sends anything: its argument list is no array.
+    bool reachesTheWire() const { return arguments.front() == '('; }
+
+    /// The probe keeps its debug line for its error lines.
+    bool logsDebugLine() const { return name != "sampleadd"; }
+
+    /// The debug line as one call has it, which is also the "mensaje" of its error lines.
+    std::string message(int timeout) const;
+
+    bool refuses(int status) const;
+
+    /// The operation's outputs, as comparable texts.
+    std::vector<std::string> read(const Variables& variables) const;
+
+    /// The elements of a reply that `reply` decodes, for replyArray().
+    std::vector<std::string> sampleReply(int status) const;
+
+    /// What read() gives after that reply.
+    std::vector<std::string> delivered(int status) const;
+};
+
+/// All operations, by family: core, database, identity, administration, tuning, scanning, hardware, files, tables.
+const std::vector<Operation>& operations();
+
+/// The one of that name. Throws std::out_of_range.
+const Operation& operation(const std::string& name);
+
+/// For the names of parameterised tests and their messages.
+std::ostream& operator<<(std::ostream& out, const Operation& operation);
+
+} // namespace support
