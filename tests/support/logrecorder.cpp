@@ -88,9 +88,9 @@ std::vector<LogLine> LogRecorder::linesWithoutNumbers() const
 
 void LogRecorder::clear()
 {
-    for (Slot& slot : slots)
-        slot.complete = false;
-    taken = 0;
+    const std::size_t count = std::min(taken.exchange(0), slots.size());
+    for (std::size_t i = 0; i < count; ++i)
+        slots[i].complete = false;
 }
 
 } // namespace support
