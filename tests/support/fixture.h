@@ -37,9 +37,11 @@ protected:
     static LogLine disarmed() { return armed(0); }
     static LogLine place() { return error("Error in file src/xmlrpclient.cpp, line N\n"); }
 
-    LogLine faultLine(const std::string& message) const
+    LogLine faultLine(const std::string& message) const { return faultLine(client, message); }
+
+    static LogLine faultLine(const nelka::XmlrpcClient& failed, const std::string& message)
     {
-        const xmlrpc_env& env = client.environment();
+        const xmlrpc_env& env = failed.environment();
         char code[16];
         std::snprintf(code, sizeof code, "0x%x", static_cast<unsigned int>(env.fault_code));
         return error("ERROR en XML-RPC: mensaje : " + message + ", error : " + env.fault_string + " (" + code + ")\n");
