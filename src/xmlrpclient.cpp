@@ -369,8 +369,8 @@ private:
 
 XmlrpcClient::XmlrpcClient(std::string host_, unsigned short port_, std::string interfaz_, std::string appName_,
                            std::string appVersion_)
-    : env(), client(nullptr), serverUrl(), host(std::move(host_)), port(port_), interfaz(std::move(interfaz_)),
-      appName(std::move(appName_)), appVersion(std::move(appVersion_)), dbName(), holdsGlobalConst(false)
+    : env(), client(nullptr), host(std::move(host_)), port(port_), interfaz(std::move(interfaz_)),
+      appName(std::move(appName_)), appVersion(std::move(appVersion_)), holdsGlobalConst(false)
 {
     xmlrpc_env_init(&env);
 }

@@ -70,7 +70,7 @@ public:
                  std::string appVersion);
 
     /// cleanup().
-    virtual ~XmlrpcClient();
+    ~XmlrpcClient() override;
 
     XmlrpcClient(const XmlrpcClient&) = delete;
     XmlrpcClient& operator=(const XmlrpcClient&) = delete;
