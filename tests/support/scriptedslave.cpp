@@ -108,9 +108,14 @@ std::uint64_t readNumber(int fd)
     return number;
 }
 
+std::size_t readSize(int fd)
+{
+    return static_cast<std::size_t>(readNumber(fd));
+}
+
 std::string readText(int fd)
 {
-    std::string text(readNumber(fd), '\0');
+    std::string text(readSize(fd), '\0');
     if (!readAll(fd, text.data(), text.size()))
         throw std::runtime_error("the scripted slave is gone");
     return text;
@@ -139,11 +144,11 @@ std::string packed(const std::vector<Step>& script)
 
 std::vector<Step> readScript(int fd)
 {
-    std::vector<Step> script(readNumber(fd));
+    std::vector<Step> script(readSize(fd));
     for (Step& step : script) {
         step.bytes = readText(fd);
         step.delay = milliseconds(readNumber(fd));
-        step.piece = readNumber(fd);
+        step.piece = readSize(fd);
         step.pause = milliseconds(readNumber(fd));
         step.then = static_cast<Step::Then>(readNumber(fd));
         step.onAccept = readNumber(fd) != 0;
@@ -460,7 +465,7 @@ void ScriptedSlave::play(std::vector<Step> script)
 std::vector<std::string> ScriptedSlave::requests() const
 {
     tell(control, std::string(1, requestsCommand));
-    std::vector<std::string> all(readNumber(control));
+    std::vector<std::string> all(readSize(control));
     for (std::string& request : all)
         request = readText(control);
     return all;
@@ -485,7 +490,7 @@ std::vector<xml::Request> ScriptedSlave::calls() const
 std::size_t ScriptedSlave::connections() const
 {
     tell(control, std::string(1, connectionsCommand));
-    return readNumber(control);
+    return readSize(control);
 }
 
 void ScriptedSlave::awaitRequests(std::size_t count) const
