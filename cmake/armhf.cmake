@@ -1,0 +1,22 @@
+# 32-bit ARM with Debian's cross compiler, against the root that packaging/armhf-root unpacks; what is built can be run here
+# under user-mode emulation.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR armv7l)
+set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
+
+set(NELKANET_ARMHF_ROOT ${CMAKE_CURRENT_LIST_DIR}/../build/armhf-root CACHE PATH "Root with the armhf packages")
+file(REAL_PATH ${NELKANET_ARMHF_ROOT} CMAKE_SYSROOT)
+# The toolchain is read once more by every probe of the compiler.
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES NELKANET_ARMHF_ROOT)
+
+set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
+set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
+
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+set(ENV{PKG_CONFIG_SYSROOT_DIR} ${CMAKE_SYSROOT})
+set(ENV{PKG_CONFIG_LIBDIR} ${CMAKE_SYSROOT}/usr/lib/arm-linux-gnueabihf/pkgconfig:${CMAKE_SYSROOT}/usr/share/pkgconfig)
+
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm-static -L ${CMAKE_SYSROOT})
