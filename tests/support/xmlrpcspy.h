@@ -1,0 +1,72 @@
+// Stands between the library and xmlrpc-c: sees what the library asks of it, and makes it fail on demand. Only in the
+// programs of tests that have xmlrpcspy.cpp among their sources.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <xmlrpc-c/base.h>
+#include <xmlrpc-c/client.h>
+
+namespace support {
+
+/// The steps of init() that can fail.
+enum class SetupStep { environment, globalConst, client };
+
+/// What xmlrpc_client_create() was given, and what it made.
+struct Creation {
+    int flags = 0;
+    std::string appName;
+    std::string appVersion;
+    std::string transport;
+    unsigned int parmSize = 0;
+    std::size_t transportParmSize = 0;
+    xmlrpc_curl_xportparms transportParms{}; ///< its user_agent is gone, see below
+    std::string userAgent;
+    xmlrpc_client* client = nullptr;
+};
+
+/// One at a time; it sees what happens while it lives.
+class XmlrpcSpy {
+public:
+    XmlrpcSpy();
+    ~XmlrpcSpy();
+    XmlrpcSpy(const XmlrpcSpy&) = delete;
+    XmlrpcSpy& operator=(const XmlrpcSpy&) = delete;
+
+    /// The next time that step is taken (for the environment: on `env`) it records this fault.
+    void failNext(SetupStep step, int code, const std::string& text, const xmlrpc_env* env = nullptr);
+
+    /// Names of the calls that set up and release, in order, without "xmlrpc_" and "client_".
+    std::vector<std::string> calls;
+
+    int globalSetups = 0; ///< set up and not torn down
+    int clients = 0;      ///< created and not destroyed
+    std::vector<Creation> creations;
+    std::vector<std::pair<int, std::size_t>> limits;
+    int* interruptFlag = nullptr; ///< the one registered last
+
+    int remoteCalls = 0;
+    int callsOnFaultyEnvironment = 0;
+    int resultsReceived = 0; ///< by remote calls
+    int resultsReleased = 0; ///< of the last of these: how often
+
+    /// Run around each remote call, if set.
+    std::function<void()> beforeCall;
+    std::function<void()> afterCall;
+
+private:
+    friend struct XmlrpcWatch;
+
+    SetupStep failing = SetupStep::environment;
+    bool failureDue = false;
+    int failureCode = 0;
+    std::string failureText;
+    const xmlrpc_env* failingEnvironment = nullptr;
+    const xmlrpc_value* lastResult = nullptr;
+};
+
+} // namespace support
