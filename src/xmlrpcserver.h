@@ -23,7 +23,7 @@ class __attribute__((visibility("default"))) XmlrpcServer {
 public:
     /// A handler returns a new reference to its reply, or records a fault in the environment and returns null. The
     /// arguments are an XML-RPC array that stays the server's; the third parameter is the `userData` of
-    /// AddFunction(), the fourth is null.
+    /// AddFunction(), the fourth xmlrpc-c's call information, the Abyss session.
     typedef xmlrpc_value* (*Handler)(xmlrpc_env*, xmlrpc_value*, void*, void*);
 
     XmlrpcServer();
