@@ -1,0 +1,81 @@
+// The page of operations says what the operations are held against.
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/operations.h"
+
+namespace {
+
+struct Row {
+    std::string family, operation, remote, arguments, reply, error;
+
+    bool operator==(const Row&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& out, const Row& row)
+{
+    return out << row.family << " | " << row.operation << " | " << row.remote << " | " << row.arguments << " | "
+               << row.reply << " | " << row.error;
+}
+
+std::vector<std::string> cells(const std::string& line)
+{
+    std::vector<std::string> all;
+    std::istringstream in(line);
+    std::string cell;
+    std::getline(in, cell, '|');
+    while (std::getline(in, cell, '|')) {
+        const std::size_t first = cell.find_first_not_of(' ');
+        all.push_back(first == std::string::npos ? "" : cell.substr(first, cell.find_last_not_of(' ') + 1 - first));
+    }
+    return all;
+}
+
+std::string code(const std::string& text)
+{
+    return "`" + text + "`";
+}
+
+std::vector<Row> documented()
+{
+    std::vector<Row> rows;
+    std::ifstream page(NELKANET_DOCS "/operations.md");
+    std::string family;
+    for (std::string line; std::getline(page, line);) {
+        if (line.starts_with("## ")) {
+            family = line.substr(3);
+            family[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(family[0])));
+        } else if (line.starts_with("| `")) {
+            const std::vector<std::string> all = cells(line);
+            rows.push_back({family, all.at(0), all.at(2), all.at(3), all.at(4), all.at(5)});
+        }
+    }
+    return rows;
+}
+
+std::vector<Row> known()
+{
+    std::vector<Row> rows;
+    for (const support::Operation& operation : support::operations()) {
+        const std::string error = operation.refusal == support::StatusRule::none       ? "none"
+                                  : operation.refusal == support::StatusRule::negative ? "negative"
+                                                                                       : "non-zero";
+        const std::string reply = operation.shortReply.empty()
+                                      ? code(operation.reply)
+                                      : code(operation.shortReply) + " " + code(operation.reply);
+        rows.push_back(
+            {operation.family, code(operation.name), code(operation.remote), code(operation.arguments), reply, error});
+    }
+    return rows;
+}
+
+TEST(Documentation, HasARowForEveryOperationThatSaysWhatItDoes)
+{
+    EXPECT_EQ(documented(), known());
+}
+
+} // namespace
