@@ -1,0 +1,523 @@
+// nelka::XmlrpcServer over real sockets. Most tests are its client in the same thread: what they send waits in the
+// socket until Run() takes it.
+#include <nelkanet/xmlrpcserver.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "support/logrecorder.h"
+#include "support/scriptedslave.h"
+
+using namespace support;
+using namespace std::chrono_literals;
+
+namespace {
+
+const LogLine banner{LOG_INFO, "************* INICIAMOS EL SERVIDOR **************"};
+
+sockaddr_in at(unsigned short port, in_addr_t host)
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(host);
+    return address;
+}
+
+// A connection to a server, as bare as a client may make it.
+class Peer {
+public:
+    explicit Peer(unsigned short port) : descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        const timeval patience{10, 0};
+        setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        const sockaddr_in address = at(port, INADDR_LOOPBACK);
+        isConnected = connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    }
+    ~Peer() { close(descriptor); }
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+
+    bool connected() const { return isConnected; }
+
+    void say(const std::string& bytes) const
+    {
+        EXPECT_EQ(send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+    }
+
+    std::string hear() const
+    {
+        std::string all;
+        std::array<char, 65536> piece;
+        for (ssize_t size; (size = recv(descriptor, piece.data(), piece.size(), 0)) > 0;)
+            all.append(piece.data(), static_cast<std::size_t>(size));
+        return all;
+    }
+
+    // Closing the descriptor will reset the connection.
+    void resetWhenClosed() const
+    {
+        const linger abrupt{1, 0};
+        setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &abrupt, sizeof abrupt);
+    }
+
+private:
+    int descriptor;
+    bool isConnected;
+};
+
+std::string post(const std::string& path, const std::string& body)
+{
+    return "POST " + path + " HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: text/xml\r\nContent-Length: "
+           + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+std::string methodCall(const std::string& method)
+{
+    return "<?xml version=\"1.0\"?><methodCall><methodName>" + method + "</methodName><params><param>" + xml::i4(5)
+           + "</param></params></methodCall>";
+}
+
+bool contains(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+xmlrpc_value* answer(xmlrpc_env* env, xmlrpc_value*, void* userData, void*)
+{
+    return xmlrpc_int_new(env, *static_cast<int*>(userData));
+}
+
+class Server : public ::testing::Test {
+protected:
+    LogRecorder log;
+    nelka::XmlrpcServer server;
+    unsigned short port = 0;
+    int fifteen = 15;
+    int sixteen = 16;
+
+    // What starts the tests may ignore it.
+    void SetUp() override { std::signal(SIGPIPE, SIG_DFL); }
+
+    void start()
+    {
+        server.Start("", 0);
+        ASSERT_TRUE(server.listening());
+        port = ownListeningPort();
+        ASSERT_NE(port, 0);
+    }
+
+    // What the server sends for these bytes, served by one Run().
+    std::string exchange(const std::string& bytes)
+    {
+        const Peer peer(port);
+        EXPECT_TRUE(peer.connected());
+        peer.say(bytes);
+        EXPECT_EQ(server.Run(), 0);
+        return peer.hear();
+    }
+
+    std::string ask(const std::string& method) { return exchange(post("/RPC2", methodCall(method))); }
+
+    void expectAnswer(const std::string& method, int expected)
+    {
+        EXPECT_TRUE(contains(ask(method), xml::i4(expected))) << method;
+    }
+
+    void expectFault(const std::string& response, int code)
+    {
+        EXPECT_TRUE(contains(response, "<fault>")) << response;
+        EXPECT_TRUE(contains(response, xml::i4(code))) << response;
+    }
+
+    // What xmlrpc-c itself says of a name registered twice.
+    static std::vector<LogLine> duplicateLines()
+    {
+        xmlrpc_env env;
+        xmlrpc_env_init(&env);
+        xmlrpc_registry* const registry = xmlrpc_registry_new(&env);
+        xmlrpc_method_info3 method = {};
+        method.methodName = "RdHora";
+        method.methodFunction = answer;
+        for (int i = 0; i < 2; ++i)
+            xmlrpc_registry_add_method3(&env, registry, &method);
+        EXPECT_TRUE(env.fault_occurred);
+        char code[16];
+        std::snprintf(code, sizeof code, "0x%x", static_cast<unsigned int>(env.fault_code));
+        const std::string text = env.fault_string;
+        xmlrpc_registry_free(registry);
+        xmlrpc_env_clean(&env);
+        return {{LOG_ERR, "XML-RPC Fault: " + text + " (" + code + ")\n"},
+                {LOG_ERR, "Error in file src/xmlrpcserver.cpp, line N\n"}};
+    }
+};
+
+// Methods ------------------------------------------------------------------------------------------------------
+
+TEST_F(Server, LogsNothingWhenConstructedAndGivenAMethod)
+{
+    server.AddFunction("RdHora", answer, &fifteen);
+    EXPECT_EQ(log.lines(), std::vector<LogLine>{});
+    EXPECT_FALSE(server.listening());
+}
+
+TEST_F(Server, AnswersAMethodByItsName)
+{
+    server.AddFunction(nelka::remote::RdHora, answer, &fifteen);
+    start();
+    expectAnswer("RdHora", 15);
+}
+
+TEST_F(Server, AnswersAMethodAddedAfterStart)
+{
+    start();
+    server.AddFunction("RdHora", answer, &fifteen);
+    expectAnswer("RdHora", 15);
+}
+
+TEST_F(Server, AnswersEachMethodWithItsOwnUserData)
+{
+    server.AddFunction("one", answer, &fifteen);
+    server.AddFunction("other", answer, &sixteen);
+    start();
+    expectAnswer("one", 15);
+    expectAnswer("other", 16);
+    expectAnswer("one", 15);
+}
+
+struct Handed {
+    int calls = 0;
+    int arguments = 0;
+    int first = 0;
+};
+
+TEST_F(Server, HandsAHandlerItsArgumentsAndItsUserData)
+{
+    Handed handed;
+    server.AddFunction(
+        "note",
+        [](xmlrpc_env* env, xmlrpc_value* arguments, void* userData, void*) {
+            Handed& seen = *static_cast<Handed*>(userData);
+            ++seen.calls;
+            seen.arguments = xmlrpc_array_size(env, arguments);
+            xmlrpc_decompose_value(env, arguments, "(i)", &seen.first);
+            return xmlrpc_nil_new(env);
+        },
+        &handed);
+    start();
+    ask("note");
+    EXPECT_EQ(handed.calls, 1);
+    EXPECT_EQ(handed.arguments, 1);
+    EXPECT_EQ(handed.first, 5);
+}
+
+TEST_F(Server, AnswersWithTheFaultThatAHandlerRecords)
+{
+    server.AddFunction(
+        "refuse",
+        [](xmlrpc_env* env, xmlrpc_value*, void*, void*) -> xmlrpc_value* {
+            xmlrpc_env_set_fault(env, -77, "not today");
+            return nullptr;
+        },
+        nullptr);
+    start();
+    const std::string response = ask("refuse");
+    expectFault(response, -77);
+    EXPECT_TRUE(contains(response, "not today"));
+}
+
+TEST_F(Server, AnswersAnUnknownMethodWithAFault)
+{
+    start();
+    expectFault(ask("RdHora"), -506);
+}
+
+TEST_F(Server, LogsANameAddedTwiceAndKeepsTheFirst)
+{
+    server.AddFunction("RdHora", answer, &fifteen);
+    server.AddFunction("RdHora", answer, &sixteen);
+    EXPECT_EQ(log.linesWithoutNumbers(), duplicateLines());
+    start();
+    expectAnswer("RdHora", 15);
+}
+
+TEST_F(Server, AddsNothingMoreOnceAnAdditionHasFailed)
+{
+    server.AddFunction("RdHora", answer, &fifteen);
+    server.AddFunction("RdHora", answer, &fifteen);
+    log.clear();
+    server.AddFunction("UpdateNTP", answer, &fifteen);
+    EXPECT_EQ(log.linesWithoutNumbers(), duplicateLines());
+    start();
+    expectFault(ask("UpdateNTP"), -506);
+}
+
+// Requests -----------------------------------------------------------------------------------------------------
+
+TEST_F(Server, DoesNotNameItself)
+{
+    server.AddFunction("RdHora", answer, &fifteen);
+    start();
+    const std::string response = ask("RdHora");
+    EXPECT_TRUE(response.starts_with("HTTP/1.1 200 OK\r\n")) << response;
+    EXPECT_FALSE(contains(response, "Server:")) << response;
+}
+
+TEST_F(Server, HandlesNoOtherPathAsXmlRpc)
+{
+    server.AddFunction("RdHora", answer, &fifteen);
+    start();
+    for (const std::string path : {"/", "/rpc2", "/RPC2/more", "/index.html"}) {
+        const std::string response = exchange(post(path, methodCall("RdHora")));
+        EXPECT_TRUE(response.starts_with("HTTP/1.1 404 ")) << path << ": " << response;
+        EXPECT_FALSE(contains(response, "methodResponse")) << path;
+    }
+    expectAnswer("RdHora", 15);
+}
+
+TEST_F(Server, TakesPostsOnly)
+{
+    start();
+    EXPECT_TRUE(exchange("GET /RPC2 HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n").starts_with("HTTP/1.1 405 "));
+}
+
+TEST_F(Server, AnswersABodyThatIsNoXmlWithAFault)
+{
+    start();
+    expectFault(exchange(post("/RPC2", "RdHora")), -503);
+}
+
+// Start --------------------------------------------------------------------------------------------------------
+
+TEST_F(Server, LogsThatItStarts)
+{
+    start();
+    EXPECT_EQ(log.lines(), std::vector<LogLine>{banner});
+}
+
+TEST_F(Server, TakesTheLowBitsOfThePortWhateverTheAddress)
+{
+    for (const std::string address : {"", "10.1.1.1", "no address"}) {
+        for (const unsigned int above : {0U, 65536U, 0xFFFF0000U}) {
+            // Another process may take a port that was free a moment ago.
+            unsigned short wanted = 0;
+            for (int tries = 0; tries < 5; ++tries) {
+                wanted = closedPort();
+                server.Start(address, above + wanted);
+                if (server.listening())
+                    break;
+            }
+            EXPECT_EQ(ownListeningPort(), wanted) << address << ' ' << above;
+            EXPECT_TRUE(Peer(wanted).connected()) << address << ' ' << above;
+        }
+    }
+}
+
+TEST_F(Server, LogsAPortInUseAndDoesNotListen)
+{
+    start();
+    log.clear();
+    nelka::XmlrpcServer second;
+    second.Start("", port);
+    EXPECT_FALSE(second.listening());
+
+    const sockaddr_in address = at(port, INADDR_ANY);
+    TChanSwitch* none = nullptr;
+    const char* reason = nullptr;
+    ChanSwitchUnixCreate2(PF_INET, reinterpret_cast<const sockaddr*>(&address), sizeof address, &none, &reason);
+    ASSERT_NE(reason, nullptr);
+    EXPECT_EQ(log.lines(), (std::vector<LogLine>{{LOG_ERR, "Couldn't create.  " + std::string(reason)}}));
+    EXPECT_TRUE(contains(reason, std::to_string(EADDRINUSE)));
+    std::free(const_cast<char*>(reason));
+}
+
+TEST_F(Server, LeavesSigpipeAloneWhenThePortIsInUse)
+{
+    ScriptedSlave occupant;
+    server.Start("", occupant.port());
+    struct sigaction action = {};
+    sigaction(SIGPIPE, nullptr, &action);
+    EXPECT_EQ(action.sa_handler, SIG_DFL);
+}
+
+TEST_F(Server, StartsAfterAStartThatFailed)
+{
+    ScriptedSlave occupant;
+    server.AddFunction("RdHora", answer, &fifteen);
+    server.Start("", occupant.port());
+    ASSERT_FALSE(server.listening());
+    start();
+    expectAnswer("RdHora", 15);
+}
+
+TEST_F(Server, MovesToAnotherPortWhenStartedAgain)
+{
+    server.AddFunction("RdHora", answer, &fifteen);
+    start();
+    // Taken, so that it cannot be given to the server again.
+    const Peer formerPeer(port);
+    const unsigned short former = port;
+    start();
+    EXPECT_FALSE(port != former && Peer(former).connected());
+    expectAnswer("RdHora", 15);
+    EXPECT_EQ(log.lines(), (std::vector<LogLine>{banner, banner}));
+}
+
+TEST_F(Server, ClosesItsPortWhenStartedAgainOnOneInUse)
+{
+    ScriptedSlave occupant;
+    start();
+    server.Start("", occupant.port());
+    EXPECT_FALSE(server.listening());
+    EXPECT_EQ(ownListeningPort(), 0);
+    EXPECT_EQ(server.Run(), 0);
+}
+
+TEST_F(Server, ClosesItsPortWhenDestroyed)
+{
+    auto shortLived = std::make_unique<nelka::XmlrpcServer>();
+    shortLived->Start("", 0);
+    ASSERT_NE(ownListeningPort(), 0);
+    shortLived.reset();
+    EXPECT_EQ(ownListeningPort(), 0);
+}
+
+TEST_F(Server, IgnoresSigpipeOnceStarted)
+{
+    start();
+    struct sigaction action = {};
+    ASSERT_EQ(sigaction(SIGPIPE, nullptr, &action), 0);
+    EXPECT_EQ(action.sa_handler, SIG_IGN);
+    EXPECT_EQ(action.sa_flags & (SA_RESTART | SA_SIGINFO | SA_NODEFER | static_cast<int>(SA_RESETHAND)), 0);
+    for (int signal = 1; signal < NSIG; ++signal)
+        EXPECT_EQ(sigismember(&action.sa_mask, signal), 0) << signal;
+}
+
+// Run ----------------------------------------------------------------------------------------------------------
+
+TEST_F(Server, RunsNothingBeforeItListens)
+{
+    EXPECT_EQ(server.Run(), 0);
+    ScriptedSlave occupant;
+    server.Start("", occupant.port());
+    EXPECT_EQ(server.Run(), 0);
+}
+
+TEST_F(Server, RunsOneConnectionAtATime)
+{
+    server.AddFunction("RdHora", answer, &fifteen);
+    start();
+    const Peer first(port);
+    const Peer second(port);
+    first.say(post("/RPC2", methodCall("RdHora")));
+    second.say(post("/RPC2", methodCall("RdHora")));
+    EXPECT_EQ(server.Run(), 0);
+    EXPECT_TRUE(contains(first.hear(), xml::i4(15)));
+    EXPECT_EQ(server.Run(), 0);
+    EXPECT_TRUE(contains(second.hear(), xml::i4(15)));
+}
+
+void ignoreSignal(int) {}
+
+TEST_F(Server, ReturnsFromRunOnASignal)
+{
+    start();
+    struct sigaction action = {};
+    action.sa_handler = ignoreSignal;
+    sigaction(SIGUSR1, &action, nullptr);
+    std::atomic<bool> returned{false};
+    // Again and again, because the first may come before the wait.
+    std::thread caller([&returned, runner = pthread_self()] {
+        for (int tries = 0; tries < 1000 && !returned; ++tries) {
+            pthread_kill(runner, SIGUSR1);
+            std::this_thread::sleep_for(10ms);
+        }
+    });
+    EXPECT_EQ(server.Run(), 0);
+    returned = true;
+    caller.join();
+    EXPECT_TRUE(server.listening());
+}
+
+struct Misbehaviour {
+    const char* name;
+    std::string bytes;
+};
+
+std::ostream& operator<<(std::ostream& out, const Misbehaviour& misbehaviour)
+{
+    return out << misbehaviour.name;
+}
+
+class SilentPeer : public Server, public ::testing::WithParamInterface<Misbehaviour> {};
+
+TEST_P(SilentPeer, HoldsTheServerForAboutTwoSeconds)
+{
+    server.AddFunction("RdHora", answer, &fifteen);
+    start();
+    const Peer silent(port);
+    silent.say(GetParam().bytes);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(server.Run(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 4s);
+    expectAnswer("RdHora", 15);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Server, SilentPeer,
+    ::testing::Values(Misbehaviour{"FromTheStart", ""}, Misbehaviour{"WithinTheRequestLine", "POST /RP"},
+                      Misbehaviour{"WithinTheHeaders", "POST /RPC2 HTTP/1.1\r\nHost: 127"},
+                      Misbehaviour{"WithinTheBody", post("/RPC2", methodCall("RdHora")).substr(0, 120)}),
+    [](const auto& instance) { return std::string(instance.param.name); });
+
+class LeavingPeer : public Server, public ::testing::WithParamInterface<Misbehaviour> {};
+
+TEST_P(LeavingPeer, HarmsNobody)
+{
+    const std::string large(300000, 'x');
+    server.AddFunction(
+        "large",
+        [](xmlrpc_env* env, xmlrpc_value*, void* text, void*) {
+            return xmlrpc_string_new(env, static_cast<const std::string*>(text)->c_str());
+        },
+        const_cast<std::string*>(&large));
+    server.AddFunction("RdHora", answer, &fifteen);
+    start();
+    for (const bool abruptly : {false, true}) {
+        {
+            const Peer leaving(port);
+            leaving.say(GetParam().bytes);
+            if (abruptly)
+                leaving.resetWhenClosed();
+        }
+        EXPECT_EQ(server.Run(), 0);
+        expectAnswer("RdHora", 15);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Server, LeavingPeer,
+                         ::testing::Values(Misbehaviour{"BeforeItAsks", ""},
+                                           Misbehaviour{"WithinItsRequest", "POST /RPC2 HTTP/1.1\r\nHost"},
+                                           Misbehaviour{"BeforeALargeAnswer", post("/RPC2", methodCall("large"))}),
+                         [](const auto& instance) { return std::string(instance.param.name); });
+
+} // namespace
