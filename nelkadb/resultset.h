@@ -17,7 +17,11 @@ class __attribute__((visibility("default"))) ResultSet {
 public:
     ResultSet();
     ~ResultSet();
+
+    /// Copies the contents. Throws std::bad_alloc.
     ResultSet(const ResultSet& other);
+
+    /// Copies the contents. Throws std::bad_alloc.
     ResultSet& operator=(const ResultSet& other);
 
     /// Replaces the contents with those of `table`: an array of rows, each an array of scalars, the first row holding

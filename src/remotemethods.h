@@ -12,6 +12,8 @@ namespace nelka {
 /// another file's static initialiser must not use it.
 namespace remote {
 
+/// @{
+/// The name of one procedure of the slave. Six of them are called by no client method.
 static const std::string Changes = "Changes";
 static const std::string GetTable = "GetTable";
 static const std::string ExecQuery = "ExecQuery";
@@ -44,6 +46,7 @@ static const std::string get_FPGA_SOC = "get_FPGA_SOC";
 static const std::string RdHora = "RdHora";
 static const std::string UpdateNTP = "UpdateNTP";
 static const std::string configureSAP = "configureSAP";
+/// @}
 
 } // namespace remote
 } // namespace nelka
