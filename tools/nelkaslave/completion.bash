@@ -1,0 +1,33 @@
+# bash completion for nelkaslave
+
+_nelkaslave()
+{
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+    # Bash makes a word of the "=" in --option=value.
+    if [ "$previous" = "=" ]; then
+        previous=${COMP_WORDS[COMP_CWORD - 2]}
+    elif [ "$current" = "=" ]; then
+        previous=${COMP_WORDS[COMP_CWORD - 1]}
+        current=
+    fi
+
+    case $previous in
+    --port)
+        mapfile -t COMPREPLY < <(compgen -W "0 8080" -- "$current")
+        ;;
+    --state)
+        compopt -o filenames
+        mapfile -t COMPREPLY < <(compgen -d -- "$current")
+        ;;
+    --behave)
+        compopt -o filenames
+        mapfile -t COMPREPLY < <(compgen -f -X '!*.json' -- "$current"; compgen -d -- "$current")
+        ;;
+    --help | --version) ;;
+    *)
+        mapfile -t COMPREPLY < <(compgen -W "--port --state --behave --help --version" -- "$current")
+        ;;
+    esac
+}
+
+complete -F _nelkaslave nelkaslave

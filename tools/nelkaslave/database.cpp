@@ -1,0 +1,276 @@
+#include "database.h"
+
+#include <algorithm>
+#include <chrono>
+#include <limits>
+#include <memory>
+#include <string_view>
+
+#include <sqlite3.h>
+
+#include "ending.h"
+#include "refusal.h"
+
+namespace nelkaslave {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds longestQuery{10};
+constexpr std::size_t largestTable = 32U << 20U;
+constexpr std::size_t costOfCell = 256; // of an XML-RPC value in memory, whatever it holds
+constexpr int longestWaitForOthers = 1000;
+
+[[noreturn]] void objected(sqlite3* database)
+{
+    switch (sqlite3_errcode(database)) {
+    case SQLITE_FULL:
+    case SQLITE_IOERR:
+    case SQLITE_READONLY:
+    case SQLITE_CANTOPEN:
+        throw Refusal(storageError, sqlite3_errmsg(database));
+    default:
+        throw Refusal(databaseError, sqlite3_errmsg(database));
+    }
+}
+
+struct Close {
+    void operator()(sqlite3* database) const { sqlite3_close(database); }
+};
+
+struct Finalize {
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+
+using Connection = std::unique_ptr<sqlite3, Close>;
+using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
+
+Connection open(const std::filesystem::path& file, int flags)
+{
+    sqlite3* database = nullptr;
+    const int result = sqlite3_open_v2(file.c_str(), &database, flags | SQLITE_OPEN_READWRITE, nullptr);
+    Connection connection(database);
+    if (result != SQLITE_OK)
+        objected(database);
+    sqlite3_busy_timeout(database, longestWaitForOthers);
+    return connection;
+}
+
+void run(const Connection& connection, const std::string& script)
+{
+    if (sqlite3_exec(connection.get(), script.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK)
+        objected(connection.get());
+}
+
+// An acknowledged write is on the disk.
+Connection openToWrite(const std::filesystem::path& file, int flags = 0)
+{
+    Connection connection = open(file, flags);
+    run(connection, "PRAGMA synchronous = FULL");
+    return connection;
+}
+
+Statement prepare(const Connection& connection, const char* query, const char** rest)
+{
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(connection.get(), query, -1, &statement, rest) != SQLITE_OK)
+        objected(connection.get());
+    return Statement(statement);
+}
+
+// Blanks, comments and semicolons may surround the one statement.
+Statement prepareOne(const Connection& connection, const std::string& query)
+{
+    const char* rest = query.c_str();
+    Statement only;
+    while (*rest) {
+        Statement statement = prepare(connection, rest, &rest);
+        if (statement && only)
+            throw Refusal(databaseError, "more than one statement");
+        if (statement)
+            only = std::move(statement);
+    }
+    if (!only)
+        throw Refusal(databaseError, "no statement");
+    return only;
+}
+
+bool step(const Connection& connection, const Statement& statement)
+{
+    const int result = sqlite3_step(statement.get());
+    if (result != SQLITE_ROW && result != SQLITE_DONE)
+        objected(connection.get());
+    return result == SQLITE_ROW;
+}
+
+// Interrupts a statement that takes too long, or that stands in the way of the slave's end.
+class Deadline {
+public:
+    explicit Deadline(const Connection& connection) { sqlite3_progress_handler(connection.get(), 1000, passed, this); }
+
+private:
+    static int passed(void* self) { return ending() || Clock::now() > static_cast<Deadline*>(self)->end; }
+
+    const Clock::time_point end = Clock::now() + longestQuery;
+};
+
+// What a statement may do. None may leave the database it was given, its transaction or its settings.
+
+int allowReading(void*, int action, const char* first, const char*, const char*, const char*)
+{
+    switch (action) {
+    case SQLITE_SELECT:
+    case SQLITE_READ:
+    case SQLITE_FUNCTION:
+    case SQLITE_RECURSIVE:
+        return SQLITE_OK;
+    case SQLITE_PRAGMA:
+        return std::string_view(first) == "table_info" || std::string_view(first) == "table_list" ? SQLITE_OK
+                                                                                                  : SQLITE_DENY;
+    default:
+        return SQLITE_DENY;
+    }
+}
+
+int allowChanging(void* table, int action, const char* first, const char* second, const char*, const char* trigger)
+{
+    const char* changed = nullptr;
+    switch (action) {
+    case SQLITE_ATTACH:
+    case SQLITE_DETACH:
+    case SQLITE_TRANSACTION:
+    case SQLITE_SAVEPOINT:
+    case SQLITE_PRAGMA:
+        return SQLITE_DENY;
+    case SQLITE_INSERT:
+    case SQLITE_UPDATE:
+    case SQLITE_DELETE:
+    case SQLITE_CREATE_TABLE:
+        changed = first;
+        break;
+    case SQLITE_ALTER_TABLE:
+        changed = second;
+        break;
+    default:
+        return SQLITE_OK;
+    }
+    // A trigger goes where it was made to go, and SQLite's own tables follow from the statement.
+    const bool meant = trigger || std::string_view(changed).starts_with("sqlite_")
+                       || sqlite3_stricmp(changed, static_cast<const std::string*>(table)->c_str()) == 0;
+    return meant ? SQLITE_OK : SQLITE_DENY;
+}
+
+int userVersion(const Connection& connection)
+{
+    const char* rest = nullptr;
+    const Statement statement = prepare(connection, "PRAGMA user_version", &rest);
+    step(connection, statement);
+    return sqlite3_column_int(statement.get(), 0);
+}
+
+std::string_view bytesOf(sqlite3_stmt* statement, int column, const void* bytes)
+{
+    return {static_cast<const char*>(bytes), static_cast<std::size_t>(sqlite3_column_bytes(statement, column))};
+}
+
+Value cell(sqlite3_stmt* statement, int column)
+{
+    switch (sqlite3_column_type(statement, column)) {
+    case SQLITE_NULL:
+        return nil();
+    case SQLITE_INTEGER: {
+        const sqlite3_int64 number = sqlite3_column_int64(statement, column);
+        const bool fits = number >= std::numeric_limits<int>::min() && number <= std::numeric_limits<int>::max();
+        return fits ? integer(static_cast<int>(number)) : integer64(number);
+    }
+    case SQLITE_FLOAT:
+        return real(sqlite3_column_double(statement, column));
+    case SQLITE_TEXT: {
+        const void* characters = sqlite3_column_text(statement, column);
+        return textOrBlock(bytesOf(statement, column, characters));
+    }
+    default: {
+        const void* bytes = sqlite3_column_blob(statement, column);
+        return block(bytesOf(statement, column, bytes));
+    }
+    }
+}
+
+} // namespace
+
+Value Databases::table(const std::string& database, const std::string& query) const
+{
+    const Connection connection = open(file(database), 0);
+    const Deadline deadline(connection);
+    sqlite3_set_authorizer(connection.get(), allowReading, nullptr);
+    const Statement statement = prepareOne(connection, query);
+    if (!sqlite3_stmt_readonly(statement.get()))
+        throw Refusal(databaseError, "the statement writes");
+
+    const int columns = sqlite3_column_count(statement.get());
+    Value names = emptyArray();
+    for (int column = 0; column < columns; ++column)
+        append(names, text(sqlite3_column_name(statement.get(), column)));
+    Value rows = array(names);
+
+    std::size_t size = 0;
+    while (step(connection, statement)) {
+        Value row = emptyArray();
+        for (int column = 0; column < columns; ++column) {
+            append(row, cell(statement.get(), column));
+            size += costOfCell + static_cast<std::size_t>(sqlite3_column_bytes(statement.get(), column));
+        }
+        if (size > largestTable)
+            throw Refusal(databaseError, "too many rows to be sent");
+        append(rows, row);
+    }
+    return rows;
+}
+
+int Databases::execute(const std::string& database, const std::string& table, const std::string& query) const
+{
+    const Connection connection = openToWrite(file(database));
+    const Deadline deadline(connection);
+    run(connection, "BEGIN IMMEDIATE");
+    sqlite3_set_authorizer(connection.get(), allowChanging, const_cast<std::string*>(&table));
+    Statement statement = prepareOne(connection, query);
+    while (step(connection, statement)) {
+    }
+    const int changed = sqlite3_changes(connection.get());
+    const bool writes = !sqlite3_stmt_readonly(statement.get());
+    statement.reset();
+
+    sqlite3_set_authorizer(connection.get(), nullptr, nullptr);
+    if (writes) {
+        // The count stands in the database's own header, where it shares the transaction and no query reaches it.
+        const int count = userVersion(connection);
+        const int next = count == std::numeric_limits<int>::max() ? 0 : count + 1;
+        run(connection, "PRAGMA user_version = " + std::to_string(next));
+    }
+    run(connection, "COMMIT");
+    return changed;
+}
+
+int Databases::changes(const std::string& database) const
+{
+    return userVersion(open(file(database), 0));
+}
+
+std::filesystem::path Databases::file(const std::string& database) const
+{
+    const std::string_view allowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-";
+    if (database.empty() || database.size() > 64 || database.find_first_not_of(allowed) != std::string::npos)
+        throw Refusal(badArgument, "no name of a database: " + database);
+    const std::filesystem::path path = folder / (database + ".db");
+    if (!std::filesystem::is_regular_file(std::filesystem::symlink_status(path)))
+        throw Refusal(notFound, "no database " + database);
+    return path;
+}
+
+void makeDatabase(const std::filesystem::path& file, const std::string& script)
+{
+    run(openToWrite(file, SQLITE_OPEN_CREATE), "BEGIN;" + script + "COMMIT;");
+}
+
+} // namespace nelkaslave

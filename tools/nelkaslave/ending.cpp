@@ -1,0 +1,54 @@
+#include "ending.h"
+
+#include <csignal>
+#include <initializer_list>
+
+#include <sys/time.h>
+
+namespace nelkaslave {
+
+namespace {
+
+volatile std::sig_atomic_t asked = 0;
+
+// A signal that lands between a look at the flag and the wait that follows would be forgotten by that wait. It starts a
+// clock that interrupts every wait from then on, again and again, until the process has ended.
+void ask(int)
+{
+    asked = 1;
+    const itimerval clock = {{0, 20000}, {0, 20000}};
+    setitimer(ITIMER_REAL, &clock, nullptr);
+}
+
+void interruptWait(int) {}
+
+void handle(int signal, void (*handler)(int))
+{
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
+}
+
+} // namespace
+
+void endOnSignals()
+{
+    handle(SIGALRM, interruptWait);
+    handle(SIGTERM, ask);
+    handle(SIGINT, ask);
+
+    // A parent may have handed them down blocked.
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGALRM, SIGTERM, SIGINT})
+        sigaddset(&signals, signal);
+    sigprocmask(SIG_UNBLOCK, &signals, nullptr);
+}
+
+bool ending()
+{
+    return asked != 0;
+}
+
+} // namespace nelkaslave

@@ -1,0 +1,45 @@
+// The remote procedures of a module.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "database.h"
+#include "files.h"
+#include "state.h"
+#include "wire.h"
+
+namespace nelkaslave {
+
+/// A module: its state in one folder. Throws MalformedFile for a state that is none.
+struct Slave {
+    explicit Slave(const std::filesystem::path& where);
+
+    std::filesystem::path folder;
+    Databases databases;
+    Files files;
+    Tables tables;
+    StateFile state;
+};
+
+/// The reply of a call; throws Refusal or Fault.
+using Handler = Value (*)(Slave&, const Arguments&);
+
+struct Procedure {
+    std::string name;
+    Handler handler;
+    /// What answers a call that is refused with `status`.
+    Value (*refusal)(int status);
+    /// Where in the reply the status is, if it has one.
+    std::optional<unsigned int> statusPlace;
+};
+
+/// All of them, in the order of their families.
+const std::vector<Procedure>& procedures();
+
+/// Null if there is none of that name.
+const Procedure* findProcedure(const std::string& name);
+
+} // namespace nelkaslave

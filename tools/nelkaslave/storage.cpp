@@ -1,0 +1,116 @@
+#include "storage.h"
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace nelkaslave {
+
+namespace {
+
+// Repeats a system call that a signal cut short.
+template <typename Call>
+auto uninterrupted(Call call)
+{
+    auto result = call();
+    while (result < 0 && errno == EINTR)
+        result = call();
+    return result;
+}
+
+Descriptor openFile(const std::filesystem::path& path, int flags)
+{
+    return Descriptor(uninterrupted([&] { return open(path.c_str(), flags | O_CLOEXEC, 0644); }));
+}
+
+void writeAll(const Descriptor& file, std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t written = uninterrupted([&] { return write(file.get(), bytes.data(), bytes.size()); });
+        if (written < 0)
+            failed("write");
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+void sync(const Descriptor& file)
+{
+    if (uninterrupted([&] { return fsync(file.get()); }) != 0)
+        failed("fsync");
+}
+
+} // namespace
+
+Descriptor::~Descriptor()
+{
+    if (number >= 0)
+        close(number);
+}
+
+Descriptor::Descriptor(Descriptor&& other) noexcept : number(std::exchange(other.number, -1)) {}
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept
+{
+    std::swap(number, other.number);
+    return *this;
+}
+
+void failed(const std::string& what)
+{
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+Descriptor openFolder(const std::filesystem::path& path)
+{
+    Descriptor folder = openFile(path, O_RDONLY | O_DIRECTORY);
+    if (!folder)
+        failed(path.string());
+    return folder;
+}
+
+std::string readAll(const Descriptor& file)
+{
+    std::string contents;
+    char part[65536];
+    for (;;) {
+        const ssize_t size = uninterrupted([&] { return read(file.get(), part, sizeof part); });
+        if (size < 0)
+            failed("read");
+        if (size == 0)
+            return contents;
+        contents.append(part, static_cast<std::size_t>(size));
+    }
+}
+
+std::optional<std::string> readFile(const std::filesystem::path& path)
+{
+    const Descriptor file = openFile(path, O_RDONLY);
+    if (!file && errno == ENOENT)
+        return std::nullopt;
+    if (!file)
+        failed(path.string());
+    return readAll(file);
+}
+
+void replaceFile(const std::filesystem::path& path, std::string_view bytes)
+{
+    std::filesystem::path unfinished = path;
+    unfinished += ".new";
+    const Descriptor file = openFile(unfinished, O_WRONLY | O_CREAT | O_TRUNC);
+    if (!file)
+        failed(unfinished.string());
+    writeAll(file, bytes);
+    sync(file);
+    std::filesystem::rename(unfinished, path);
+    syncFolder(openFolder(path.parent_path()));
+}
+
+void syncFolder(const Descriptor& folder)
+{
+    sync(folder);
+}
+
+} // namespace nelkaslave

@@ -1,0 +1,264 @@
+#include "wire.h"
+
+#include <cmath>
+#include <cstdlib>
+
+namespace nelkaslave {
+
+namespace {
+
+class Environment {
+public:
+    Environment() { xmlrpc_env_init(&env); }
+    ~Environment() { xmlrpc_env_clean(&env); }
+    Environment(const Environment&) = delete;
+    Environment& operator=(const Environment&) = delete;
+
+    xmlrpc_env* operator&() { return &env; }
+
+    void check() const
+    {
+        if (env.fault_occurred)
+            throw Fault(env.fault_code, env.fault_string);
+    }
+
+private:
+    xmlrpc_env env;
+};
+
+// What `make` builds in an environment of its own.
+template <typename Make, typename... Values>
+Value made(Make make, Values... values)
+{
+    Environment env;
+    Value value(make(&env, values...));
+    env.check();
+    return value;
+}
+
+bool isContinuation(char byte)
+{
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
+}
+
+// How many bytes the first character of `rest` has, or 0 if a string of XML-RPC cannot carry it: bytes that are no
+// UTF-8, control characters, and what lies beyond the characters of three bytes, at which xmlrpc-c stops.
+std::size_t carriedLength(std::string_view rest)
+{
+    const auto first = static_cast<unsigned char>(rest[0]);
+    if (first < 0x20)
+        return first == '\t' || first == '\n' || first == '\r' ? 1 : 0;
+    if (first < 0x80)
+        return first == 0x7F ? 0 : 1;
+    const std::size_t length = first >= 0xC2 && first <= 0xDF ? 2 : first >= 0xE0 && first <= 0xEF ? 3 : 0;
+    if (length == 0 || rest.size() < length)
+        return 0;
+    unsigned int code = length == 2 ? first & 0x1FU : first & 0x0FU;
+    for (std::size_t i = 1; i < length; ++i) {
+        if (!isContinuation(rest[i]))
+            return 0;
+        code = code << 6U | (static_cast<unsigned char>(rest[i]) & 0x3FU);
+    }
+    const bool overlong = length == 3 && code < 0x800;
+    const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
+    return overlong || surrogate || code >= 0xFFFE ? 0 : length;
+}
+
+Value exactText(std::string_view value)
+{
+    return made(xmlrpc_string_new_lp_cr, value.size(), value.data());
+}
+
+struct Free {
+    void operator()(const void* memory) const { std::free(const_cast<void*>(memory)); }
+};
+
+Value itemAt(xmlrpc_value* array, unsigned int place)
+{
+    Environment env;
+    xmlrpc_value* item = nullptr;
+    xmlrpc_array_read_item(&env, array, place, &item);
+    env.check();
+    return Value(item);
+}
+
+int sizeOf(xmlrpc_value* array)
+{
+    Environment env;
+    const int size = xmlrpc_array_size(&env, array);
+    env.check();
+    return size;
+}
+
+Value argument(xmlrpc_value* list, unsigned int place, xmlrpc_type type, const char* what)
+{
+    Value value = itemAt(list, place);
+    if (xmlrpc_value_type(value.get()) != type)
+        throw Fault(XMLRPC_TYPE_ERROR, "argument " + std::to_string(place + 1) + " must be " + what);
+    return value;
+}
+
+} // namespace
+
+// Out ----------------------------------------------------------------------------------------------------------
+
+Value nil()
+{
+    return made(xmlrpc_nil_new);
+}
+
+Value boolean(bool value)
+{
+    return made(xmlrpc_bool_new, xmlrpc_bool(value));
+}
+
+Value integer(int value)
+{
+    return made(xmlrpc_int_new, value);
+}
+
+Value integer64(std::int64_t value)
+{
+    return made(xmlrpc_i8_new, xmlrpc_int64(value));
+}
+
+Value real(double value)
+{
+    // xmlrpc-c crashes when it writes one.
+    if (!std::isfinite(value))
+        return text(std::isnan(value) ? "NaN" : value > 0 ? "Inf" : "-Inf");
+    return made(xmlrpc_double_new, value);
+}
+
+Value text(std::string_view value)
+{
+    std::string carried;
+    while (!value.empty()) {
+        const std::size_t length = carriedLength(value);
+        carried += length == 0 ? std::string_view("?") : value.substr(0, length);
+        value.remove_prefix(length == 0 ? 1 : length);
+    }
+    return exactText(carried);
+}
+
+Value block(std::string_view bytes)
+{
+    return made(xmlrpc_base64_new, bytes.size(), reinterpret_cast<const unsigned char*>(bytes.data()));
+}
+
+Value textOrBlock(std::string_view value)
+{
+    for (std::string_view rest = value; !rest.empty();) {
+        const std::size_t length = carriedLength(rest);
+        if (length == 0)
+            return block(value);
+        rest.remove_prefix(length);
+    }
+    return exactText(value);
+}
+
+Value structure(const std::map<std::string, Value>& members)
+{
+    Value value = made(xmlrpc_struct_new);
+    Environment env;
+    for (const auto& [name, member] : members)
+        xmlrpc_struct_set_value_n(&env, value.get(), name.data(), name.size(), member.get());
+    env.check();
+    return value;
+}
+
+Value emptyArray()
+{
+    return made(xmlrpc_array_new);
+}
+
+void append(const Value& array, const Value& item)
+{
+    Environment env;
+    xmlrpc_array_append_item(&env, array.get(), item.get());
+    env.check();
+}
+
+Value withItem(const Value& array, unsigned int place, const Value& item)
+{
+    Value changed = emptyArray();
+    for (unsigned int i = 0; i < static_cast<unsigned int>(sizeOf(array.get())); ++i)
+        append(changed, i == place ? another(item) : itemAt(array.get(), i));
+    return changed;
+}
+
+int integerAt(const Value& array, unsigned int place)
+{
+    const Value item = itemAt(array.get(), place);
+    Environment env;
+    int value = 0;
+    xmlrpc_read_int(&env, item.get(), &value);
+    env.check();
+    return value;
+}
+
+Value another(const Value& value)
+{
+    xmlrpc_INCREF(value.get());
+    return Value(value.get());
+}
+
+// In -----------------------------------------------------------------------------------------------------------
+
+void Arguments::requireCount(std::size_t count) const
+{
+    const int given = sizeOf(list);
+    if (static_cast<std::size_t>(given) != count)
+        throw Fault(XMLRPC_INDEX_ERROR,
+                    "called with " + std::to_string(given) + " arguments, takes " + std::to_string(count));
+}
+
+template <>
+int Arguments::read<int>(unsigned int place) const
+{
+    const Value value = argument(list, place, XMLRPC_TYPE_INT, "a 32-bit integer");
+    Environment env;
+    int number = 0;
+    xmlrpc_read_int(&env, value.get(), &number);
+    env.check();
+    return number;
+}
+
+template <>
+bool Arguments::read<bool>(unsigned int place) const
+{
+    const Value value = argument(list, place, XMLRPC_TYPE_BOOL, "a boolean");
+    Environment env;
+    xmlrpc_bool truth = 0;
+    xmlrpc_read_bool(&env, value.get(), &truth);
+    env.check();
+    return truth != 0;
+}
+
+template <>
+std::string Arguments::read<std::string>(unsigned int place) const
+{
+    const Value value = argument(list, place, XMLRPC_TYPE_STRING, "a string");
+    Environment env;
+    std::size_t length = 0;
+    const char* characters = nullptr;
+    xmlrpc_read_string_lp(&env, value.get(), &length, &characters);
+    const std::unique_ptr<const char, Free> owned(characters);
+    env.check();
+    return std::string(characters, length);
+}
+
+template <>
+Block Arguments::read<Block>(unsigned int place) const
+{
+    const Value value = argument(list, place, XMLRPC_TYPE_BASE64, "a base64 byte string");
+    Environment env;
+    std::size_t length = 0;
+    const unsigned char* bytes = nullptr;
+    xmlrpc_read_base64(&env, value.get(), &length, &bytes);
+    const std::unique_ptr<const unsigned char, Free> owned(bytes);
+    env.check();
+    return {std::string(bytes, bytes + length)};
+}
+
+} // namespace nelkaslave
