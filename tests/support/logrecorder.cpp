@@ -25,9 +25,9 @@ std::atomic<bool> recording{false};
 
 void record(int priority, const char* format, va_list values)
 {
-    const int savedErrno = errno;
     if (LogRecorder::duringLogCall)
         LogRecorder::duringLogCall();
+    const int savedErrno = errno;
     if (recording) {
         const std::size_t index = taken.fetch_add(1);
         if (index < slots.size()) {

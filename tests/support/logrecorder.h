@@ -34,7 +34,8 @@ public:
     /// Forgets what was recorded so far.
     void clear();
 
-    /// Called, if set, inside every log call, in whatever context it is made.
+    /// Called, if set, inside every log call, in whatever context it is made. The errno it leaves is what the log call
+    /// leaves, as the real one may change it.
     static void (*duringLogCall)();
 };
 

@@ -81,9 +81,11 @@ inline std::future<void> onceAsked(const ScriptedSlave& slave, std::function<voi
     });
 }
 
-/// Time since its construction.
+/// Time since its construction, or the last restart.
 class Stopwatch {
 public:
+    void restart() { start = Clock::now(); }
+
     std::chrono::microseconds elapsed() const
     {
         return std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
@@ -91,7 +93,7 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
-    const Clock::time_point start = Clock::now();
+    Clock::time_point start = Clock::now();
 };
 
 } // namespace support

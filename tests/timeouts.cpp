@@ -1,0 +1,649 @@
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <functional>
+#include <stdexcept>
+
+#include <dlfcn.h>
+#include <poll.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include "support/fixture.h"
+#include "support/signals.h"
+#include "support/xmlrpcspy.h"
+
+using namespace support;
+using namespace std::chrono_literals;
+
+namespace {
+
+using Lines = std::vector<LogLine>;
+
+std::vector<itimerval> timersSet;
+
+} // namespace
+
+// The library's timers pass here, because the program's symbols come before those of the C library.
+extern "C" __attribute__((visibility("default"))) int setitimer(__itimer_which_t which, const itimerval* value,
+                                                                itimerval* former) noexcept
+{
+    static const auto real = reinterpret_cast<decltype(&setitimer)>(dlsym(RTLD_NEXT, "setitimer"));
+    timersSet.push_back(*value);
+    return real(which, value, former);
+}
+
+namespace {
+
+constexpr auto tolerance = 250ms;
+
+class Timeouts : public ClientTest {
+protected:
+    XmlrpcSpy spy; // registered by the second init() only
+
+    void SetUp() override
+    {
+        ASSERT_EQ(client.init(), 0);
+        log.clear();
+        timersSet.clear();
+    }
+
+    void TearDown() override
+    {
+        LogRecorder::duringLogCall = nullptr;
+        ClientTest::TearDown();
+    }
+
+    static LogLine alarmNotice(int flag)
+    {
+        return {LOG_NOTICE, "SIGALRM signal received. interrupt " + std::to_string(flag)};
+    }
+    static LogLine interruptNotice(int flag)
+    {
+        return {LOG_NOTICE, "SIGINT signal received. interrupt " + std::to_string(flag)};
+    }
+
+    void replyWell() { slave.play({replyArray({xml::i4(0)})}); }
+
+    // A transport fault, which leaves the timer running.
+    void fail(int timeout)
+    {
+        slave.play({http("HTTP/1.1 500 Internal Server Error", "Content-Length: 0\r\n", "")});
+        client.updateNTP(timeout);
+        ASSERT_EQ(client.getFault(), -504);
+    }
+};
+
+// The timer --------------------------------------------------------------------------------------------------------
+
+TEST_F(Timeouts, TheTimerIsSetInSecondsAndMicrosecondsAndRunsOnce)
+{
+    struct Case {
+        unsigned short milliseconds;
+        time_t seconds;
+        suseconds_t microseconds;
+    };
+    for (const Case& each : {Case{1500, 1, 500'000}, Case{999, 0, 999'000}, Case{1000, 1, 0}, Case{1, 0, 1000},
+                             Case{65535, 65, 535'000}, Case{0, 0, 0}}) {
+        timersSet.clear();
+        log.clear();
+        client.set_timer(each.milliseconds);
+        ASSERT_EQ(timersSet.size(), 1U);
+        EXPECT_EQ(timersSet[0].it_value.tv_sec, each.seconds);
+        EXPECT_EQ(timersSet[0].it_value.tv_usec, each.microseconds);
+        EXPECT_EQ(timersSet[0].it_interval.tv_sec, 0);
+        EXPECT_EQ(timersSet[0].it_interval.tv_usec, 0);
+        EXPECT_EQ(log.lines().at(0), armed(each.milliseconds));
+    }
+}
+
+TEST_F(Timeouts, TheKernelHoldsTheTimerThatWasSet)
+{
+    client.set_timer(1500);
+    EXPECT_LE(timerLeft(), 1500ms);
+    EXPECT_GT(timerLeft(), 1500ms - tolerance);
+    client.set_timer(0);
+    EXPECT_EQ(timerLeft(), 0ms);
+    EXPECT_EQ(log.lines(), (Lines{armed(1500), disarmed()}));
+}
+
+TEST_F(Timeouts, TheTimerNeedsNoInit)
+{
+    nelka::XmlrpcClient fresh("127.0.0.1", slave.port(), "eth1", "app", "1.0");
+    fresh.set_timer(60000);
+    EXPECT_GT(timerLeft(), 50s);
+}
+
+TEST_F(Timeouts, TheTimerIsLoggedBeforeItIsSet)
+{
+    static bool running;
+    client.set_timer(60000);
+    LogRecorder::duringLogCall = [] { running = timerLeft() > 0ms; };
+    client.set_timer(0);
+    EXPECT_TRUE(running);
+    client.set_timer(60000);
+    EXPECT_FALSE(running);
+}
+
+TEST_F(Timeouts, TheArgumentIsCutToItsLowSixteenBits)
+{
+    struct Case {
+        int argument;
+        int milliseconds;
+    };
+    fail(1);
+    for (const Case& each : {Case{70000, 4464}, Case{65535, 65535}, Case{-1, 65535}, Case{131072 + 5000, 5000}}) {
+        log.clear();
+        replyWell();
+        std::chrono::microseconds during{};
+        spy.beforeCall = [&during] { during = timerLeft(); };
+        client.updateNTP(each.argument);
+        EXPECT_EQ(log.lines().at(1), armed(each.milliseconds));
+        EXPECT_LE(during, std::chrono::milliseconds(each.milliseconds));
+        EXPECT_GT(during, std::chrono::milliseconds(each.milliseconds) - tolerance);
+    }
+}
+
+TEST_F(Timeouts, AnArgumentWhoseLowBitsAreZeroArmsNoAlarm)
+{
+    for (const int argument : {0, 65536, 131072, -65536}) {
+        fail(60000);
+        log.clear();
+        replyWell();
+        std::chrono::microseconds during = 1s;
+        spy.beforeCall = [&during] { during = timerLeft(); };
+        client.updateNTP(argument);
+        EXPECT_EQ(during, 0s);
+        EXPECT_EQ(log.lines(), (Lines{debug("updateNTP"), disarmed(), disarmed()}));
+        EXPECT_EQ(client.getFault(), 0);
+    }
+}
+
+// The handlers -----------------------------------------------------------------------------------------------------
+
+TEST_F(Timeouts, BothSignalsGoToTheHandlerWithAnEmptyMaskAndNoFlags)
+{
+    // What the C library itself adds for the kernel.
+    constexpr int restorer = 0x04000000;
+    for (const int signal : {SIGINT, SIGALRM}) {
+        const struct sigaction action = disposition(signal);
+        EXPECT_EQ(action.sa_handler, &nelka::XmlrpcClient::interruptRpc);
+        EXPECT_EQ(members(action.sa_mask), std::set<int>{});
+        EXPECT_EQ(action.sa_flags & ~restorer, 0);
+    }
+}
+
+TEST_F(Timeouts, OtherSignalsKeepTheirDispositions)
+{
+    for (const int signal : {SIGTERM, SIGHUP, SIGPIPE, SIGUSR1, SIGVTALRM, SIGPROF})
+        EXPECT_EQ(disposition(signal).sa_handler, SIG_DFL);
+}
+
+TEST_F(Timeouts, EveryInitInstallsTheHandlersAgain)
+{
+    std::signal(SIGINT, SIG_IGN);
+    std::signal(SIGALRM, SIG_DFL);
+    EXPECT_EQ(client.resetConn(), 0);
+    EXPECT_EQ(disposition(SIGINT).sa_handler, &nelka::XmlrpcClient::interruptRpc);
+    EXPECT_EQ(disposition(SIGALRM).sa_handler, &nelka::XmlrpcClient::interruptRpc);
+}
+
+TEST_F(Timeouts, TheHandlersCanBeInstalledWithoutInit)
+{
+    std::signal(SIGINT, SIG_DFL);
+    nelka::XmlrpcClient fresh("127.0.0.1", slave.port(), "eth1", "app", "1.0");
+    fresh.setupSignalHandlers();
+    EXPECT_EQ(disposition(SIGINT).sa_handler, &nelka::XmlrpcClient::interruptRpc);
+}
+
+TEST_F(Timeouts, EachSignalIsLoggedOnceWithTheFlagBeforeIt)
+{
+    std::raise(SIGALRM);
+    std::raise(SIGALRM);
+    std::raise(SIGINT);
+    EXPECT_EQ(log.lines(), (Lines{alarmNotice(0), alarmNotice(1), interruptNotice(1)}));
+    ASSERT_EQ(client.resetConn(), 0);
+    log.clear();
+    std::raise(SIGINT);
+    std::raise(SIGALRM);
+    EXPECT_EQ(log.lines(), (Lines{interruptNotice(0), alarmNotice(1)}));
+}
+
+TEST_F(Timeouts, AnotherSignalRoutedToTheHandlerIsAnInternalErrorAndRaisesTheFlag)
+{
+    ASSERT_EQ(client.resetConn(), 0);
+    log.clear();
+    const auto former = std::signal(SIGTERM, &nelka::XmlrpcClient::interruptRpc);
+    std::raise(SIGTERM);
+    std::signal(SIGTERM, former);
+    EXPECT_EQ(log.lines(), (Lines{error("Internal error: signal of class 15 caught even though we didn't set up a "
+                                        "handler for that class\n")}));
+    EXPECT_EQ(*spy.interruptFlag, 1);
+}
+
+TEST_F(Timeouts, ErrnoSurvivesTheHandler)
+{
+    LogRecorder::duringLogCall = [] { errno = ENOTCONN; };
+    for (const int signal : {SIGALRM, SIGINT}) {
+        errno = ERANGE;
+        std::raise(signal);
+        EXPECT_EQ(errno, ERANGE);
+    }
+    errno = ERANGE;
+    nelka::XmlrpcClient::interruptRpc(SIGTERM);
+    EXPECT_EQ(errno, ERANGE);
+}
+
+TEST_F(Timeouts, TheHandlersInterruptABlockingSystemCallForGood)
+{
+    client.set_timer(50);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    char byte;
+    EXPECT_EQ(read(ends[0], &byte, 1), -1);
+    EXPECT_EQ(errno, EINTR);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+// Calls that are cut short -----------------------------------------------------------------------------------------
+
+TEST_F(Timeouts, ASilentSlaveIsLeftAfterTheTwoSecondsAskedFor)
+{
+    ASSERT_EQ(client.resetConn(), 0);
+    log.clear();
+    slave.play({silence()});
+    const Stopwatch watch;
+    client.updateNTP(2000);
+    EXPECT_GE(watch.elapsed(), 2000ms);
+    EXPECT_LT(watch.elapsed(), 2000ms + tolerance);
+    EXPECT_EQ(client.getFault(), -505);
+    EXPECT_EQ(*spy.interruptFlag, 0);
+    EXPECT_EQ(log.linesWithoutNumbers(),
+              (Lines{debug("updateNTP"), armed(2000), alarmNotice(0), timeoutLine("updateNTP")}));
+}
+
+// How a slave keeps a caller waiting. Each takes a call of 200 ms to its end.
+struct Stall {
+    const char* name;
+    Step step;
+    std::size_t blockSize;
+};
+
+std::ostream& operator<<(std::ostream& out, const Stall& stall)
+{
+    return out << stall.name;
+}
+
+class StalledCall : public ::testing::TestWithParam<Stall> {};
+
+void expectTheDeadlineToHold(unsigned short port, std::size_t blockSize)
+{
+    nelka::XmlrpcClient client("127.0.0.1", port, "eth1", "app", "1.0");
+    ASSERT_EQ(client.init(), 0);
+    const Stopwatch watch;
+    client.wrFicheroTablasSI(1, 2, std::vector<char>(blockSize, 'x'), 200);
+    EXPECT_EQ(client.getFault(), -505);
+    EXPECT_GE(watch.elapsed(), 200ms);
+    EXPECT_LT(watch.elapsed(), 200ms + tolerance);
+}
+
+TEST_P(StalledCall, EndsAtItsDeadline)
+{
+    const ScriptedSlave slave({GetParam().step}, 4096);
+    expectTheDeadlineToHold(slave.port(), GetParam().blockSize);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, StalledCall,
+    ::testing::Values(Stall{"Silence", silence(), 10}, Stall{"Drip", dripped(replyArray({xml::i4(0)}), 1, 20ms), 10},
+                      Stall{"HeadersOnly", cutAt(replyArray({xml::i4(0)}), 60, Step::Then::keep), 10},
+                      Stall{"RequestThatNobodyReads", deaf(), 8'000'000}),
+    ::testing::PrintToStringParamName());
+
+TEST(ConnectionThatNobodyTakes, EndsAtItsDeadline)
+{
+    const BlackHole hole;
+    expectTheDeadlineToHold(hole.port(), 10);
+}
+
+TEST_F(Timeouts, ASigintCutsTheCallShortAndLeavesTheTimerRunning)
+{
+    slave.play({silence()});
+    Stopwatch sent;
+    std::future<void> operatorsHand = onceAsked(slave, [&sent] {
+        sent.restart();
+        kill(getpid(), SIGINT);
+    });
+    client.updateNTP(ampleTimeout);
+    operatorsHand.get();
+    EXPECT_LT(sent.elapsed(), tolerance);
+    EXPECT_EQ(client.getFault(), -505);
+    EXPECT_EQ(log.linesWithoutNumbers(),
+              (Lines{debug("updateNTP"), armed(ampleTimeout), interruptNotice(0), timeoutLine("updateNTP")}));
+    EXPECT_GT(timerLeft(), 0ms);
+}
+
+TEST_F(Timeouts, ASigintCutsACallWithoutATimeoutToo)
+{
+    slave.play({silence()});
+    std::future<void> operatorsHand = onceAsked(slave, [] { kill(getpid(), SIGINT); });
+    client.updateNTP(0);
+    operatorsHand.get();
+    EXPECT_EQ(client.getFault(), -505);
+    EXPECT_EQ(timerLeft(), 0ms);
+}
+
+TEST_F(Timeouts, AnAlarmOfTheApplicationsOwnCutsTheCallShort)
+{
+    slave.play({silence()});
+    std::future<void> application = onceAsked(slave, [] { kill(getpid(), SIGALRM); });
+    client.updateNTP(ampleTimeout);
+    application.get();
+    EXPECT_EQ(client.getFault(), -505);
+}
+
+TEST_F(Timeouts, TheCallOfAnyObjectIsCut)
+{
+    nelka::XmlrpcClient second("127.0.0.1", slave.port(), "eth1", "app", "1.0");
+    ASSERT_EQ(second.init(), 0);
+    nelka::XmlrpcClient third("127.0.0.1", slave.port(), "eth1", "app", "1.0");
+    ASSERT_EQ(third.init(), 0);
+    slave.play({silence()});
+    for (nelka::XmlrpcClient* each : {&second, &client, &third}) {
+        each->updateNTP(50);
+        EXPECT_EQ(each->getFault(), -505);
+    }
+}
+
+TEST_F(Timeouts, AClientThatTimedOutWorksAgainAtOnce)
+{
+    slave.play({silence()});
+    client.updateNTP(50);
+    EXPECT_EQ(client.getFault(), -505);
+    replyWell();
+    client.updateNTP(ampleTimeout);
+    EXPECT_EQ(client.getFault(), 0);
+}
+
+// What is left of the timer ----------------------------------------------------------------------------------------
+
+TEST_F(Timeouts, SuccessAndRefusalAndDecodingFaultDisarmTheTimer)
+{
+    for (const Step& answered : {replyArray({xml::i4(0)}), replyArray({xml::i4(3)}), replyArray({})}) {
+        slave.play({answered});
+        client.updateNTP(ampleTimeout);
+        EXPECT_EQ(timerLeft(), 0ms);
+        EXPECT_EQ(timersSet.back().it_value.tv_sec, 0);
+    }
+}
+
+TEST_F(Timeouts, TheTimerOfAFailedCallRunsOnBetweenCallsAndItsAlarmRaisesTheFlag)
+{
+    ASSERT_EQ(client.resetConn(), 0);
+    fail(100);
+    EXPECT_GT(timerLeft(), 0ms);
+    log.clear();
+    EXPECT_EQ(poll(nullptr, 0, 5000), -1);
+    EXPECT_EQ(errno, EINTR);
+    EXPECT_EQ(log.lines(), (Lines{alarmNotice(0)}));
+    EXPECT_EQ(*spy.interruptFlag, 1);
+    EXPECT_EQ(client.getFault(), -504);
+    replyWell();
+    client.updateNTP(ampleTimeout);
+    EXPECT_EQ(client.getFault(), 0);
+}
+
+TEST_F(Timeouts, TheTimerOfAFailedCallDoesNotCutALongerOneAfterIt)
+{
+    fail(100);
+    slave.play({delayed(replyArray({xml::i4(0)}), 300ms)});
+    client.updateNTP(ampleTimeout);
+    EXPECT_EQ(client.getFault(), 0);
+    EXPECT_EQ(log.lines().back(), disarmed());
+}
+
+// The alarm lands anywhere between the end of one call and the arming of the next.
+TEST_F(Timeouts, ALateAlarmOfAnEarlierCallNeverCutsTheNextOne)
+{
+    replyWell();
+    constexpr int tries = 5000;
+    std::size_t alarms = 0;
+    for (int i = 0; i < tries; ++i) {
+        const itimerval late{{0, 0}, {0, 1 + i % 40}};
+        log.clear();
+        setitimer(ITIMER_REAL, &late, nullptr);
+        client.updateNTP(ampleTimeout);
+        ASSERT_EQ(client.getFault(), 0) << "try " << i;
+        for (const LogLine& line : log.lines())
+            alarms += line.priority == LOG_NOTICE;
+    }
+    RecordProperty("alarms", static_cast<int>(alarms));
+    EXPECT_GT(alarms, 0U);
+}
+
+// Alarms and log calls ---------------------------------------------------------------------------------------------
+
+// Raises both signals inside one log call, and sees whether a handler logs before that call has ended.
+class Intruder {
+public:
+    explicit Intruder(int call)
+    {
+        due = call;
+        calls = inside = interrupted = alarms = interrupts = 0;
+        LogRecorder::duringLogCall = intrude;
+    }
+    ~Intruder() { LogRecorder::duringLogCall = nullptr; }
+    Intruder(const Intruder&) = delete;
+    Intruder& operator=(const Intruder&) = delete;
+
+    static void raiseCounted(int signal)
+    {
+        int& count = signal == SIGALRM ? alarms : interrupts;
+        ++count;
+        std::raise(signal);
+    }
+
+    static inline int calls, interrupted, alarms, interrupts;
+
+private:
+    static void intrude()
+    {
+        interrupted += inside;
+        if (calls++ != due)
+            return;
+        inside = 1;
+        raiseCounted(SIGALRM);
+        raiseCounted(SIGINT);
+        inside = 0;
+    }
+
+    static inline int due, inside;
+};
+
+struct Scene {
+    const char* name;
+    std::function<void(nelka::XmlrpcClient&, ScriptedSlave&, XmlrpcSpy&)> play;
+};
+
+std::ostream& operator<<(std::ostream& out, const Scene& scene)
+{
+    return out << scene.name;
+}
+
+class LogCalls : public Timeouts, public ::testing::WithParamInterface<Scene> {
+protected:
+    std::ptrdiff_t noticesOf(const std::string& signal) const
+    {
+        const Lines lines = log.lines();
+        return std::count_if(lines.begin(), lines.end(), [&signal](const LogLine& line) {
+            return line.text.starts_with(signal + " signal received.");
+        });
+    }
+};
+
+TEST_P(LogCalls, AreNeverInterruptedAndTheHandlersRunOnceAfterwards)
+{
+    constexpr int most = 20;
+    int intrusions = 0;
+    for (; intrusions < most; ++intrusions) {
+        ASSERT_EQ(client.resetConn(), 0);
+        log.clear();
+        const Intruder intruder(intrusions);
+        GetParam().play(client, slave, spy);
+        if (Intruder::calls <= intrusions)
+            break;
+        EXPECT_EQ(Intruder::interrupted, 0) << "log call " << intrusions;
+        EXPECT_EQ(noticesOf("SIGALRM"), Intruder::alarms) << "log call " << intrusions;
+        EXPECT_EQ(noticesOf("SIGINT"), Intruder::interrupts) << "log call " << intrusions;
+        EXPECT_EQ(heldSignals(), std::set<int>{}) << "log call " << intrusions;
+        client.set_timer(0);
+    }
+    EXPECT_GT(intrusions, 0);
+    EXPECT_LT(intrusions, most);
+}
+
+Scene answered(const char* name, const Step& step)
+{
+    return {name, [step](nelka::XmlrpcClient& client, ScriptedSlave& slave, XmlrpcSpy&) {
+                slave.play({step});
+                client.updateNTP(60000);
+            }};
+}
+
+Scene signalled(const char* name, int signal)
+{
+    return {name, [signal](nelka::XmlrpcClient&, ScriptedSlave&, XmlrpcSpy&) { Intruder::raiseCounted(signal); }};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Scenes, LogCalls,
+    ::testing::Values(Scene{"Init",
+                            [](nelka::XmlrpcClient& client, ScriptedSlave&, XmlrpcSpy&) { client.resetConn(); }},
+                      Scene{"FailedInit",
+                            [](nelka::XmlrpcClient& client, ScriptedSlave&, XmlrpcSpy& spy) {
+                                spy.failNext(SetupStep::client, -500, "not today");
+                                client.resetConn();
+                            }},
+                      Scene{"NotReady",
+                            [](nelka::XmlrpcClient& client, ScriptedSlave&, XmlrpcSpy&) {
+                                client.cleanup();
+                                client.updateNTP(60000);
+                            }},
+                      Scene{"Timer",
+                            [](nelka::XmlrpcClient& client, ScriptedSlave&, XmlrpcSpy&) {
+                                client.set_timer(60000);
+                                client.set_timer(0);
+                            }},
+                      Scene{"Probe",
+                            [](nelka::XmlrpcClient& client, ScriptedSlave& slave, XmlrpcSpy&) {
+                                slave.play({replyArray({xml::i4(15)})});
+                                ::testing::internal::CaptureStdout();
+                                client.sampleadd(60000);
+                                ::testing::internal::GetCapturedStdout();
+                            }},
+                      Scene{"FlagRaised",
+                            [](nelka::XmlrpcClient& client, ScriptedSlave& slave, XmlrpcSpy& spy) {
+                                slave.play({replyArray({xml::i4(0)})});
+                                spy.afterCall = [] { Intruder::raiseCounted(SIGALRM); };
+                                client.updateNTP(60000);
+                                spy.afterCall = nullptr;
+                            }},
+                      answered("Success", replyArray({xml::i4(0)})), answered("Refusal", replyArray({xml::i4(3)})),
+                      answered("DecodingFault", replyArray({})), answered("TransportFault", replyFault(-77, "no hay")),
+                      signalled("Alarm", SIGALRM), signalled("Interrupt", SIGINT),
+                      Scene{"OtherSignal", [](nelka::XmlrpcClient&, ScriptedSlave&,
+                                              XmlrpcSpy&) { nelka::XmlrpcClient::interruptRpc(SIGTERM); }}),
+    ::testing::PrintToStringParamName());
+
+// The caller's signal mask -----------------------------------------------------------------------------------------
+
+class CallersMask : public Timeouts, public ::testing::WithParamInterface<std::set<int>> {};
+
+TEST_P(CallersMask, IsRestoredOnEveryWayOut)
+{
+    const HoldingBack held(GetParam());
+    std::string text;
+    int status = 0;
+    const auto expectRestored = [](const char* way) { EXPECT_EQ(heldSignals(), GetParam()) << way; };
+
+    for (const Step& step : {replyArray({xml::i4(0)}), replyArray({xml::i4(3)}), replyArray({xml::text("")}),
+                             replyFault(-77, "no hay"), reply(xml::i4(0))}) {
+        slave.play({step});
+        client.getAlarmasEstadoControlador(text, status, ampleTimeout);
+        expectRestored(step.bytes.c_str());
+    }
+    slave.play({silence()});
+    client.updateNTP(50);
+    EXPECT_EQ(client.getFault(), -505);
+    expectRestored("time-out");
+    replyWell();
+    client.updateNTP(0);
+    expectRestored("no time-out");
+    slave.play({replyArray({})});
+    EXPECT_THROW(client.getAlarmasEstadoControlador(text, status, ampleTimeout), std::logic_error);
+    expectRestored("exception");
+    client.set_timer(100);
+    client.set_timer(0);
+    expectRestored("timer");
+    EXPECT_EQ(client.resetConn(), 0);
+    expectRestored("reset");
+    client.cleanup();
+    client.updateNTP(ampleTimeout);
+    EXPECT_EQ(client.getFault(), -500);
+    expectRestored("not ready");
+}
+
+TEST_P(CallersMask, DoesNotKeepACallFromItsDeadline)
+{
+    const HoldingBack held(GetParam());
+    slave.play({silence()});
+    const Stopwatch watch;
+    client.updateNTP(100);
+    EXPECT_EQ(client.getFault(), -505);
+    EXPECT_LT(watch.elapsed(), 100ms + tolerance);
+    EXPECT_EQ(log.linesWithoutNumbers(),
+              (Lines{debug("updateNTP"), armed(100), alarmNotice(0), timeoutLine("updateNTP")}));
+}
+
+TEST_P(CallersMask, IsOpenedForTheTwoSignalsOnly)
+{
+    const HoldingBack held(GetParam());
+    replyWell();
+    std::set<int> during;
+    spy.beforeCall = [&during] { during = heldSignals(); };
+    client.updateNTP(ampleTimeout);
+    std::set<int> others = GetParam();
+    others.erase(SIGALRM);
+    others.erase(SIGINT);
+    EXPECT_EQ(during, others);
+}
+
+INSTANTIATE_TEST_SUITE_P(Masks, CallersMask,
+                         ::testing::Values(std::set<int>{}, std::set<int>{SIGALRM}, std::set<int>{SIGINT},
+                                           std::set<int>{SIGALRM, SIGINT},
+                                           std::set<int>{SIGALRM, SIGINT, SIGTERM, SIGUSR1, SIGCHLD}));
+
+// The caller holds the signals back, so that an earlier one waits until a call lets it through.
+class WaitingSignal : public Timeouts, public ::testing::WithParamInterface<int> {};
+
+TEST_P(WaitingSignal, OfBeforeTheCallIsHandledOnceAndDoesNotCutIt)
+{
+    const HoldingBack held({SIGALRM, SIGINT});
+    kill(getpid(), GetParam());
+    replyWell();
+    client.updateNTP(ampleTimeout);
+    EXPECT_EQ(client.getFault(), 0);
+    sigset_t waiting;
+    sigpending(&waiting);
+    EXPECT_EQ(members(waiting), std::set<int>{});
+    EXPECT_EQ(slave.requests().size(), 1U);
+    const LogLine notice = GetParam() == SIGALRM ? alarmNotice(0) : interruptNotice(0);
+    const Lines lines = log.lines();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), notice), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, WaitingSignal, ::testing::Values(SIGALRM, SIGINT),
+                         [](const auto& signal) { return std::string(sigabbrev_np(signal.param)); });
+
+} // namespace

@@ -1,0 +1,36 @@
+#include "support/fixture.h"
+#include "support/signals.h"
+
+using namespace support;
+using namespace std::chrono_literals;
+
+namespace {
+
+class TransportLimit : public ClientTest, public ::testing::WithParamInterface<int> {};
+
+TEST_P(TransportLimit, OfSeventeenSecondsEndsACallThatArmsNoAlarm)
+{
+    slave.play({silence()});
+    const Stopwatch watch;
+    client.updateNTP(GetParam());
+    EXPECT_GE(watch.elapsed(), 16s);
+    EXPECT_LE(watch.elapsed(), 20s);
+    EXPECT_EQ(client.getFault(), -504);
+    EXPECT_EQ(log.linesWithoutNumbers(),
+              (std::vector<LogLine>{debug("updateNTP"), disarmed(), faultLine("updateNTP"), place()}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Timeouts, TransportLimit, ::testing::Values(0, 65536));
+
+TEST_F(TransportLimit, OfSeventeenSecondsComesBeforeALongerTimeout)
+{
+    slave.play({silence()});
+    const Stopwatch watch;
+    client.updateNTP(60000);
+    EXPECT_GE(watch.elapsed(), 16s);
+    EXPECT_LE(watch.elapsed(), 20s);
+    EXPECT_EQ(client.getFault(), -504);
+    EXPECT_GT(timerLeft(), 30s);
+}
+
+} // namespace
