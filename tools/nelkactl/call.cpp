@@ -1,0 +1,208 @@
+#include "call.h"
+
+#include <memory>
+#include <random>
+#include <string_view>
+
+#include "interruption.h"
+
+namespace nelkactl {
+
+namespace {
+
+struct Release {
+    void operator()(xmlrpc_value* value) const { xmlrpc_DECREF(value); }
+};
+
+int drawn()
+{
+    return static_cast<int>(std::random_device()());
+}
+
+} // namespace
+
+Number::Number() : preset(drawn()), value(preset) {}
+
+Table::Table()
+{
+    xmlrpc_env env;
+    xmlrpc_env_init(&env);
+    const std::unique_ptr<xmlrpc_value, Release> preset(
+        xmlrpc_build_value(&env, "((s#))", Text::preset.data(), Text::preset.size()));
+    if (preset)
+        value.fill(env, preset.get());
+    xmlrpc_env_clean(&env);
+}
+
+bool Table::written() const
+{
+    return value.columnCount() == 0 || value.columnName(0) != Text::preset;
+}
+
+// Fault state -505 without a signal is a status, or a fault response, of the slave's own choice.
+static bool cutShort(const nelka::XmlrpcClient& client)
+{
+    return client.getFault() == XMLRPC_TIMEOUT_ERROR && (interruption::seen() || interruption::alarmSeen());
+}
+
+bool Call::answered() const
+{
+    return !client.environment().fault_occurred && !cutShort(client);
+}
+
+void Call::output(const std::string& name, const Text& text)
+{
+    if (text.written())
+        output(name, text.value);
+}
+
+void Call::output(const std::string& name, const Number& number)
+{
+    if (number.written())
+        output(name, number.value);
+}
+
+void Call::output(const Table& table)
+{
+    if (!table.written())
+        return;
+    const nelkadb::ResultSet& set = table.value;
+    Json columns = Json::array();
+    for (std::size_t column = 0; column < set.columnCount(); ++column)
+        columns.push_back(set.columnName(column));
+    Json rows = Json::array();
+    for (std::size_t row = 0; row < set.rowCount(); ++row) {
+        Json cells = Json::array();
+        for (std::size_t column = 0; column < set.columnCount(); ++column)
+            cells.push_back(set.isNull(row, column) ? Json() : Json(set.value(row, column)));
+        rows.push_back(std::move(cells));
+    }
+    output("columns", columns);
+    output("rows", rows);
+}
+
+void Call::output(const OutputFile& file, const Block& block)
+{
+    if (!answered() || !block.written())
+        return;
+    file.replace({block.value.data(), block.value.size()});
+    if (!file.isStandardOutput())
+        output("bytes", block.value.size());
+}
+
+namespace {
+
+std::string oneLine(std::string text)
+{
+    for (char& c : text)
+        if (static_cast<unsigned char>(c) < ' ')
+            c = ' ';
+    return text;
+}
+
+std::string kindOf(const xmlrpc_env& env)
+{
+    // A slave may answer with any code; xmlrpc-c marks such an answer in words only.
+    if (std::string_view(env.fault_string).starts_with("RPC failed at server."))
+        return "fault response";
+    switch (env.fault_code) {
+    case XMLRPC_NETWORK_ERROR:
+        return "transport fault";
+    case XMLRPC_TYPE_ERROR:
+    case XMLRPC_INDEX_ERROR:
+    case XMLRPC_PARSE_ERROR:
+    case XMLRPC_LIMIT_EXCEEDED_ERROR:
+        return "bad reply";
+    default:
+        return "protocol fault";
+    }
+}
+
+} // namespace
+
+Ending Call::ending() const
+{
+    const xmlrpc_env& env = client.environment();
+    const int fault = client.getFault();
+    const std::string reason = env.fault_occurred ? oneLine(env.fault_string) : "";
+    if (cutShort(client)) {
+        const std::string because = reason.empty() ? "" : " (" + reason + ")";
+        if (interruption::seen())
+            return {interrupted, fault, "interruption: SIGINT" + because};
+        return {timedOut, fault, "time-out: no answer within " + std::to_string(timeout) + " ms" + because};
+    }
+    if (env.fault_occurred)
+        // What a result set does not take is no fault of the call, but there is no result.
+        return {faulted, fault != 0 ? fault : env.fault_code,
+                kindOf(env) + ": " + reason + " (" + std::to_string(env.fault_code) + ")"};
+    if (fault != 0)
+        return {refused, fault, "slave's status: " + std::to_string(fault)};
+    return {};
+}
+
+// Output ---------------------------------------------------------------------------------------------------------
+
+namespace {
+
+// The characters that end a cell or a row, and the one that stands for the others.
+std::string escaped(const std::string& cell)
+{
+    std::string text;
+    for (const char c : cell) {
+        switch (c) {
+        case '\t':
+            text += "\\t";
+            break;
+        case '\n':
+            text += "\\n";
+            break;
+        case '\r':
+            text += "\\r";
+            break;
+        case '\\':
+            text += "\\\\";
+            break;
+        default:
+            text += c;
+        }
+    }
+    return text;
+}
+
+std::string tabbed(const Json& cells)
+{
+    std::string line;
+    for (const Json& cell : cells) {
+        if (&cell != &cells.front())
+            line += '\t';
+        line += cell.is_null() ? "\\N" : escaped(cell.get_ref<const std::string&>());
+    }
+    return line + '\n';
+}
+
+} // namespace
+
+std::string readable(const Json& results)
+{
+    std::string text;
+    for (const auto& [name, value] : results.items()) {
+        if (name == "columns") {
+            text += value.empty() ? "" : tabbed(value);
+        } else if (name == "rows") {
+            for (const Json& row : value)
+                text += tabbed(row);
+        } else {
+            text += name + ": " + (value.is_string() ? value.get<std::string>() : value.dump()) + '\n';
+        }
+    }
+    return text;
+}
+
+std::string json(const std::string& operation, int fault, const Json& results)
+{
+    Json line = {{"operation", operation}, {"fault", fault}};
+    line.update(results);
+    return line.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+} // namespace nelkactl

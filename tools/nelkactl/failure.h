@@ -1,0 +1,26 @@
+// The ways in which a run ends early, each with its exit status.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace nelkactl {
+
+enum ExitStatus { done = 0, refused = 1, unusable = 2, faulted = 3, timedOut = 4, interrupted = 5 };
+
+/// A command line that means nothing.
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// A file that cannot be read or written.
+struct FileError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// A SIGINT. The remark says what became of what it interrupted.
+struct Interrupted : std::runtime_error {
+    explicit Interrupted(const std::string& remark = "SIGINT") : std::runtime_error(remark) {}
+};
+
+} // namespace nelkactl

@@ -1,0 +1,157 @@
+#include "files.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "failure.h"
+#include "interruption.h"
+
+namespace nelkactl {
+
+namespace {
+
+[[noreturn]] void fail(const std::string& what, const std::string& name)
+{
+    throw FileError("cannot " + what + " " + name + ": " + std::strerror(errno));
+}
+
+class Descriptor {
+public:
+    explicit Descriptor(int descriptor) : number(descriptor) {}
+    ~Descriptor()
+    {
+        if (number > STDERR_FILENO)
+            close(number);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    const int number;
+};
+
+bool writeAll(int descriptor, std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+        if (written >= 0)
+            bytes.remove_prefix(static_cast<std::size_t>(written));
+        else if (errno == EINTR)
+            interruption::check();
+        else
+            return false;
+    }
+    return true;
+}
+
+// A file that disappears unless it is given another name.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(std::string pattern) : path(std::move(pattern)), file(mkostemp(path.data(), O_CLOEXEC)) {}
+    ~TemporaryFile()
+    {
+        if (file.number >= 0 && !renamed)
+            unlink(path.c_str());
+    }
+
+    bool become(const std::string& target, std::string_view bytes, mode_t mode)
+    {
+        renamed = file.number >= 0 && fchmod(file.number, mode) == 0 && writeAll(file.number, bytes)
+                  && fsync(file.number) == 0 && rename(path.c_str(), target.c_str()) == 0;
+        return renamed;
+    }
+
+private:
+    std::string path;
+    Descriptor file;
+    bool renamed = false;
+};
+
+mode_t modeOfNewFiles()
+{
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666 & ~mask;
+}
+
+} // namespace
+
+std::vector<char> readFile(const std::string& path)
+{
+    const Descriptor file(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const std::string name = path == "-" ? "standard input" : path;
+    if (file.number < 0)
+        fail("read", name);
+    std::vector<char> bytes;
+    char piece[65536];
+    for (;;) {
+        const ssize_t got = read(file.number, piece, sizeof piece);
+        if (got > 0)
+            bytes.insert(bytes.end(), piece, piece + got);
+        else if (got == 0)
+            return bytes;
+        else if (errno == EINTR)
+            interruption::check();
+        else
+            fail("read", name);
+    }
+}
+
+void writeToStandardOutput(std::string_view bytes)
+{
+    // Processes that share a pipe or a file write more than a page in pieces. Where there are no locks, there are none.
+    struct flock whole = {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    fcntl(STDOUT_FILENO, F_SETLKW, &whole);
+    if (!writeAll(STDOUT_FILENO, bytes))
+        fail("write", "standard output");
+    whole.l_type = F_UNLCK;
+    fcntl(STDOUT_FILENO, F_SETLK, &whole);
+}
+
+OutputFile::OutputFile(std::string path) : target(std::move(path))
+{
+    if (isStandardOutput())
+        return;
+    // A link stays, and leads to the new contents.
+    if (const std::unique_ptr<char, decltype(&std::free)> real(realpath(target.c_str(), nullptr), std::free); real)
+        target = real.get();
+    struct stat found = {};
+    const bool exists = stat(target.c_str(), &found) == 0;
+    if (exists && S_ISDIR(found.st_mode)) {
+        errno = EISDIR;
+        fail("write", target);
+    }
+    const std::string folder = std::filesystem::path(target).parent_path();
+    const bool inFolder = !exists || S_ISREG(found.st_mode);
+    if ((exists && access(target.c_str(), W_OK) != 0)
+        || (inFolder && access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) != 0))
+        fail("write", target);
+}
+
+void OutputFile::replace(std::string_view bytes) const
+{
+    if (isStandardOutput())
+        return writeToStandardOutput(bytes);
+    struct stat found = {};
+    const bool exists = stat(target.c_str(), &found) == 0;
+    if (exists && !S_ISREG(found.st_mode)) {
+        const Descriptor device(open(target.c_str(), O_WRONLY | O_CLOEXEC));
+        if (device.number < 0 || !writeAll(device.number, bytes))
+            fail("write", target);
+        return;
+    }
+    TemporaryFile replacement(target + ".XXXXXX");
+    if (!replacement.become(target, bytes, exists ? found.st_mode & 07777 : modeOfNewFiles()))
+        fail("write", target);
+}
+
+} // namespace nelkactl
