@@ -33,6 +33,8 @@ function(shared_library name)
     DESTINATION ${package} COMPONENT dev)
   install(EXPORT ${name} FILE ${name}-targets.cmake NAMESPACE ${name}:: DESTINATION ${package} COMPONENT dev)
 
+  # By its own place, so that it is right wherever `cmake --install --prefix` or a package puts it.
+  file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
   configure_file(${name}.pc.in ${name}.pc @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
 endfunction()
