@@ -16,7 +16,7 @@ namespace {
 // Something in a JSON document, and where in it that is.
 class Place {
 public:
-    Place(const std::string& file, const Json& root) : what(&root), pointer(file + ": ") {}
+    Place(const std::string& name, const Json& root) : Place(name, root, "") {}
 
     const Json& operator*() const { return *what; }
     const Json* operator->() const { return what; }
@@ -24,13 +24,13 @@ public:
     template <typename Key>
     Place operator[](const Key& key) const
     {
-        return Place(what->at(key), pointer + "/" + named(key));
+        return Place(file, what->at(key), pointer + "/" + named(key));
     }
 
     void require(bool right, const std::string& wanted) const
     {
         if (!right)
-            throw MalformedFile(pointer + ": " + wanted);
+            throw MalformedFile(file + ": " + (pointer.empty() ? "" : pointer + ": ") + wanted);
     }
 
     std::int64_t integer(std::int64_t least, std::int64_t most, const std::string& wanted) const
@@ -61,11 +61,15 @@ public:
     }
 
 private:
-    Place(const Json& where, std::string path) : what(&where), pointer(std::move(path)) {}
+    Place(const std::string& name, const Json& where, std::string path)
+        : file(name), what(&where), pointer(std::move(path))
+    {
+    }
 
     static std::string named(const std::string& key) { return key; }
     static std::string named(std::size_t index) { return std::to_string(index); }
 
+    std::string file;
     const Json* what;
     std::string pointer;
 };

@@ -54,6 +54,7 @@ Connection open(const std::filesystem::path& file, int flags)
     if (result != SQLITE_OK)
         objected(database);
     sqlite3_busy_timeout(database, longestWaitForOthers);
+    sqlite3_limit(database, SQLITE_LIMIT_LENGTH, static_cast<int>(largestTable));
     return connection;
 }
 

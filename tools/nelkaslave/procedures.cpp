@@ -20,11 +20,6 @@ Slave::Slave(const std::filesystem::path& where)
 
 namespace {
 
-Value done()
-{
-    return array(integer(ok));
-}
-
 template <typename... Payload>
 Value done(const Payload&... payload)
 {
@@ -323,13 +318,6 @@ Value readSummary(Slave& slave, const Arguments& arguments)
     return done(block(slave.tables.read(source, id)));
 }
 
-// Refusals -----------------------------------------------------------------------------------------------------
-
-Value statusAlone(int status)
-{
-    return array(integer(status));
-}
-
 // Only a negative status is an error where others are results.
 Value negative(int status)
 {
@@ -341,57 +329,52 @@ Value negativeAndText(int status)
     return array(integer(-status), text(""));
 }
 
-Value statusAndClock(int status)
-{
-    return array(integer(status), integer64(0));
-}
-
-Value socAndStatus(int status)
-{
-    return array(integer(0), integer(status));
-}
-
 } // namespace
+
+Value statusAlone(int status)
+{
+    return array(integer(status));
+}
 
 const std::vector<Procedure>& procedures()
 {
     namespace remote = nelka::remote;
     static const std::vector<Procedure> all = {
-        {"sample.add", sampleAdd, statusAlone, {}},
+        {"sample.add", sampleAdd, statusAlone, std::nullopt},
 
-        {remote::GetTable, getTable, statusAlone, 0},
-        {remote::ExecQuery, execQuery, statusAlone, 0},
+        {remote::GetTable, getTable},
+        {remote::ExecQuery, execQuery},
 
-        {remote::ActualizaIdentificacion, actualizaIdentificacion, statusAlone, 0},
-        {remote::GetAlarmasEstadoControlador, getAlarmasEstadoControlador, statusAlone, 0},
-        {remote::CheckSincronizado, checkSincronizado, statusAlone, 0},
-        {remote::Changes, changes, statusAlone, 0},
+        {remote::ActualizaIdentificacion, actualizaIdentificacion},
+        {remote::GetAlarmasEstadoControlador, getAlarmasEstadoControlador},
+        {remote::CheckSincronizado, checkSincronizado},
+        {remote::Changes, changes},
 
-        {remote::ResetFactoryEsclavo, resetFactoryEsclavo, statusAlone, 0},
-        {remote::RdHora, rdHora, statusAndClock, 0},
-        {remote::ActualizaRefrescoWeb, actualizaRefrescoWeb, statusAlone, 0},
-        {remote::UpdateNTP, updateNTP, statusAlone, 0},
-        {remote::EjecutarScript, ejecutarScript, statusAlone, 0},
+        {remote::ResetFactoryEsclavo, resetFactoryEsclavo},
+        {remote::RdHora, rdHora},
+        {remote::ActualizaRefrescoWeb, actualizaRefrescoWeb},
+        {remote::UpdateNTP, updateNTP},
+        {remote::EjecutarScript, ejecutarScript},
 
-        {remote::SintonizarCanalTerr, sintonizarCanalTerr, statusAlone, 0},
-        {remote::SintonizarCanalSat, sintonizarCanalSat, statusAlone, 0},
+        {remote::SintonizarCanalTerr, sintonizarCanalTerr},
+        {remote::SintonizarCanalSat, sintonizarCanalSat},
 
-        {remote::InitInputScan, initInputScan, negative, 0},
-        {remote::StatusInputScan, statusInputScan, negative, 0},
-        {remote::getScanReport, scanReport, negativeAndText, 0},
-        {remote::CancelInputScan, cancelInputScan, statusAlone, 0},
+        {remote::InitInputScan, initInputScan, negative},
+        {remote::StatusInputScan, statusInputScan, negative},
+        {remote::getScanReport, scanReport, negativeAndText},
+        {remote::CancelInputScan, cancelInputScan},
 
-        {remote::get_FPGA_SOC, getFpgaSoc, socAndStatus, 1},
-        {remote::Change_FPGA_SOC, changeFpgaSoc, statusAlone, 0},
-        {remote::Generate_JSON_WEB, generateJsonWeb, statusAlone, 0},
+        {remote::get_FPGA_SOC, getFpgaSoc, statusAlone, 1},
+        {remote::Change_FPGA_SOC, changeFpgaSoc},
+        {remote::Generate_JSON_WEB, generateJsonWeb},
 
-        {remote::RecibirArchivo, recibirArchivo, statusAlone, 0},
-        {remote::BorrarArchivo, borrarArchivo, statusAlone, 0},
+        {remote::RecibirArchivo, recibirArchivo},
+        {remote::BorrarArchivo, borrarArchivo},
 
-        {remote::wrFicheroTablasSI, writeTable, statusAlone, 0},
-        {remote::configureSAP, configureSap, statusAlone, 0},
-        {remote::RdFicheroTablasSI, readTable, statusAlone, 0},
-        {remote::RdFicheroResumen, readSummary, statusAlone, 0},
+        {remote::wrFicheroTablasSI, writeTable},
+        {remote::configureSAP, configureSap},
+        {remote::RdFicheroTablasSI, readTable},
+        {remote::RdFicheroResumen, readSummary},
     };
     return all;
 }

@@ -27,13 +27,15 @@ struct Slave {
 /// The reply of a call; throws Refusal or Fault.
 using Handler = Value (*)(Slave&, const Arguments&);
 
+Value statusAlone(int status);
+
 struct Procedure {
     std::string name;
     Handler handler;
     /// What answers a call that is refused with `status`.
-    Value (*refusal)(int status);
+    Value (*refusal)(int status) = statusAlone;
     /// Where in the reply the status is, if it has one.
-    std::optional<unsigned int> statusPlace;
+    std::optional<unsigned int> statusPlace = 0;
 };
 
 /// All of them, in the order of their families.
