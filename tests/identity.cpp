@@ -104,7 +104,7 @@ TEST_F(ActualizaIdentificacion, WritesTheIntegerOnceTheDecodingHasReachedIt)
 
 TEST_F(ActualizaIdentificacion, RaisesWithoutTouchingAFieldWhenElementsAreMissing)
 {
-    for (std::size_t size : {0, 2, 3, 4, 5, 6, 7}) {
+    for (const std::size_t size : {0U, 2U, 3U, 4U, 5U, 6U, 7U}) {
         SCOPED_TRACE(size);
         std::vector<std::string> answer = identification(0);
         answer.resize(size);

@@ -190,7 +190,8 @@ protected:
                 {http("HTTP/1.1 500 Internal Server Error", "Content-Length: 0\r\n", ""), -504},
                 {ok("agotado"), -503},
                 {replyFault(-77, "agotado"), -77},
-                {replyFault(42, "agotado"), 42}};
+                {replyFault(42, "agotado"), 42},
+                {replyFault(0, "agotado"), 0}};
     }
 
     /// Every type that does not belong at each place, every length too short, and all that is no array.
