@@ -1,0 +1,584 @@
+// Every operation that reaches the wire against every fault of a slave: how each cell ends, what it logs, which outputs
+// it writes, whether it leaves the timer running, the flag raised or a descriptor open.
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <iostream>
+#include <sstream>
+#include <thread>
+
+#include <sys/time.h>
+#include <unistd.h>
+
+#include "support/fixture.h"
+#include "support/operations.h"
+
+using namespace support;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int shortTimeout = 60;
+
+// Names the tests after their parameters.
+template <typename Parameter>
+std::string nameOf(const ::testing::TestParamInfo<Parameter>& parameter)
+{
+    return parameter.param.name;
+}
+
+// Replies --------------------------------------------------------------------------------------------------------
+
+struct Element {
+    char type; // as in a shape; anything else fits no shape
+    std::string xml;
+};
+
+struct Reply {
+    std::vector<Element> elements;
+    bool isArray = true;
+
+    std::string body() const
+    {
+        std::vector<std::string> values;
+        for (const Element& element : elements)
+            values.push_back(element.xml);
+        return xml::response(isArray ? xml::array(values) : values.at(0));
+    }
+};
+
+std::string letters(const std::string& shape)
+{
+    std::string all;
+    std::copy_if(shape.begin(), shape.end(), std::back_inserter(all), [](char c) { return std::isalnum(c) != 0; });
+    return all;
+}
+
+Reply goodReply(const Operation& operation, int status = 0)
+{
+    Reply reply;
+    const std::vector<std::string> values = operation.sampleReply(status);
+    const std::string types = letters(operation.reply);
+    for (std::size_t i = 0; i < values.size(); ++i)
+        reply.elements.push_back({types[i], values[i]});
+    return reply;
+}
+
+Reply scalar(Element element)
+{
+    return {{std::move(element)}, false};
+}
+
+// What becomes of a reply, by the rules of decoding ------------------------------------------------------------------
+
+struct Decoding {
+    std::string shape;
+    std::size_t decoded = 0; // elements, from the first
+    int code = 0;
+
+    bool failed() const { return code != 0; }
+    bool holds(char type) const { return shape.find(type) != std::string::npos; }
+};
+
+Decoding decodingOf(const Operation& operation, const Reply& reply)
+{
+    const bool sized = !operation.shortReply.empty();
+    if (!reply.isArray)
+        return {sized ? "" : operation.reply, 0, -501};
+    const bool brief = sized && reply.elements.size() == 1;
+    Decoding decoding{brief ? operation.shortReply : operation.reply};
+    const std::string types = letters(decoding.shape);
+    if (reply.elements.size() < types.size()) {
+        decoding.code = -502;
+        return decoding;
+    }
+    for (const char type : types) {
+        if (reply.elements[decoding.decoded].type != type) {
+            decoding.code = -501;
+            return decoding;
+        }
+        ++decoding.decoded;
+    }
+    return decoding;
+}
+
+std::string valueOf(const Element& element)
+{
+    const std::size_t begin = element.xml.find('>', element.xml.find('>') + 1) + 1;
+    return element.xml.substr(begin, element.xml.find('<', begin) - begin);
+}
+
+int statusIn(const Operation& operation, const Reply& reply, const Decoding& decoding)
+{
+    return decoding.decoded > operation.statusAt ? std::stoi(valueOf(reply.elements[operation.statusAt])) : 0;
+}
+
+std::vector<std::string> outputsAfter(const Operation& operation, const Reply& reply, const Decoding& decoding)
+{
+    const std::vector<std::string> delivered = operation.delivered(statusIn(operation, reply, decoding));
+    std::vector<std::string> outputs = operation.read(Variables());
+    const std::string types = letters(operation.reply);
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+        const Kind kind = operation.outputs[i].kind;
+        const bool whole = !decoding.failed() && decoding.shape == operation.reply;
+        bool written = whole;
+        if (kind == Kind::status)
+            written = decoding.decoded > operation.statusAt;
+        if (kind == Kind::integer)
+            written = decoding.decoded > types.find('i', 1);
+        if (written)
+            outputs[i] = delivered[i];
+        else if (kind == Kind::block && decoding.holds('6'))
+            outputs[i].clear();
+    }
+    return outputs;
+}
+
+// Lines that single operations add once the timer is disarmed.
+std::vector<LogLine> notesOn(const Operation& operation, const Reply& reply, const Decoding& decoding)
+{
+    const std::string status = std::to_string(statusIn(operation, reply, decoding));
+    const bool whole = !decoding.failed() && decoding.shape == operation.reply;
+    std::string note;
+    if (operation.name == "generarJSONWeb" && reply.isArray)
+        note = "size " + std::to_string(reply.elements.size());
+    if (operation.name == "xmlrpc_changes" && whole)
+        note = "check_changes result " + status + ", tmp_changes : " + valueOf(reply.elements[1]);
+    if (operation.name == "getHoraModulo" && whole)
+        note = "horaActual " + valueOf(reply.elements[1]);
+    if (operation.name == "ejecutar_script")
+        note = "ejecutar_script result " + status;
+    if (operation.name == "rdFicheroTablasSI" && decoding.holds('6'))
+        note = decoding.failed() ? "longitud 0" : "longitud 6";
+    return note.empty() ? std::vector<LogLine>{} : std::vector<LogLine>{{LOG_DEBUG, note}};
+}
+
+// Faults -----------------------------------------------------------------------------------------------------------
+
+enum class Ending { transport, timeout, interruption, reply };
+enum class Target { slave, closedPort, blackHole };
+
+struct Fault {
+    std::string name;
+    Ending ending;
+    int code = 0; ///< of Ending::transport
+    Step step{};
+    Target target = Target::slave;
+    /// Of Ending::reply: the replies to each operation, and how each travels.
+    std::function<std::vector<Reply>(const Operation&)> replies = {};
+    std::function<Step(const std::string& body)> wrap = ok;
+};
+
+std::ostream& operator<<(std::ostream& out, const Fault& fault)
+{
+    return out << fault.name;
+}
+
+Fault transport(const std::string& name, int code, Step step)
+{
+    return {name, Ending::transport, code, std::move(step)};
+}
+
+Fault expiry(const std::string& name, Step step)
+{
+    return {name, Ending::timeout, 0, std::move(step)};
+}
+
+Fault replying(const std::string& name, std::function<std::vector<Reply>(const Operation&)> replies,
+               std::function<Step(const std::string& body)> wrap = ok)
+{
+    Fault fault{name, Ending::reply};
+    fault.replies = std::move(replies);
+    fault.wrap = std::move(wrap);
+    return fault;
+}
+
+const std::vector<Element> anyElements{{'i', xml::i4(5)},       {'I', xml::i8(6)},     {'b', xml::boolean(true)},
+                                       {'d', xml::real("1.5")}, {'s', xml::text("x")}, {'6', xml::base64("y")},
+                                       {'n', xml::nil()},       {'A', xml::array({})}, {'S', xml::structure({})}};
+
+std::vector<Reply> good(const Operation& operation)
+{
+    return {goodReply(operation)};
+}
+
+std::vector<Reply> wrongTypes(const Operation& operation)
+{
+    std::vector<Reply> all;
+    for (std::size_t place = 0; place < letters(operation.reply).size(); ++place) {
+        for (const Element& element : anyElements) {
+            Reply reply = goodReply(operation, 3);
+            if (reply.elements[place].type == element.type)
+                continue;
+            reply.elements[place] = element;
+            all.push_back(std::move(reply));
+        }
+    }
+    return all;
+}
+
+std::vector<Reply> missingElements(const Operation& operation)
+{
+    std::vector<Reply> all;
+    const Reply whole = goodReply(operation, 3);
+    for (std::size_t size = 1; size < whole.elements.size(); ++size)
+        all.push_back({{whole.elements.begin(), whole.elements.begin() + static_cast<std::ptrdiff_t>(size)}});
+    return all;
+}
+
+std::vector<Reply> with(const Operation& operation, std::vector<Element> extra)
+{
+    Reply reply = goodReply(operation);
+    reply.elements.insert(reply.elements.end(), extra.begin(), extra.end());
+    return {reply};
+}
+
+std::vector<Reply> ofSize(const Operation& operation, std::size_t bytes)
+{
+    const std::size_t bare = with(operation, {{'s', xml::text("")}})[0].body().size();
+    return with(operation, {{'s', xml::text(std::string(bytes - bare, 'x'))}});
+}
+
+// A good reply followed by something that the parser does not take, whatever the operation.
+Step unparsable(const std::string& element)
+{
+    return reply(xml::array({xml::i4(0), "<value>" + element + "</value>"}));
+}
+
+Step chunked(const std::string& body)
+{
+    std::string chunks;
+    for (std::size_t at = 0; at < body.size(); at += 50) {
+        const std::string chunk = body.substr(at, 50);
+        char size[16];
+        std::snprintf(size, sizeof size, "%zx\r\n", chunk.size());
+        chunks += size + chunk + "\r\n";
+    }
+    return http("HTTP/1.1 200 OK", "Content-Type: text/xml\r\nTransfer-Encoding: chunked\r\n", chunks + "0\r\n\r\n");
+}
+
+Step withoutLength(const std::string& body)
+{
+    return thenClose(http("HTTP/1.1 200 OK", "Content-Type: text/xml\r\n", body));
+}
+
+Step withLength(std::size_t length, const std::string& body)
+{
+    return http("HTTP/1.1 200 OK", "Content-Type: text/xml\r\nContent-Length: " + std::to_string(length) + "\r\n",
+                body);
+}
+
+Step answering(const std::string& statusLine)
+{
+    return http(statusLine, "Content-Length: 0\r\n", "");
+}
+
+std::vector<Fault> faults()
+{
+    const std::string body = xml::response(xml::array({xml::i4(0)}));
+    const Step status0 = ok(body);
+    const std::size_t whole = status0.bytes.size();
+    constexpr std::size_t limit = 1048576;
+
+    Fault refused = transport("RefusedConnection", -504, {});
+    refused.target = Target::closedPort;
+    Fault unroutable = expiry("UnroutableAddress", {});
+    unroutable.target = Target::blackHole;
+    Fault closedWhileIdle = replying("ConnectionClosedWhileIdle", good);
+
+    return {
+        refused,
+        unroutable,
+        expiry("Silence", silence()),
+        expiry("AcceptedAndNeverRead", deaf()),
+        transport("ResetBeforeTheStatusLine", -504, resetAfterRequest()),
+        transport("CloseBeforeTheStatusLine", -504, thenClose(silence())),
+        transport("ResetInTheBody", -504, cutAt(status0, whole - 40, Step::Then::reset)),
+        transport("CloseInTheBody", -504, cutAt(status0, whole - 40, Step::Then::close)),
+        transport("CloseInTheHeaders", -503, cutAt(status0, 20, Step::Then::close)),
+        expiry("OneByteEvery50Milliseconds", dripped(status0, 1, 50ms)),
+        expiry("StallInTheHeaders", cutAt(status0, 20, Step::Then::keep)),
+        expiry("StallInTheBody", cutAt(status0, whole - 40, Step::Then::keep)),
+        expiry("ReplyAfterTheDeadline", delayed(status0, 10s)),
+        transport("LengthTooShort", -503, withLength(body.size() - 40, body)),
+        transport("LengthTooLongThenClose", -504, thenClose(withLength(body.size() + 40, body))),
+        expiry("LengthTooLongThenStall", withLength(body.size() + 40, body)),
+        replying("NoLength", good, withoutLength),
+        replying("ChunkedBody", good, chunked),
+        transport("BadChunk", -504,
+                  http("HTTP/1.1 200 OK", "Content-Type: text/xml\r\nTransfer-Encoding: chunked\r\n", "zz\r\n" + body)),
+        transport("Status404", -504, answering("HTTP/1.1 404 Not Found")),
+        transport("Status500", -504, answering("HTTP/1.1 500 Internal Server Error")),
+        transport("Status302", -504, http("HTTP/1.1 302 Found", "Location: /x\r\nContent-Length: 0\r\n", "")),
+        transport("Status204", -504, http("HTTP/1.1 204 No Content", "", "")),
+        transport("NoHttp", -504, thenClose(http("SSH-2.0-x", "", ""))),
+        transport("HtmlWithStatus200", -503, ok("<html><body>Bienvenido</body></html>")),
+        transport("EmptyBody", -503, ok("")),
+        transport("TruncatedXml", -503, ok(body.substr(0, body.size() - 40))),
+        transport("FaultWithANegativeCode", -77, replyFault(-77, "no")),
+        transport("FaultWithAPositiveCode", 77, replyFault(77, "no")),
+        transport("FaultWithCode0", 0, replyFault(0, "no")),
+        replying("ScalarForTheArray",
+                 [](const Operation&) {
+                     std::vector<Reply> all;
+                     for (const Element& element : anyElements)
+                         if (element.type != 'A')
+                             all.push_back(scalar(element));
+                     return all;
+                 }),
+        replying("EmptyArray", [](const Operation&) { return std::vector<Reply>{{}}; }),
+        replying("TextForTheStatusAlone",
+                 [](const Operation&) {
+                     return std::vector<Reply>{{{{'s', xml::text("0")}}}};
+                 }),
+        replying("MissingElements", missingElements),
+        replying("WrongTypeAtEachPlace", wrongTypes),
+        replying("MoreElements",
+                 [](const Operation& operation) {
+                     return with(operation, {anyElements.begin(), anyElements.end()});
+                 }),
+        replying("Refusals",
+                 [](const Operation& operation) {
+                     return std::vector<Reply>{goodReply(operation, 3), goodReply(operation, -3)};
+                 }),
+        transport("BadBase64", -503, unparsable("<base64>QQ</base64>")),
+        transport("BadInteger", -503, unparsable("<i4>x</i4>")),
+        transport("InvalidUtf8", -503, unparsable("<string>\xff\xfe</string>")),
+        replying("JustUnder1MiB", [](const Operation& operation) { return ofSize(operation, limit - 1); }),
+        replying("Exactly1MiB", [](const Operation& operation) { return ofSize(operation, limit); }),
+        transport("JustOver1MiB", -509, ok(ofSize(operation("updateNTP"), limit + 1)[0].body())),
+        closedWhileIdle,
+        {"SigintDuringTheCall", Ending::interruption, 0, silence()},
+    };
+}
+
+// Cells --------------------------------------------------------------------------------------------------------------
+
+std::size_t openDescriptors()
+{
+    const std::filesystem::directory_iterator open("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(open), end(open)));
+}
+
+bool timerRuns()
+{
+    itimerval timer = {};
+    getitimer(ITIMER_REAL, &timer);
+    return timerisset(&timer.it_value);
+}
+
+struct Outcome {
+    Variables variables;
+    bool thrown = false;
+};
+
+class Matrix : public ClientTest, public ::testing::WithParamInterface<Fault> {
+protected:
+    Outcome run(const Operation& operation, nelka::XmlrpcClient& target, int timeout)
+    {
+        Outcome outcome;
+        std::ostringstream printed; // by the probe
+        std::streambuf* const standardOutput = std::cout.rdbuf(printed.rdbuf());
+        log.clear();
+        try {
+            operation.call(target, outcome.variables, timeout);
+        } catch (const std::logic_error&) {
+            outcome.thrown = true;
+        }
+        std::cout.rdbuf(standardOutput);
+        return outcome;
+    }
+
+    // The lines from the debug line on, `rest` being what follows the line of the armed timer.
+    void expectLines(const Operation& operation, int timeout, std::vector<LogLine> rest) const
+    {
+        std::vector<LogLine> lines;
+        if (operation.logsDebugLine())
+            lines.push_back(debug(operation.message(timeout)));
+        lines.push_back(armed(timeout));
+        lines.insert(lines.end(), rest.begin(), rest.end());
+        EXPECT_EQ(log.linesWithoutNumbers(), lines);
+    }
+
+    void expectLoweredFlag()
+    {
+        log.clear();
+        raise(SIGALRM);
+        EXPECT_EQ(log.lines(), (std::vector<LogLine>{{LOG_NOTICE, "SIGALRM signal received. interrupt 0"}}));
+    }
+
+    void expectReply(const Operation& operation, nelka::XmlrpcClient& target, const Reply& reply)
+    {
+        SCOPED_TRACE(reply.body().substr(0, 2000));
+        const Decoding decoding = decodingOf(operation, reply);
+        const int status = statusIn(operation, reply, decoding);
+        const bool throws = decoding.failed() && decoding.holds('s');
+        const bool refused = !decoding.failed() && operation.refuses(status);
+
+        slave.play({GetParam().wrap(reply.body())});
+        const Outcome outcome = run(operation, target, ampleTimeout);
+
+        std::vector<LogLine> rest{disarmed()};
+        const std::vector<LogLine> notes = notesOn(operation, reply, decoding);
+        rest.insert(rest.end(), notes.begin(), notes.end());
+        if (operation.name == "sampleadd" && !decoding.failed())
+            rest.push_back({LOG_INFO, "Resultado " + std::to_string(status) + "\n"});
+        if (decoding.failed() && !throws)
+            rest.insert(rest.end(), {faultLine(target, operation.message(ampleTimeout)), place()});
+        if (refused)
+            rest.insert(rest.end(), {refusedLine(operation.message(ampleTimeout), status), place()});
+
+        EXPECT_EQ(outcome.thrown, throws);
+        EXPECT_EQ(target.getFault(), throws ? 0 : decoding.failed() ? decoding.code : refused ? status : 0);
+        EXPECT_EQ(operation.read(outcome.variables), outputsAfter(operation, reply, decoding));
+        expectLines(operation, ampleTimeout, rest);
+        EXPECT_FALSE(timerRuns());
+    }
+
+    void expectFailure(const Operation& operation, nelka::XmlrpcClient& target, int timeout, int fault,
+                       const std::vector<LogLine>& rest, const Outcome& outcome)
+    {
+        EXPECT_FALSE(outcome.thrown);
+        EXPECT_EQ(target.getFault(), fault);
+        EXPECT_EQ(operation.read(outcome.variables), operation.read(Variables()));
+        expectLines(operation, timeout, rest);
+    }
+
+    void cell(const Operation& operation, nelka::XmlrpcClient& target)
+    {
+        const Fault& fault = GetParam();
+        switch (fault.ending) {
+        case Ending::transport: {
+            slave.play({fault.step});
+            const Outcome outcome = run(operation, target, ampleTimeout);
+            expectFailure(operation, target, ampleTimeout, fault.code,
+                          {faultLine(target, operation.message(ampleTimeout)), place()}, outcome);
+            EXPECT_TRUE(timerRuns());
+            break;
+        }
+        case Ending::timeout: {
+            slave.play({fault.step});
+            const Outcome outcome = run(operation, target, shortTimeout);
+            expectFailure(
+                operation, target, shortTimeout, -505,
+                {{LOG_NOTICE, "SIGALRM signal received. interrupt 0"}, timeoutLine(operation.message(shortTimeout))},
+                outcome);
+            EXPECT_FALSE(timerRuns());
+            break;
+        }
+        case Ending::interruption: {
+            slave.play({fault.step});
+            std::thread user([this] {
+                slave.awaitRequests(1);
+                kill(getpid(), SIGINT);
+            });
+            const Outcome outcome = run(operation, target, ampleTimeout);
+            user.join();
+            expectFailure(
+                operation, target, ampleTimeout, -505,
+                {{LOG_NOTICE, "SIGINT signal received. interrupt 0"}, timeoutLine(operation.message(ampleTimeout))},
+                outcome);
+            EXPECT_TRUE(timerRuns());
+            break;
+        }
+        case Ending::reply:
+            for (const Reply& reply : fault.replies(operation)) {
+                if (fault.name == "ConnectionClosedWhileIdle")
+                    slave.dropConnections();
+                expectReply(operation, target, reply);
+            }
+            break;
+        }
+    }
+};
+
+TEST_P(Matrix, EndsAsItShould)
+{
+    const BlackHole blackHole;
+    const Fault& fault = GetParam();
+    const unsigned short port = fault.target == Target::slave        ? slave.port()
+                                : fault.target == Target::closedPort ? closedPort()
+                                                                     : blackHole.port();
+    std::size_t descriptors = 0;
+    for (const Operation& operation : operations()) {
+        if (!operation.reachesTheWire())
+            continue;
+        SCOPED_TRACE(operation.name);
+        // A client for each, so that a connection left open shows as a descriptor.
+        {
+            nelka::XmlrpcClient target("127.0.0.1", port, "eth1", "app", "1.0");
+            ASSERT_EQ(target.init(), 0);
+            cell(operation, target);
+            target.set_timer(0);
+            expectLoweredFlag();
+        }
+        if (descriptors == 0)
+            descriptors = openDescriptors();
+        EXPECT_EQ(openDescriptors(), descriptors);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Fault, Matrix, ::testing::ValuesIn(faults()), nameOf<Fault>);
+
+// Only what sends something long can be caught while sending ---------------------------------------------------------
+
+struct Sender {
+    std::string name;
+    void (*call)(nelka::XmlrpcClient&, const std::string& text, Variables&);
+};
+
+std::ostream& operator<<(std::ostream& out, const Sender& sender)
+{
+    return out << sender.name;
+}
+
+class Sending : public ::testing::TestWithParam<Sender> {};
+
+TEST_P(Sending, IsCutShortByItsDeadline)
+{
+    const ScriptedSlave slave({deaf()}, 4096);
+    LogRecorder log;
+    nelka::XmlrpcClient client("127.0.0.1", slave.port(), "eth1", "app", "1.0");
+    ASSERT_EQ(client.init(), 0);
+    Variables variables;
+    const auto start = std::chrono::steady_clock::now();
+    GetParam().call(client, std::string(2'000'000, 'x'), variables);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(shortTimeout) + 250ms);
+    EXPECT_EQ(client.getFault(), -505);
+    const Operation& sent = operation(GetParam().name);
+    EXPECT_EQ(sent.read(variables), sent.read(Variables()));
+    const std::vector<LogLine> lines = log.lines();
+    ASSERT_GE(lines.size(), 2U);
+    EXPECT_EQ(lines[lines.size() - 2], (LogLine{LOG_NOTICE, "SIGALRM signal received. interrupt 0"}));
+    EXPECT_TRUE(slave.requests().empty());
+}
+
+std::vector<char> asBlock(const std::string& text)
+{
+    return {text.begin(), text.end()};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Operation, Sending,
+    ::testing::ValuesIn(std::vector<Sender>{
+        {"getTable", [](nelka::XmlrpcClient& client, const std::string& text,
+                        Variables& to) { client.getTable(text, to.table, shortTimeout); }},
+        {"execQuery", [](nelka::XmlrpcClient& client, const std::string& text,
+                         Variables& to) { client.execQuery(text, to.integer, "t", shortTimeout); }},
+        {"xmlrpc_changes",
+         [](nelka::XmlrpcClient& client, const std::string& text, Variables& to) {
+             client.dbName = text;
+             client.xmlrpc_changes(to.integer, shortTimeout);
+         }},
+        {"ejecutar_script", [](nelka::XmlrpcClient& client, const std::string& text,
+                               Variables&) { client.ejecutar_script(text, shortTimeout); }},
+        {"RdFicheroEsclavo", [](nelka::XmlrpcClient& client, const std::string& text,
+                                Variables& to) { client.RdFicheroEsclavo(text, 0, to.block, shortTimeout); }},
+        {"wrFicheroTablasSI", [](nelka::XmlrpcClient& client, const std::string& text,
+                                 Variables&) { client.wrFicheroTablasSI(1, 2, asBlock(text), shortTimeout); }},
+        {"configureSAPServer", [](nelka::XmlrpcClient& client, const std::string& text,
+                                  Variables&) { client.configureSAPServer(1, 2, asBlock(text), shortTimeout); }}}),
+    nameOf<Sender>);
+
+} // namespace
