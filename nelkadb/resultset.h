@@ -56,7 +56,7 @@ private:
         bool null;
     };
 
-    const Cell& cell(std::size_t row, std::size_t column) const;
+    __attribute__((visibility("hidden"))) const Cell& cell(std::size_t row, std::size_t column) const;
 
     std::vector<std::string> names;
     std::vector<std::vector<Cell>> rows;

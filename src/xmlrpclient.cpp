@@ -55,8 +55,8 @@ constexpr std::size_t xmlSizeLimit = 1048576;
 //   so that a signal is one log line wherever it lands. Only while a call runs, and by thread id: a thread that has
 //   ended meanwhile is an error that leaves the signal here.
 // - A thread that blocks the signals, as worker threads do, would never be woken: RunningCall lets them through.
-// - The handler logs, and so does the code that it interrupts. logLine() holds both signals back, in the handler too,
-//   whose own mask is empty: the lock of syslog() is not recursive.
+// - The handler logs, and so does the code that it interrupts. Both signals are held back around every log line, in
+//   the handler too, whose own mask is empty: the lock of syslog() is not recursive.
 
 int interruptFlag;
 
@@ -108,6 +108,22 @@ bool passedOn(int signal)
         return false;
     const pid_t thread = currentCall.thread;
     return thread != gettid() && tgkill(getpid(), thread, signal) == 0;
+}
+
+// With both signals held back.
+void handle(int signal)
+{
+    if (signal == SIGINT)
+        syslog(LOG_NOTICE, "SIGINT signal received. interrupt %i", interrupted().load());
+    else if (signal == SIGALRM)
+        syslog(LOG_NOTICE, "SIGALRM signal received. interrupt %i", interrupted().load());
+    else
+        syslog(LOG_ERR,
+               "Internal error: signal of class %u caught even though we didn't set up a handler for that class\n",
+               static_cast<unsigned int>(signal));
+    interrupted() = 1;
+    if (signal == SIGALRM)
+        ++alarmsHandled;
 }
 
 // The time of one call: its signals reach this thread, and no alarm of an earlier call does.
@@ -478,19 +494,10 @@ void XmlrpcClient::setupSignalHandlers()
 void XmlrpcClient::interruptRpc(int signal)
 {
     const int savedErrno = errno;
-    const SignalMask held(SIG_BLOCK);
-    if (!passedOn(signal)) {
-        if (signal == SIGINT)
-            logLine(LOG_NOTICE, "SIGINT signal received. interrupt %i", interrupted().load());
-        else if (signal == SIGALRM)
-            logLine(LOG_NOTICE, "SIGALRM signal received. interrupt %i", interrupted().load());
-        else
-            logLine(LOG_ERR,
-                    "Internal error: signal of class %u caught even though we didn't set up a handler for that class\n",
-                    static_cast<unsigned int>(signal));
-        interrupted() = 1;
-        if (signal == SIGALRM)
-            ++alarmsHandled;
+    {
+        const SignalMask held(SIG_BLOCK);
+        if (!passedOn(signal))
+            handle(signal);
     }
     errno = savedErrno;
 }
@@ -498,7 +505,7 @@ void XmlrpcClient::interruptRpc(int signal)
 void XmlrpcClient::set_timer(unsigned short milliseconds)
 {
     const SignalMask held(SIG_BLOCK);
-    logLine(LOG_DEBUG, "INICIO ALARMA %i", static_cast<int>(milliseconds));
+    syslog(LOG_DEBUG, "INICIO ALARMA %i", static_cast<int>(milliseconds));
     startTimer(milliseconds);
 }
 

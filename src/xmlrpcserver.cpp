@@ -33,8 +33,10 @@ XmlrpcServer::XmlrpcServer() : server(), chanSwitch(nullptr), registry(nullptr),
     if (env.fault_occurred)
         logFault(env, __LINE__);
     registry = xmlrpc_registry_new(&env);
-    if (env.fault_occurred)
+    if (env.fault_occurred) {
         logFault(env, __LINE__);
+        registry = nullptr; // it has been freed already
+    }
 }
 
 XmlrpcServer::~XmlrpcServer()
