@@ -252,15 +252,14 @@ TEST_P(AWrittenBlock, ThatCannotBeCopiedTouchesNeitherTheFaultStateNorTheTimer)
     EXPECT_TRUE(slave.requests().empty());
 }
 
-class AReadBlock : public FamilyTest {
-protected:
+struct AReadBlock : FamilyTest {
     const std::vector<char> preset = block("preset");
     std::vector<char> bloque = preset;
 
-    void readTable(const std::vector<std::string>& values, int timeout = ampleTimeout)
+    void readTable(const std::vector<std::string>& values)
     {
         answerWith(values);
-        client.rdFicheroTablasSI(1, 2, 3, 4, 5, bloque, timeout);
+        client.rdFicheroTablasSI(1, 2, 3, 4, 5, bloque, ampleTimeout);
     }
 
     void readSummary(const std::vector<std::string>& values)
@@ -293,24 +292,15 @@ TEST_F(AReadBlock, OfASummaryIsAskedForWithTheseBytes)
     EXPECT_EQ(slave.bodies().at(0), requestBody("RdFicheroResumen", {"<i4>1</i4>", "<i4>2</i4>"}));
 }
 
-TEST_F(AReadBlock, OfATableHasTheLow16BitsOfItsSize)
+TEST_F(AReadBlock, HasTheLow16BitsOfItsSize)
 {
-    for (const auto& [size, delivered] : deliveries) {
-        const std::string content = bytes(size);
-        readTable({xml::i4(0), xml::base64(content)});
-        expectSameBytes(bloque, content.substr(0, delivered));
-        EXPECT_EQ(client.getFault(), 0);
-    }
-}
-
-TEST_F(AReadBlock, OfASummaryHasTheLow16BitsOfItsSize)
-{
-    for (const auto& [size, delivered] : deliveries) {
-        const std::string content = bytes(size);
-        readSummary({xml::i4(0), xml::base64(content)});
-        expectSameBytes(bloque, content.substr(0, delivered));
-        EXPECT_EQ(client.getFault(), 0);
-    }
+    for (const auto& [size, delivered] : deliveries)
+        for (const auto read : {&AReadBlock::readTable, &AReadBlock::readSummary}) {
+            const std::string content = bytes(size);
+            (this->*read)({xml::i4(0), xml::base64(content)});
+            expectSameBytes(bloque, content.substr(0, delivered));
+            EXPECT_EQ(client.getFault(), 0);
+        }
 }
 
 TEST_F(AReadBlock, OfATableLogsTheSizeThatIsDelivered)
@@ -385,7 +375,8 @@ TEST_F(AReadBlock, OfASummaryThatIsNoBlockIsEmptied)
 
 TEST_F(AReadBlock, OfATableLogsItsTimeoutInFullAndArmsItsLow16Bits)
 {
-    readTable({xml::i4(0)}, 70'000);
+    answerWith({xml::i4(0)});
+    client.rdFicheroTablasSI(1, 2, 3, 4, 5, bloque, 70'000);
     EXPECT_EQ(log.lines(),
               (std::vector<LogLine>{debug("rdFicheroTablasSI : host : 127.0.0.1, source :1, id_tabla :2, ext1 :3, "
                                           "ext2 :4, ext3 :5 timeout 70000"),

@@ -64,23 +64,15 @@ TEST_F(ATunedChannel, OfSatelliteKindSendsTheseBytes)
                            "<i4>13</i4>", "<i4>15</i4>", "<i4>40</i4>", "<boolean>1</boolean>"}));
 }
 
-TEST_F(ATunedChannel, OfTerrestrialKindSendsAFrequencyAboveTheIntegersAsTheIntegerOfItsBits)
+TEST_F(ATunedChannel, SendsAFrequencyAboveTheIntegersAsTheIntegerOfItsBits)
 {
-    nelka::tcanal canal;
-    for (const auto& [frecuencia, integer] : std::vector<std::pair<std::uint32_t, std::string>>{
-             {2'147'483'647, "i4 2147483647"}, {2'147'483'648, "i4 -2147483648"}, {4'294'967'295, "i4 -1"}}) {
-        canal.frecuencia = frecuencia;
+    const std::vector<std::pair<std::uint32_t, std::string>> cases{
+        {2'147'483'647, "i4 2147483647"}, {2'147'483'648, "i4 -2147483648"}, {4'294'967'295, "i4 -1"}};
+    for (const auto& [frecuencia, integer] : cases) {
+        nelka::tcanal canal;
+        canal.frecuencia = canal.frecuenciaIntermedia = frecuencia;
         tuneTerr(canal);
         EXPECT_EQ(arrived()[0], integer);
-    }
-}
-
-TEST_F(ATunedChannel, OfSatelliteKindSendsAnIntermediateFrequencyAboveTheIntegersAsTheIntegerOfItsBits)
-{
-    nelka::tcanal canal;
-    for (const auto& [frecuencia, integer] : std::vector<std::pair<std::uint32_t, std::string>>{
-             {2'147'483'647, "i4 2147483647"}, {2'147'483'648, "i4 -2147483648"}, {4'294'967'295, "i4 -1"}}) {
-        canal.frecuenciaIntermedia = frecuencia;
         tuneSat(canal);
         EXPECT_EQ(arrived()[0], integer);
     }
