@@ -5,8 +5,8 @@
 // are measured too.
 #include <cstdio>
 #include <exception>
+#include <fstream>
 #include <memory>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -63,6 +63,17 @@ void measure(benchmark::State& state, bench::Caller& caller, clockid_t clock, in
     reportProcessor(state, seconds(clock) - before);
 }
 
+// Bytes of main memory that a process has used at most.
+double mostResident(pid_t process)
+{
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmHWM:"))
+            return std::stod(line.substr(line.find_first_of("0123456789"))) * 1024;
+    }
+    return 0;
+}
+
 // Everything that is measured, and what answers it.
 class Table {
 public:
@@ -82,9 +93,11 @@ public:
         for (const std::string name : {"nelkanet", "xmlrpc-c"})
             addConstruction(name, small, port);
 
-        addServer("nelkanet", {SERVER, "nelkanet"});
-        addServer("abyss", {SERVER, "abyss"});
-        addServer("xmlrpc.server", {"/usr/bin/python3", PYTHON_SERVER});
+        for (const bench::Exchange& exchange : bench::exchanges()) {
+            addServer("nelkanet", exchange, {SERVER, "nelkanet"});
+            addServer("abyss", exchange, {SERVER, "abyss"});
+            addServer("xmlrpc.server", exchange, {"/usr/bin/python3", PYTHON_SERVER});
+        }
     }
 
 private:
@@ -96,27 +109,30 @@ private:
 
     void add(const std::string& name, std::unique_ptr<bench::Caller> made, int logMask = noLines)
     {
-        add(name, std::move(made), std::nullopt, logMask);
-    }
-
-    void add(const std::string& name, std::unique_ptr<bench::Caller> made, std::optional<clockid_t> clock, int logMask)
-    {
         callers.push_back(std::move(made));
         bench::Caller& caller = *callers.back();
-        const clockid_t counted = clock.value_or(caller.processorClock());
-        benchmark::RegisterBenchmark(
-            name.c_str(), [=, &caller](benchmark::State& state) { measure(state, caller, counted, logMask); });
+        benchmark::RegisterBenchmark(name.c_str(), [=, &caller](benchmark::State& state) {
+            measure(state, caller, caller.processorClock(), logMask);
+        });
     }
 
-    // The processor time of a server is the server's.
-    void addServer(const std::string& name, std::vector<std::string> command)
+    // What counts is what the server takes.
+    void addServer(const std::string& name, const bench::Exchange& exchange, std::vector<std::string> command)
     {
         if (access(command.front().c_str(), X_OK) != 0)
             return;
+        command.push_back(std::to_string(exchange.received));
         const Answering& server = answeredBy(std::move(command));
+        const pid_t process = server.process.id();
         clockid_t clock = 0;
-        clock_getcpuclockid(server.process.id(), &clock);
-        add("serve/" + name, bench::makeReconnectingCaller(bench::exchangeNamed("small"), server.port), clock, noLines);
+        clock_getcpuclockid(process, &clock);
+        callers.push_back(bench::makeReconnectingCaller(exchange, server.port));
+        bench::Caller& caller = *callers.back();
+        benchmark::RegisterBenchmark(("serve-" + exchange.name + "/" + name).c_str(),
+                                     [=, &caller](benchmark::State& state) {
+                                         measure(state, caller, clock, noLines);
+                                         state.counters["resident"] = mostResident(process);
+                                     });
     }
 
     // From nothing to a client that is ready, and back.

@@ -1,8 +1,10 @@
-// server nelkanet|abyss: prints its port, then answers every call of "SintonizarCanalTerr" with status 0, one
-// connection a call. The one is built on the library, the other on xmlrpc-c's Abyss alone, set up the same way.
-#include <cstdint>
+// server nelkanet|abyss BLOCKSIZE: prints its port, then answers every call with status 0 and, if BLOCKSIZE is not 0, a
+// block of that many bytes, one connection a call. The one is built on the library, the other on xmlrpc-c's Abyss
+// alone, set up the same way.
 #include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -16,11 +18,16 @@
 
 namespace {
 
-const char* const method = "SintonizarCanalTerr";
+const char* const methods[] = {"SintonizarCanalTerr", "wrFicheroTablasSI", "RecibirArchivo"};
 
-xmlrpc_value* accept(xmlrpc_env* env, xmlrpc_value*, void*, void*)
+using Block = std::vector<unsigned char>;
+
+xmlrpc_value* answer(xmlrpc_env* env, xmlrpc_value*, void* serverInfo, void*)
 {
-    return xmlrpc_build_value(env, "(i)", 0);
+    const Block& block = *static_cast<const Block*>(serverInfo);
+    if (block.empty())
+        return xmlrpc_build_value(env, "(i)", 0);
+    return xmlrpc_build_value(env, "(i6)", 0, block.data(), block.size());
 }
 
 // The port of the process's one listening socket.
@@ -44,25 +51,29 @@ void announce()
     std::fflush(stdout);
 }
 
-void runNelkanet()
+void runNelkanet(Block& block)
 {
     nelka::XmlrpcServer server;
-    server.AddFunction(method, accept, nullptr);
+    for (const char* method : methods)
+        server.AddFunction(method, answer, &block);
     server.Start("", 0);
     announce();
     while (server.listening())
         server.Run();
 }
 
-void runAbyss()
+void runAbyss(Block& block)
 {
     xmlrpc_env env;
     xmlrpc_env_init(&env);
     xmlrpc_registry* const registry = xmlrpc_registry_new(&env);
-    xmlrpc_method_info3 info = {};
-    info.methodName = method;
-    info.methodFunction = accept;
-    xmlrpc_registry_add_method3(&env, registry, &info);
+    for (const char* method : methods) {
+        xmlrpc_method_info3 info = {};
+        info.methodName = method;
+        info.methodFunction = answer;
+        info.serverInfo = &block;
+        xmlrpc_registry_add_method3(&env, registry, &info);
+    }
 
     sockaddr_in address = {};
     address.sin_family = AF_INET;
@@ -86,8 +97,12 @@ void runAbyss()
 
 int main(int argc, char** argv)
 {
+    if (argc < 3)
+        return 2;
     setlogmask(LOG_MASK(LOG_EMERG));
-    if (argc > 1 && std::string(argv[1]) == "abyss")
-        runAbyss();
-    runNelkanet();
+    xmlrpc_limit_set(XMLRPC_XML_SIZE_LIMIT_ID, 1048576);
+    Block block(std::strtoul(argv[2], nullptr, 10));
+    if (std::string(argv[1]) == "abyss")
+        runAbyss(block);
+    runNelkanet(block);
 }
