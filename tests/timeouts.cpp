@@ -403,7 +403,8 @@ TEST_F(Timeouts, TheTimerOfAFailedCallDoesNotCutALongerOneAfterIt)
     EXPECT_EQ(log.lines().back(), disarmed());
 }
 
-// The alarm lands anywhere between the end of one call and the arming of the next.
+// The timer is set in microseconds, finer than a call's, so that the alarm lands anywhere before the next call's
+// arming.
 TEST_F(Timeouts, ALateAlarmOfAnEarlierCallNeverCutsTheNextOne)
 {
     replyWell();

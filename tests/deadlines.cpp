@@ -1,0 +1,76 @@
+// How late a call ends when its alarm has to find the right thread. Built twice: a few expiries, and many.
+#include <algorithm>
+#include <csignal>
+#include <future>
+#include <iostream>
+#include <set>
+
+#include "support/busythreads.h"
+#include "support/fixture.h"
+#include "support/signals.h"
+
+using namespace support;
+using namespace std::chrono_literals;
+
+namespace {
+
+class Deadline : public ClientTest, public ::testing::WithParamInterface<int> {
+protected:
+    static constexpr std::size_t busy = 8;
+    static constexpr auto timeout = 100ms;
+
+    void SetUp() override
+    {
+        ClientTest::SetUp();
+        slave.play({silence()});
+    }
+
+    // Lets that many calls expire in a thread that holds `signals` back.
+    void expectPunctuality(const std::set<int>& signals)
+    {
+        std::chrono::microseconds worst{0};
+        const auto expire = [&] {
+            const HoldingBack held(signals);
+            for (int i = 0; i < GetParam(); ++i) {
+                const Stopwatch watch;
+                client.updateNTP(timeout.count());
+                const std::chrono::microseconds late = watch.elapsed() - timeout;
+                worst = std::max(worst, late);
+                EXPECT_EQ(client.getFault(), -505) << "expiry " << i;
+                EXPECT_GE(late, 0ms) << "expiry " << i;
+                EXPECT_LT(late, 250ms) << "expiry " << i;
+                EXPECT_EQ(heldSignals(), signals) << "expiry " << i;
+            }
+        };
+        std::async(std::launch::async, expire).get();
+
+        const std::vector<LogLine> lines = log.lines();
+        const LogLine notice{LOG_NOTICE, "SIGALRM signal received. interrupt 0"};
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), notice), GetParam());
+        std::cout << "worst of " << GetParam() << ": " << worst.count() << " us late\n";
+        RecordProperty("worstMicroseconds", static_cast<int>(worst.count()));
+    }
+};
+
+TEST_P(Deadline, HoldsBesideBusyThreadsThatTakeTheSignals)
+{
+    const BusyThreads others(busy);
+    expectPunctuality({});
+}
+
+TEST_P(Deadline, HoldsInAThreadThatHoldsTheSignalsBackBesideBusyThreadsThatTakeThem)
+{
+    const BusyThreads others(busy);
+    expectPunctuality({SIGALRM, SIGINT});
+}
+
+TEST_P(Deadline, HoldsWhereEveryThreadHoldsTheSignalsBack)
+{
+    const HoldingBack held({SIGALRM, SIGINT});
+    const BusyThreads others(busy);
+    expectPunctuality({SIGALRM, SIGINT});
+}
+
+INSTANTIATE_TEST_SUITE_P(Expiries, Deadline, ::testing::Values(EXPIRIES), ::testing::PrintToStringParamName());
+
+} // namespace

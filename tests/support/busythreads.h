@@ -1,0 +1,43 @@
+// Other threads of the application, at work while a call is made.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <latch>
+#include <thread>
+#include <vector>
+
+namespace support {
+
+/// Threads that compute without a pause, and take signals as the constructing thread does.
+class BusyThreads {
+public:
+    explicit BusyThreads(std::size_t count) : running(static_cast<std::ptrdiff_t>(count))
+    {
+        for (std::size_t i = 0; i < count; ++i)
+            threads.emplace_back([this] {
+                running.count_down();
+                while (!done) {
+                    rounds.fetch_add(1, std::memory_order_relaxed);
+                    std::this_thread::yield(); // lateness is to be the library's, not the scheduler's
+                }
+            });
+        running.wait();
+    }
+    ~BusyThreads()
+    {
+        done = true;
+        for (std::thread& thread : threads)
+            thread.join();
+    }
+    BusyThreads(const BusyThreads&) = delete;
+    BusyThreads& operator=(const BusyThreads&) = delete;
+
+private:
+    std::atomic<bool> done{false};
+    std::atomic<unsigned long> rounds{0};
+    std::latch running;
+    std::vector<std::thread> threads;
+};
+
+} // namespace support

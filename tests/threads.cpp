@@ -1,0 +1,277 @@
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <functional>
+#include <future>
+#include <set>
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "support/busythreads.h"
+#include "support/fixture.h"
+#include "support/signals.h"
+#include "support/xmlrpcspy.h"
+
+using namespace support;
+using namespace std::chrono_literals;
+
+namespace {
+
+using Lines = std::vector<LogLine>;
+
+constexpr auto tolerance = 250ms;
+
+// The threads in which the handler ran, in order.
+std::array<std::atomic<pid_t>, 64> takers;
+std::atomic<std::size_t> taken;
+
+void recordTakerAndInterrupt(int signal)
+{
+    takers[taken++ % takers.size()] = gettid();
+    nelka::XmlrpcClient::interruptRpc(signal);
+}
+
+void sendTo(pid_t thread, int signal)
+{
+    syscall(SYS_tgkill, getpid(), thread, signal);
+}
+
+// Calls are made in a worker thread, beside this one, which takes signals.
+class Threads : public ClientTest {
+protected:
+    struct Outcome {
+        pid_t thread;
+        int fault;
+        std::chrono::microseconds time;
+        std::set<int> held; ///< by the worker after its call
+    };
+
+    XmlrpcSpy spy;
+    const pid_t self = gettid();
+
+    void SetUp() override
+    {
+        ASSERT_EQ(client.init(), 0);
+        log.clear();
+        taken = 0;
+        struct sigaction action = {};
+        action.sa_handler = recordTakerAndInterrupt;
+        for (const int signal : {SIGALRM, SIGINT, SIGTERM})
+            sigaction(signal, &action, nullptr);
+    }
+
+    void TearDown() override
+    {
+        std::signal(SIGTERM, SIG_DFL);
+        ClientTest::TearDown();
+    }
+
+    std::future<Outcome> callInWorker(int timeout, const std::set<int>& held = {})
+    {
+        return std::async(std::launch::async, [this, timeout, held] {
+            const HoldingBack mask(held);
+            const Stopwatch watch;
+            client.updateNTP(timeout);
+            return Outcome{gettid(), client.getFault(), watch.elapsed(), heldSignals()};
+        });
+    }
+
+    static std::vector<pid_t> threadsThatTook()
+    {
+        return {takers.begin(), takers.begin() + static_cast<std::ptrdiff_t>(taken.load())};
+    }
+
+    std::ptrdiff_t count(const LogLine& line) const
+    {
+        const Lines lines = log.lines();
+        return std::count(lines.begin(), lines.end(), line);
+    }
+
+    static LogLine notice(const std::string& signal) { return {LOG_NOTICE, signal + " signal received. interrupt 0"}; }
+};
+
+// Signals that cut a call short --------------------------------------------------------------------------------------
+
+struct Passed {
+    int signal;
+    std::set<int> held; ///< by the worker
+};
+
+class PassedSignal : public Threads, public ::testing::WithParamInterface<Passed> {
+protected:
+    const std::string name = std::string("SIG") + sigabbrev_np(GetParam().signal);
+
+    void expectCutByOneSignal(const Outcome& outcome, const Stopwatch& sent)
+    {
+        EXPECT_LT(sent.elapsed(), tolerance);
+        EXPECT_EQ(outcome.fault, -505);
+        EXPECT_EQ(outcome.held, GetParam().held);
+        EXPECT_EQ(log.linesWithoutNumbers(),
+                  (Lines{debug("updateNTP"), armed(ampleTimeout), notice(name), timeoutLine("updateNTP")}));
+    }
+};
+
+TEST_P(PassedSignal, ThatAnotherThreadTookCutsTheCallAndIsLoggedOnce)
+{
+    slave.play({silence()});
+    std::future<Outcome> worker = callInWorker(ampleTimeout, GetParam().held);
+    slave.awaitRequests(1);
+    const Stopwatch sent;
+    sendTo(self, GetParam().signal);
+    const Outcome outcome = worker.get();
+    expectCutByOneSignal(outcome, sent);
+    EXPECT_EQ(threadsThatTook(), (std::vector<pid_t>{self, outcome.thread}));
+}
+
+TEST_P(PassedSignal, ThatTheProcessGotCutsTheCallAndIsLoggedOnce)
+{
+    slave.play({silence()});
+    std::future<Outcome> worker = callInWorker(ampleTimeout, GetParam().held);
+    slave.awaitRequests(1);
+    const Stopwatch sent;
+    kill(getpid(), GetParam().signal);
+    expectCutByOneSignal(worker.get(), sent);
+}
+
+TEST_P(PassedSignal, ThatTheProcessGotBesideBusyThreadsCutsTheCallAndIsLoggedOnce)
+{
+    slave.play({silence()});
+    const BusyThreads others(8);
+    std::future<Outcome> worker = callInWorker(ampleTimeout, GetParam().held);
+    slave.awaitRequests(1);
+    const Stopwatch sent;
+    kill(getpid(), GetParam().signal);
+    expectCutByOneSignal(worker.get(), sent);
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, PassedSignal,
+                         ::testing::Values(Passed{SIGINT, {}}, Passed{SIGALRM, {}}, Passed{SIGINT, {SIGALRM, SIGINT}},
+                                           Passed{SIGALRM, {SIGALRM, SIGINT}}, Passed{SIGINT, {SIGINT, SIGUSR1}}),
+                         [](const auto& passed) {
+                             std::string name = sigabbrev_np(passed.param.signal);
+                             for (const int held : passed.param.held)
+                                 name += std::string("Holding") + sigabbrev_np(held);
+                             return name;
+                         });
+
+TEST_F(Threads, ASignalThatTheCallingThreadTookItselfIsNotPassedOn)
+{
+    slave.play({silence()});
+    std::atomic<pid_t> worker = 0;
+    std::future<void> call = std::async(std::launch::async, [this, &worker] {
+        worker = gettid();
+        client.updateNTP(ampleTimeout);
+    });
+    slave.awaitRequests(1);
+    sendTo(worker, SIGINT);
+    call.get();
+    EXPECT_EQ(client.getFault(), -505);
+    EXPECT_EQ(threadsThatTook(), std::vector<pid_t>{worker});
+    EXPECT_EQ(count(notice("SIGINT")), 1);
+}
+
+TEST_F(Threads, EachOfManySignalsIsLoggedOnceAndCutsItsCall)
+{
+    constexpr int rounds = 50;
+    for (int i = 0; i < rounds; ++i) {
+        slave.play({silence()});
+        std::future<Outcome> worker = callInWorker(ampleTimeout);
+        slave.awaitRequests(1);
+        const Stopwatch sent;
+        sendTo(self, SIGINT);
+        ASSERT_EQ(worker.get().fault, -505);
+        ASSERT_LT(sent.elapsed(), tolerance);
+    }
+    EXPECT_EQ(count(notice("SIGINT")), rounds);
+}
+
+// Signals that are not passed on -------------------------------------------------------------------------------------
+
+TEST_F(Threads, AnotherSignalIsLoggedWhereItCameAndNotPassedOn)
+{
+    slave.play({delayed(replyArray({xml::i4(0)}), 300ms)});
+    std::future<Outcome> worker = callInWorker(ampleTimeout);
+    slave.awaitRequests(1);
+    sendTo(self, SIGTERM);
+    EXPECT_EQ(worker.get().fault, -505);
+    EXPECT_EQ(threadsThatTook(), std::vector<pid_t>{self});
+    EXPECT_EQ(count(error("Internal error: signal of class 15 caught even though we didn't set up a handler for that "
+                          "class\n")),
+              1);
+}
+
+TEST_F(Threads, ASignalBetweenCallsStaysInTheThreadThatTookIt)
+{
+    slave.play({replyArray({xml::i4(0)})});
+    const Outcome outcome = callInWorker(ampleTimeout).get();
+    ASSERT_EQ(outcome.fault, 0);
+    for (const int signal : {SIGINT, SIGALRM})
+        std::raise(signal);
+    EXPECT_EQ(threadsThatTook(), (std::vector<pid_t>{self, self}));
+    EXPECT_EQ(count(notice("SIGINT")), 1);
+}
+
+TEST_F(Threads, ASignalAfterACallThatWasCutStaysInTheThreadThatTookIt)
+{
+    slave.play({silence()});
+    EXPECT_EQ(callInWorker(50).get().fault, -505);
+    slave.play({http("HTTP/1.1 500 Internal Server Error", "Content-Length: 0\r\n", "")});
+    EXPECT_EQ(callInWorker(ampleTimeout).get().fault, -504);
+    slave.play({replyArray({})});
+    std::async(std::launch::async, [this] {
+        std::string text;
+        int status = 0;
+        EXPECT_THROW(client.getAlarmasEstadoControlador(text, status, ampleTimeout), std::logic_error);
+    }).get();
+    taken = 0;
+    std::raise(SIGINT);
+    EXPECT_EQ(threadsThatTook(), std::vector<pid_t>{self});
+}
+
+TEST_F(Threads, CallsOfSeveralObjectsTakeTurnsInSeveralThreads)
+{
+    nelka::XmlrpcClient other("127.0.0.1", slave.port(), "eth1", "app", "1.0");
+    ASSERT_EQ(other.init(), 0);
+    slave.play({silence()});
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(callInWorker(50).get().fault, -505);
+        other.updateNTP(50);
+        EXPECT_EQ(other.getFault(), -505);
+    }
+}
+
+// Late alarms --------------------------------------------------------------------------------------------------------
+
+class LateAlarm : public Threads, public ::testing::WithParamInterface<std::set<int>> {};
+
+// A call that fails at once leaves its alarm of a millisecond behind, and the next one begins just about then.
+TEST_P(LateAlarm, OfAnEarlierCallNeverCutsTheNextOneBesideBusyThreads)
+{
+    constexpr int tries = 2000;
+    slave.play({replyArray({xml::i4(0)})});
+    nelka::XmlrpcClient lost("127.0.0.1", closedPort(), "eth1", "app", "1.0");
+    ASSERT_EQ(lost.init(), 0);
+    client.setupSignalHandlers();
+    const BusyThreads others(4);
+    const HoldingBack held(GetParam());
+    int cut = 0;
+    std::ptrdiff_t alarms = 0;
+    for (int i = 0; i < tries; ++i) {
+        log.clear();
+        const Stopwatch watch;
+        lost.updateNTP(1);
+        while (watch.elapsed() < 1000us - std::chrono::microseconds(i % 50)) {
+        }
+        client.updateNTP(ampleTimeout);
+        cut += client.getFault() != 0;
+        alarms += count(notice("SIGALRM"));
+    }
+    EXPECT_EQ(cut, 0) << "of " << tries;
+    EXPECT_GT(alarms, tries / 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(Masks, LateAlarm, ::testing::Values(std::set<int>{}, std::set<int>{SIGALRM, SIGINT}));
+
+} // namespace
