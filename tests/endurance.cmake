@@ -1,1 +1,3 @@
 nelka_test(matrix)
+nelka_test(endurance LABEL long)
+nelka_test(systemlog LABEL long)
