@@ -1,0 +1,12 @@
+if(TARGET nelkaslave)
+  list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+  foreach(name nelkaslave nelkaslave_process)
+    nelka_test(${name})
+    target_compile_definitions(test_${name} PRIVATE NELKASLAVE="$<TARGET_FILE:nelkaslave>" EMULATOR="${emulator}")
+    add_dependencies(test_${name} nelkaslave)
+  endforeach()
+
+  add_test(NAME nelkaslave.python COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/nelkaslave.py
+    ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:nelkaslave>)
+  set_tests_properties(nelkaslave.python PROPERTIES LABELS quick TIMEOUT 300 ENVIRONMENT "http_proxy=;all_proxy=")
+endif()

@@ -1,0 +1,413 @@
+// The simulated slave as a process: its options, its end, what it keeps, what it does when it is told to misbehave.
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <nelkanet/version.h>
+#include <nelkanet/xmlrpclient.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "support/simulatedslave.h"
+
+using namespace support;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int ampleTimeout = 10000;
+
+using Words = std::vector<std::string>;
+
+Finished slaveWith(const Words& options)
+{
+    return run(slaveCommand(options));
+}
+
+// A client that is ready to call the sample database.
+std::unique_ptr<nelka::XmlrpcClient> clientOf(const SimulatedSlave& slave)
+{
+    auto client = std::make_unique<nelka::XmlrpcClient>("127.0.0.1", slave.port(), "eth1", "test", "1.0");
+    EXPECT_EQ(client->init(), 0);
+    client->dbName = "modulo";
+    return client;
+}
+
+int changes(nelka::XmlrpcClient& client)
+{
+    int count = -1;
+    client.xmlrpc_changes(count, ampleTimeout);
+    return count;
+}
+
+// Options ------------------------------------------------------------------------------------------------------
+
+class NelkaslaveOptions : public ::testing::TestWithParam<Words> {};
+
+TEST_P(NelkaslaveOptions, ThatAreWrongEndItWithTwo)
+{
+    const Finished finished = slaveWith(GetParam());
+    EXPECT_EQ(finished.status, 2) << finished;
+    EXPECT_EQ(finished.out, "");
+    EXPECT_NE(finished.err, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(, NelkaslaveOptions,
+                         ::testing::Values(Words{"--port", "65536"}, Words{"--port", "-1"}, Words{"--port", "http"},
+                                           Words{"--port"}, Words{"--nonsense"}, Words{"word"},
+                                           Words{"--behave", "/nowhere/behave.json"}));
+
+TEST(Nelkaslave, HelpFitsAScreenAndNamesTheExitStatuses)
+{
+    const Finished finished = slaveWith({"--help"});
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_LE(std::count(finished.out.begin(), finished.out.end(), '\n'), 24);
+    for (const char* part : {"--port", "--state", "--behave", "Exit status", "0 ended", "1 cannot", "2 usage"})
+        EXPECT_NE(finished.out.find(part), std::string::npos) << part;
+    std::istringstream lines(finished.out);
+    for (std::string line; std::getline(lines, line);)
+        EXPECT_LE(line.size(), 80U) << line;
+}
+
+TEST(Nelkaslave, TellsItsVersion)
+{
+    EXPECT_EQ(slaveWith({"--version"}).out, std::string("nelkaslave ") + NELKANET_VERSION + "\n");
+}
+
+TEST(Nelkaslave, SaysWhyItCannotListen)
+{
+    const SimulatedSlave first;
+    const std::string port = std::to_string(first.port());
+    const Finished second = slaveWith({"--port", port});
+    EXPECT_EQ(second.status, 1);
+    EXPECT_EQ(second.out, "");
+    EXPECT_EQ(second.err, "nelkaslave: cannot listen on port " + port + ": Address already in use\n");
+}
+
+TEST(Nelkaslave, WritesALineForEachCall)
+{
+    SimulatedSlave slave;
+    const auto client = clientOf(slave);
+    changes(*client);
+    client->dbName = "nada";
+    changes(*client);
+    client->updateNTP(ampleTimeout);
+    slave.signal(SIGTERM);
+    const Finished finished = slave.finish();
+    EXPECT_EQ(finished.out, "");
+    EXPECT_EQ(finished.err, "Changes: status 0\nChanges: status 1, no database nada\nUpdateNTP: status 0\n");
+}
+
+// State --------------------------------------------------------------------------------------------------------
+
+TEST(NelkaslaveState, GoesWithTheSlaveIfNoFolderIsNamed)
+{
+    const TemporaryFolder folder;
+    SimulatedSlave slave({}, {"TMPDIR=" + folder.path.string()});
+    EXPECT_FALSE(fs::is_empty(folder.path));
+    EXPECT_EQ(slave.end(SIGTERM), 0);
+    EXPECT_TRUE(fs::is_empty(folder.path));
+}
+
+TEST(NelkaslaveState, IsNoFolderThatHoldsSomethingElse)
+{
+    const TemporaryFolder folder;
+    fileWith(folder.path / "diario", "dear diary");
+    const Finished finished = slaveWith({"--state", folder.path});
+    EXPECT_EQ(finished.status, 1);
+    EXPECT_EQ(finished.lastWords(),
+              "nelkaslave: " + folder.path.string() + " holds something else than a slave's state");
+    EXPECT_TRUE(fs::exists(folder.path / "diario"));
+}
+
+TEST(NelkaslaveState, IsNotSharedByTwoSlaves)
+{
+    const TemporaryFolder folder;
+    const SimulatedSlave first({"--state", folder.path});
+    const Finished second = slaveWith({"--port", "0", "--state", folder.path});
+    EXPECT_EQ(second.status, 1);
+    EXPECT_NE(second.err.find("another slave"), std::string::npos) << second;
+}
+
+TEST(NelkaslaveState, ThatWasEditedBadlyIsRefusedWithThePlace)
+{
+    const TemporaryFolder folder;
+    fileWith(folder.path / "state.json", "{\n  \"soc\": ,\n}\n");
+    const Finished finished = slaveWith({"--port", "0", "--state", folder.path});
+    EXPECT_EQ(finished.status, 1);
+    EXPECT_NE(finished.err.find("state.json:2:10: "), std::string::npos) << finished;
+}
+
+TEST(NelkaslaveState, ThatWasNotFinishedIsMadeAnew)
+{
+    const TemporaryFolder folder;
+    fileWith(folder.path / "unfinished", "");
+    fileWith(folder.path / "modulo.db", "half a database");
+    SimulatedSlave slave({"--state", folder.path});
+    EXPECT_EQ(changes(*clientOf(slave)), 0);
+    EXPECT_EQ(slave.end(SIGTERM), 0);
+    EXPECT_FALSE(fs::exists(folder.path / "unfinished"));
+}
+
+TEST(NelkaslaveState, SurvivesAKillRightAfterTheReply)
+{
+    const TemporaryFolder folder;
+    constexpr int rounds = 5;
+    for (int round = 1; round <= rounds; ++round) {
+        SimulatedSlave slave({"--state", folder.path});
+        const auto client = clientOf(slave);
+        EXPECT_EQ(changes(*client), round - 1);
+
+        const std::vector<char> block(1000, static_cast<char>(round));
+        int status = -1;
+        client->changeFPGASOC(static_cast<unsigned long>(round), status, ampleTimeout);
+        client->wrFicheroTablasSI(1, 1, block, ampleTimeout);
+        EXPECT_EQ(client->getFault(), 0);
+        int changed = -1;
+        client->execQuery("UPDATE canales SET frecuencia = " + std::to_string(round), changed, "canales", ampleTimeout);
+        EXPECT_EQ(slave.end(SIGKILL), -SIGKILL);
+        EXPECT_EQ(changed, 6);
+    }
+
+    const SimulatedSlave slave({"--state", folder.path});
+    const auto client = clientOf(slave);
+    EXPECT_EQ(changes(*client), rounds);
+    nelkadb::ResultSet rows;
+    client->getTable("SELECT count(*) FROM canales WHERE frecuencia = " + std::to_string(rounds), rows, ampleTimeout);
+    EXPECT_EQ(rows.value(0, 0), "6");
+    unsigned long soc = 0;
+    int status = -1;
+    client->getFPGASOC(soc, status, ampleTimeout);
+    EXPECT_EQ(soc, static_cast<unsigned long>(rounds));
+    std::vector<char> block;
+    client->rdFicheroTablasSI(1, 1, 0, 0, 0, block, ampleTimeout);
+    EXPECT_EQ(block, std::vector<char>(1000, static_cast<char>(rounds)));
+}
+
+TEST(NelkaslaveState, HoldsEveryAcknowledgedWriteAndNoHalfOneAfterAKillAtAnyMoment)
+{
+    const TemporaryFolder folder;
+    std::mt19937 random(1);
+    int acknowledged = 0;
+    for (int round = 0; round < 5; ++round) {
+        SimulatedSlave slave({"--state", folder.path});
+        const auto client = clientOf(slave);
+        const int before = changes(*client);
+        ASSERT_TRUE(before == acknowledged || before == acknowledged + 1) << before << " of " << acknowledged;
+        acknowledged = before;
+
+        std::thread killer([&, moment = std::chrono::microseconds(random() % 60000)] {
+            std::this_thread::sleep_for(moment);
+            slave.signal(SIGKILL);
+        });
+        for (int writes = 0; writes < 10000; ++writes) {
+            int changed = -1;
+            client->execQuery("UPDATE canales SET activo = activo + 1", changed, "canales", ampleTimeout);
+            if (changed != 6)
+                break;
+            ++acknowledged;
+        }
+        killer.join();
+        client->set_timer(0);
+        EXPECT_EQ(slave.finish().status, -SIGKILL);
+    }
+
+    const SimulatedSlave slave({"--state", folder.path});
+    nelkadb::ResultSet rows;
+    clientOf(slave)->getTable("SELECT max(activo), max(activo) - min(activo) FROM canales", rows, ampleTimeout);
+    EXPECT_GE(std::stoi(rows.value(0, 0)), acknowledged);
+    EXPECT_EQ(rows.value(0, 1), "1"); // as in the sample: each write changed all rows or none
+}
+
+// End ----------------------------------------------------------------------------------------------------------
+
+class NelkaslaveEnd : public ::testing::TestWithParam<int> {};
+
+TEST_P(NelkaslaveEnd, IsCleanWhileItWaits)
+{
+    SimulatedSlave slave;
+    EXPECT_EQ(slave.end(GetParam()), 0);
+}
+
+TEST_P(NelkaslaveEnd, IsCleanAtAnyMomentBetweenCalls)
+{
+    const TemporaryFolder folder;
+    std::mt19937 random(7);
+    for (int round = 0; round < 25; ++round) {
+        SimulatedSlave slave({"--state", folder.path});
+        const auto client = clientOf(slave);
+        EXPECT_EQ(changes(*client), 0);
+        const auto moment = std::chrono::steady_clock::now() + std::chrono::microseconds(random() % 400);
+        while (std::chrono::steady_clock::now() < moment) {
+        }
+        EXPECT_EQ(slave.end(GetParam()), 0);
+    }
+}
+
+TEST_P(NelkaslaveEnd, IsCleanAtAnyMomentWhileItServes)
+{
+    const TemporaryFolder folder;
+    std::mt19937 random(13);
+    for (int round = 0; round < 10; ++round) {
+        SimulatedSlave slave({"--state", folder.path});
+        const auto client = clientOf(slave);
+        std::thread ender([&, moment = std::chrono::microseconds(random() % 20000)] {
+            std::this_thread::sleep_for(moment);
+            slave.signal(GetParam());
+        });
+        for (int calls = 0; calls < 10000 && changes(*client) == 0; ++calls) {
+        }
+        ender.join();
+        client->set_timer(0);
+        EXPECT_EQ(slave.finish().status, 0);
+    }
+}
+
+TEST_P(NelkaslaveEnd, WaitsForNoClientThatSaysNothing)
+{
+    SimulatedSlave slave;
+    const int silent = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(slave.port());
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ASSERT_EQ(connect(silent, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(slave.end(GetParam()), 0);
+    close(silent);
+}
+
+TEST_P(NelkaslaveEnd, WaitsForNoDelay)
+{
+    const TemporaryFolder folder;
+    SimulatedSlave slave({"--behave", fileWith(folder.path / "b", R"({"UpdateNTP": {"delay_ms": 3600000}})")});
+    const auto client = clientOf(slave);
+    client->updateNTP(200);
+    EXPECT_EQ(client->getFault(), -505);
+    EXPECT_EQ(slave.end(GetParam()), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(, NelkaslaveEnd, ::testing::Values(SIGTERM, SIGINT), [](const auto& instance) {
+    return std::string(instance.param == SIGTERM ? "Sigterm" : "Sigint");
+});
+
+// Misbehaviour -------------------------------------------------------------------------------------------------
+
+class NelkaslaveTold : public ::testing::Test {
+protected:
+    std::unique_ptr<nelka::XmlrpcClient> toBehave(const std::string& behaviours)
+    {
+        slave = std::make_unique<SimulatedSlave>(Words{"--behave", fileWith(folder.path / "behave.json", behaviours)});
+        return clientOf(*slave);
+    }
+
+    TemporaryFolder folder;
+    std::unique_ptr<SimulatedSlave> slave;
+};
+
+TEST_F(NelkaslaveTold, AnswersWithAnotherStatusAndItsOwnPayload)
+{
+    const auto client =
+        toBehave(R"({"RdHora": {"status": 3}, "get_FPGA_SOC": {"status": 4}, "UpdateNTP": {"status": 9}})");
+    unsigned long long hora = 0;
+    int status = -1;
+    client->getHoraModulo(0, hora, status, ampleTimeout);
+    EXPECT_EQ(status, 3);
+    EXPECT_GT(hora, 0U);
+    unsigned long soc = 0;
+    client->getFPGASOC(soc, status, ampleTimeout);
+    EXPECT_EQ(soc, 20417U);
+    EXPECT_EQ(client->getFault(), 4);
+    client->updateNTP(ampleTimeout);
+    EXPECT_EQ(client->getFault(), 9);
+}
+
+TEST_F(NelkaslaveTold, AnswersWithAFault)
+{
+    const auto client = toBehave(R"({"UpdateNTP": {"fault": [-77, "hoy no"]}})");
+    client->updateNTP(ampleTimeout);
+    EXPECT_EQ(client->getFault(), -77);
+    EXPECT_TRUE(std::string(client->environment().fault_string).ends_with("hoy no"));
+}
+
+TEST_F(NelkaslaveTold, AnswersWithAFixedReply)
+{
+    const auto client = toBehave(R"({
+        "CheckSincronizado": {"reply": [5, "x", null, true, 1.5, {"a": [1]}]},
+        "RdHora": {"reply": [0, {"i8": 9223372036854775807}]},
+        "RecibirArchivo": {"reply": [0, {"base64": "AAEC/w=="}]},
+        "GetTable": {"reply": [7, [["a"], ["b"]]]}})");
+    int status = -1;
+    client->checkSincronizado(0, status, ampleTimeout);
+    EXPECT_EQ(status, 5);
+    for (int twice = 0; twice < 2; ++twice) {
+        unsigned long long hora = 0;
+        client->getHoraModulo(0, hora, status, ampleTimeout);
+        EXPECT_EQ(hora, 9223372036854775807U);
+    }
+    std::vector<char> content;
+    client->RdFicheroEsclavo("anything", 0, content, ampleTimeout);
+    EXPECT_EQ(content, (std::vector<char>{'\0', '\1', '\2', '\xFF'}));
+    nelkadb::ResultSet rows;
+    client->getTable("nonsense", rows, ampleTimeout);
+    EXPECT_EQ(client->getFault(), 7);
+    EXPECT_EQ(rows.value(0, 0), "b");
+}
+
+TEST_F(NelkaslaveTold, AnswersLate)
+{
+    const auto client = toBehave(R"({"Changes": {"delay_ms": 300, "status": 2}})");
+    const auto start = std::chrono::steady_clock::now();
+    int count = -1;
+    client->xmlrpc_changes(count, ampleTimeout);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
+    EXPECT_EQ(client->getFault(), 2);
+    client->xmlrpc_changes(count, 50);
+    EXPECT_EQ(client->getFault(), -505);
+    client->set_timer(0);
+}
+
+struct Malformed {
+    std::string content;
+    std::string complaint; ///< behind the file's name
+};
+
+class NelkaslaveToldNonsense : public ::testing::TestWithParam<Malformed> {};
+
+TEST_P(NelkaslaveToldNonsense, EndsAtTheStartWithThePlace)
+{
+    const TemporaryFolder folder;
+    const std::string file = fileWith(folder.path / "behave.json", GetParam().content);
+    const Finished finished = slaveWith({"--port", "0", "--behave", file});
+    EXPECT_EQ(finished.status, 2);
+    EXPECT_EQ(finished.out, "");
+    EXPECT_EQ(finished.err.find("nelkaslave: " + file + GetParam().complaint), 0U) << finished;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , NelkaslaveToldNonsense,
+    ::testing::Values(
+        Malformed{"", ":1:1: "}, Malformed{"{\n\"RdHora\": {status: 3}}", ":2:12: "},
+        Malformed{"{\"RdHora\": {}", ":1:14: "}, Malformed{"[]", ": must be an object of procedures\n"},
+        Malformed{R"({"RdHor": {}})", ": /RdHor: is no procedure\n"},
+        Malformed{R"({"RdHora": 3})", ": /RdHora: must be an object\n"},
+        Malformed{R"({"RdHora": {"stat": 3}})", ": /RdHora/stat: is none of "},
+        Malformed{R"({"RdHora": {"status": 2147483648}})", ": /RdHora/status: must be a 32-bit integer\n"},
+        Malformed{R"({"RdHora": {"delay_ms": -1}})", ": /RdHora/delay_ms: must be 0 to 3600000\n"},
+        Malformed{R"({"RdHora": {"fault": [1]}})", ": /RdHora/fault: must be [CODE, TEXT]\n"},
+        Malformed{R"({"RdHora": {"status": 1, "reply": []}})", ": /RdHora: must have one of "},
+        Malformed{R"({"RdHora": {"reply": [0, 5000000000]}})", ": /RdHora/reply/1: must be a 32-bit "},
+        Malformed{R"({"RdHora": {"reply": [{"i8": "1"}]}})", ": /RdHora/reply/0/i8: must be a 64-bit "},
+        Malformed{R"({"RdHora": {"reply": [{"base64": "A"}]}})", ": /RdHora/reply/0/base64: base64 comes "},
+        Malformed{R"({"sample.add": {"status": 1}})", ": /sample.add: the reply of this procedure has no "}));
+
+} // namespace

@@ -1,0 +1,93 @@
+// nelkaslave, as a user runs it, and folders for its state. The build names it: NELKASLAVE, and EMULATOR if it needs
+// one.
+#pragma once
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <stdlib.h>
+
+#include "program.h"
+
+namespace support {
+
+/// An empty folder that goes with the object.
+class TemporaryFolder {
+public:
+    TemporaryFolder()
+    {
+        std::string name = std::filesystem::temp_directory_path() / "nelka-test-XXXXXX";
+        if (!mkdtemp(name.data()))
+            throw std::system_error(errno, std::generic_category(), name);
+        path = name;
+    }
+    ~TemporaryFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    std::filesystem::path path;
+};
+
+/// Writes a file and returns its name.
+inline std::string fileWith(const std::filesystem::path& path, const std::string& content)
+{
+    std::ofstream(path, std::ios::binary) << content;
+    return path;
+}
+
+/// How to run nelkaslave with some options.
+inline std::vector<std::string> slaveCommand(const std::vector<std::string>& options)
+{
+    std::vector<std::string> words;
+    std::istringstream emulator(EMULATOR);
+    for (std::string word; emulator >> word;)
+        words.push_back(word);
+    words.push_back(NELKASLAVE);
+    words.insert(words.end(), options.begin(), options.end());
+    return words;
+}
+
+/// A slave that listens on a free port.
+class SimulatedSlave : public Program {
+public:
+    explicit SimulatedSlave(std::vector<std::string> options = {}, const std::vector<std::string>& environment = {})
+        : Program(slaveCommand(onFreePort(std::move(options))), environment)
+    {
+        const std::string announced = line();
+        const std::string before = "listening on ";
+        if (!announced.starts_with(before))
+            throw std::runtime_error("the slave does not listen: " + announced + finish().err);
+        listeningPort = static_cast<unsigned short>(std::stoi(announced.substr(before.size())));
+    }
+
+    unsigned short port() const { return listeningPort; }
+
+    /// Ends it with a signal and returns the exit status, or minus the signal.
+    int end(int number)
+    {
+        signal(number);
+        return finish().status;
+    }
+
+private:
+    static std::vector<std::string> onFreePort(std::vector<std::string> options)
+    {
+        options.insert(options.end(), {"--port", "0"});
+        return options;
+    }
+
+    unsigned short listeningPort = 0;
+};
+
+} // namespace support
