@@ -58,6 +58,12 @@ protected:
         client.dbName = "modulo";
     }
 
+    void TearDown() override
+    {
+        spy.releaseKeptResult();
+        ClientTest::TearDown();
+    }
+
     /// The lines of a call that was replied to: those of every call, then `rest`.
     static std::vector<LogLine> replied(const std::string& message, const std::vector<LogLine>& rest = {})
     {
@@ -69,6 +75,7 @@ protected:
     /// Makes the slave's next reply this array, and forgets the log.
     void answerWith(const std::vector<std::string>& values)
     {
+        spy.releaseKeptResult();
         slave.play({replyArray(values)});
         log.clear();
     }
@@ -125,6 +132,7 @@ protected:
     /// The outputs after a call to a slave that does this.
     std::vector<std::string> callWith(const Step& step, int timeout = ampleTimeout)
     {
+        spy.releaseKeptResult();
         slave.play({step});
         log.clear();
         Variables variables;

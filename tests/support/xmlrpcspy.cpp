@@ -62,7 +62,7 @@ struct XmlrpcWatch {
         ++spy->clients;
     }
 
-    static void called(const xmlrpc_value* result)
+    static void called(xmlrpc_value* result)
     {
         if (!spy)
             return;
@@ -137,6 +137,12 @@ void XmlrpcSpy::failNext(SetupStep step, int code, const std::string& text, cons
     failureText = text;
     failingEnvironment = env;
     failureDue = true;
+}
+
+void XmlrpcSpy::releaseKeptResult()
+{
+    if (lastResult && resultsReleased == 0)
+        xmlrpc_DECREF(lastResult);
 }
 
 } // namespace support
