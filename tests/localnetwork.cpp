@@ -110,9 +110,10 @@ protected:
 
     static void interfaceHas(in_addr_t ip)
     {
-        auto& address = reinterpret_cast<sockaddr_in&>(fake.address);
+        sockaddr_in address = {};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(ip);
+        std::memcpy(&fake.address, &address, sizeof fake.address);
     }
 
     static void interfaceHas(const std::vector<unsigned char>& mac)

@@ -2,8 +2,8 @@
 #include "../src/xmlrpclient.cpp"
 
 #include <fstream>
-#include <iterator>
-#include <regex>
+#include <iomanip>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -51,12 +51,19 @@ const std::vector<std::pair<const std::string&, const char*>> table{
 // What a source file declares, in its order: identifiers and their texts.
 std::vector<Entry> declaredIn(const char* path)
 {
+    const std::string start = "static const std::string ";
     std::ifstream file(path);
-    const std::string source{std::istreambuf_iterator<char>(file), {}};
-    static const std::regex declaration(R"(static const std::string (\w+) = "([^"]*)\";)");
     std::vector<Entry> all;
-    for (std::sregex_iterator match(source.begin(), source.end(), declaration), end; match != end; ++match)
-        all.emplace_back((*match)[1], (*match)[2]);
+    for (std::string line; std::getline(file, line);) {
+        const std::size_t name = line.find(start);
+        if (name == std::string::npos)
+            continue;
+        std::istringstream declaration(line.substr(name + start.size()));
+        Entry entry;
+        declaration >> entry.first >> std::ws;
+        declaration.ignore(2) >> std::quoted(entry.second);
+        all.push_back(entry);
+    }
     return all;
 }
 

@@ -320,12 +320,13 @@ TEST_F(ServerCalls, StartAfterAServerThatFailedListens)
     EXPECT_EQ(callsOfDestructor(), (Calls{"ServerFree", "ChanSwitchDestroy"} + releases));
 }
 
-TEST_F(ServerCalls, ConstructorLogsAnEnvironmentThatFailsAtBothItsSteps)
+TEST_F(ServerCalls, ConstructorLogsTheFaultOfEachOfItsStepsAndGoesOn)
 {
     abyss.environmentFails = true;
+    abyss.registryFails = true;
     construct();
-    abyss.environmentFails = false;
-    EXPECT_EQ(log.linesWithoutNumbers(), (std::vector<LogLine>{noEnvironment, place, noEnvironment, place}));
+    EXPECT_EQ(log.linesWithoutNumbers(), (std::vector<LogLine>{noEnvironment, place, noRegistry, place}));
+    EXPECT_EQ(callsOfDestructor(), Calls{"xmlrpc_env_clean"});
 }
 
 TEST_F(ServerCalls, ConstructorLogsARegistryThatFails)
