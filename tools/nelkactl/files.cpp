@@ -74,6 +74,25 @@ private:
     bool renamed = false;
 };
 
+// Whether a file can be replaced, or written to if it is none; errno says why not.
+bool writable(const std::string& path)
+{
+    struct stat found = {};
+    if (stat(path.c_str(), &found) == 0) {
+        if (S_ISDIR(found.st_mode)) {
+            errno = EISDIR;
+            return false;
+        }
+        const bool allowed = access(path.c_str(), W_OK) == 0;
+        if (!allowed || !S_ISREG(found.st_mode))
+            return allowed;
+    } else if (path.empty()) {
+        return false;
+    }
+    const std::string folder = std::filesystem::path(path).parent_path();
+    return access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) == 0;
+}
+
 mode_t modeOfNewFiles()
 {
     const mode_t mask = umask(0);
@@ -124,17 +143,8 @@ OutputFile::OutputFile(std::string path) : target(std::move(path))
     // A link stays, and leads to the new contents.
     if (const std::unique_ptr<char, decltype(&std::free)> real(realpath(target.c_str(), nullptr), std::free); real)
         target = real.get();
-    struct stat found = {};
-    const bool exists = stat(target.c_str(), &found) == 0;
-    if (exists && S_ISDIR(found.st_mode)) {
-        errno = EISDIR;
-        fail("write", target);
-    }
-    const std::string folder = std::filesystem::path(target).parent_path();
-    const bool inFolder = !exists || S_ISREG(found.st_mode);
-    if ((exists && access(target.c_str(), W_OK) != 0)
-        || (inFolder && access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) != 0))
-        fail("write", target);
+    if (!writable(target))
+        fail("write", target.empty() ? "''" : target);
 }
 
 void OutputFile::replace(std::string_view bytes) const

@@ -121,8 +121,8 @@ std::vector<Operation> everyOperation()
         // Database -------------------------------------------------------------------------------------------------
 
         operation("getTable", {{"QUERY", "the query"}}, "columns, rows",
-                  "Rows of the slave's database. They are read as tab-separated lines below a line of\n"
-                  "names, where \\t, \\n, \\r and \\\\ stand for what would end a cell, and \\N for a null.",
+                  "Rows of the slave's database: tab-separated lines below a line of names, where\n"
+                  "\\t, \\n, \\r and \\\\ stand for what would end a cell, and \\N for a null.",
                   [](Call& call, const std::string& query) {
                       Table table;
                       call.client.getTable(query, table.value, call.timeout);
@@ -182,7 +182,7 @@ std::vector<Operation> everyOperation()
                   "Restores the slave's factory settings. A refusal by the slave is not told.",
                   [](Call& call, Confirmation) { call.client.resetModuleToFactorySettings(call.timeout); }),
         operation("getHoraModulo", {{"N", "passed on"}}, "status, hora",
-                  "The slave's clock, unit and epoch its own. A status other than 0 is no failure.",
+                  "The slave's clock, unit and epoch its own. A status but 0 is no failure.",
                   [](Call& call, unsigned short n) {
                       unsigned long long hora = 0;
                       int status = 0;
@@ -191,7 +191,7 @@ std::vector<Operation> everyOperation()
                       call.output("hora", hora);
                   }),
         operation("setRefrescoWeb", {{"VALOR", "the refresh value"}}, "status",
-                  "Sets the refresh value of the slave's web page. A status other than 0 is no failure.",
+                  "Sets the refresh value of the slave's web page. A status but 0 is no failure.",
                   [](Call& call, unsigned short valor) {
                       int status = 0;
                       call.client.setRefrescoWeb(valor, status, call.timeout);
@@ -319,7 +319,7 @@ std::vector<Operation> everyOperation()
                    {"EXT2", "passed on"},
                    {"EXT3", "passed on"}},
                   "bytes (how many came)",
-                  "Reads a file of SI tables from the slave. Of 65536 bytes or more only the first (size modulo\n"
+                  "Reads a file of SI tables from the slave. Of 65536 bytes or more only the first\n(size modulo "
                   "65536) arrive.",
                   [](Call& call, int source, int idTabla, int ext1, int ext2, int ext3, const OutputFile& file) {
                       Block bloque;
@@ -327,7 +327,7 @@ std::vector<Operation> everyOperation()
                       call.output(file, bloque);
                   }),
         operation("rdFicheroResumen", {{"SOURCE", "passed on"}, {"IDRESUMEN", "the summary"}}, "bytes (how many came)",
-                  "Reads a summary from the slave. Of 65536 bytes or more only the first (size modulo 65536)\narrive.",
+                  "Reads a summary from the slave. Of 65536 bytes or more only the first (size\nmodulo 65536) arrive.",
                   [](Call& call, int source, int idResumen, const OutputFile& file) {
                       Block bloque;
                       call.client.rdFicheroResumen(source, idResumen, bloque.value, call.timeout);

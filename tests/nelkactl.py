@@ -1,0 +1,197 @@
+"""nelkactl on a terminal, and against many slaves: NELKACTL TEST runs one of the functions below."""
+
+import json
+import os
+import pty
+import select
+import signal
+import socketserver
+import subprocess
+import sys
+import threading
+import time
+import xmlrpc.server
+
+PATIENCE = 30
+
+
+class Server(socketserver.ThreadingMixIn, xmlrpc.server.SimpleXMLRPCServer):
+    daemon_threads = True
+    request_queue_size = 128
+
+
+class Slave:
+    """Answers the procedures it is given, by name, and records the calls."""
+
+    def __init__(self, **procedures):
+        self.calls = []
+        self.called = threading.Condition()
+        self.server = Server(("127.0.0.1", 0), logRequests=False, allow_none=True)
+        self.port = self.server.server_address[1]
+        for name, procedure in procedures.items():
+            self.server.register_function(self.recording(name, procedure), name)
+        threading.Thread(target=self.server.serve_forever, daemon=True).start()
+
+    def recording(self, name, procedure):
+        def recorded(*arguments):
+            with self.called:
+                self.calls.append(name)
+                self.called.notify_all()
+            return procedure(*arguments)
+
+        return recorded
+
+    def await_call(self, name):
+        with self.called:
+            assert self.called.wait_for(lambda: name in self.calls, PATIENCE), self.calls
+
+
+def scanning_slave(*statuses):
+    """A slave whose scan has these statuses, one a poll, and the last one for ever."""
+    rest = list(statuses)
+    return Slave(
+        InitInputScan=lambda *_: [7],
+        StatusInputScan=lambda *_: [rest.pop(0) if len(rest) > 1 else rest[0]],
+        getScanReport=lambda *_: [0, "tres canales"],
+        CancelInputScan=lambda *_: [0],
+    )
+
+
+class Terminal:
+    """nelkactl in the foreground of a terminal of its own; its standard output is elsewhere."""
+
+    def __init__(self, port, *words):
+        self.shown = b""
+        out, self.out = os.pipe(), b""
+        self.child, self.screen = pty.fork()
+        if self.child == 0:
+            os.dup2(out[1], 1)
+            os.execv(NELKACTL, [NELKACTL, "-p", str(port), *words])
+        os.close(out[1])
+        self.pipe = out[0]
+
+    def read(self):
+        """Reads what comes; false once the terminal is closed."""
+        ready, _, _ = select.select([self.screen], [], [], PATIENCE)
+        assert ready, self.shown
+        try:
+            piece = os.read(self.screen, 65536)
+        except OSError:
+            return False
+        self.shown += piece
+        return bool(piece)
+
+    def await_text(self, text):
+        while text not in self.shown:
+            assert self.read(), self.shown
+
+    def press(self, key):
+        os.write(self.screen, key)
+
+    def finish(self):
+        while self.read():
+            pass
+        with open(self.pipe, "rb") as pipe:
+            self.out = pipe.read()
+        return os.waitstatus_to_exitcode(os.waitpid(self.child, 0)[1])
+
+
+def screen(shown):
+    """The lines that remain of what a terminal was shown: carriage returns and erasures to the end of the line."""
+    lines = []
+    for line in shown.decode().split("\n"):
+        cells, column, rest = [], 0, line
+        while rest:
+            if rest.startswith("\033[K"):
+                del cells[column:]
+                rest = rest[3:]
+                continue
+            if rest[0] == "\r":
+                column = 0
+            else:
+                cells[column : column + 1] = [rest[0]]
+                column += 1
+            rest = rest[1:]
+        lines.append("".join(cells))
+    return lines
+
+
+def a_terminal_sees_a_progress_bar_that_goes_away():
+    slave = scanning_slave(0, 50, 100)
+    terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", "10")
+    assert terminal.finish() == 0, terminal.shown
+    assert terminal.out == b"idScan: 7\nstatus: 100\nreport: tres canales\n", terminal.out
+    bars = [bar for bar in terminal.shown.decode().split("\r") if bar.startswith("[")]
+    assert bars == [
+        "[" + "." * 40 + "]   0 of 100\033[K",
+        "[" + "#" * 20 + "." * 20 + "]  50 of 100\033[K",
+    ], bars
+    assert screen(terminal.shown) == [""], screen(terminal.shown)
+
+
+def no_terminal_sees_no_progress_bar():
+    slave = scanning_slave(0, 50, 100)
+    done = subprocess.run(
+        [NELKACTL, "-p", str(slave.port), "scan", "1", "2", "3", "--interval", "10"],
+        capture_output=True,
+        timeout=PATIENCE,
+    )
+    assert (done.returncode, done.stderr) == (0, b""), done
+
+
+def the_log_takes_the_place_of_the_progress_bar():
+    slave = scanning_slave(50, -3)
+    terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", "10")
+    assert terminal.finish() == 1, terminal.shown
+    assert b"[####" in terminal.shown, terminal.shown
+    lines = screen(terminal.shown)
+    assert lines[0].startswith("nelkactl: Error recibido desde el esclavo: "), lines
+    assert lines[-2].endswith(": slave's status: -3"), lines
+    assert not any("[#" in line for line in lines), lines
+
+
+def an_interrupt_key_cancels_the_scan():
+    slave = scanning_slave(30)
+    terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", "10", "--json")
+    terminal.await_text(b" 30 of 100")
+    terminal.press(b"\x03")
+    assert terminal.finish() == 5, terminal.shown
+    assert slave.calls[-1] == "CancelInputScan", slave.calls
+    assert json.loads(terminal.out) == {"operation": "scan", "fault": -505}, terminal.out
+    assert "interruption: SIGINT, the scan is cancelled" in screen(terminal.shown)[-2], terminal.shown
+
+
+def xargs(lines, *words):
+    done = subprocess.run(
+        ["xargs", "-P", "8", "-L", "1", NELKACTL, *words],
+        input="".join(line + "\n" for line in lines),
+        capture_output=True,
+        text=True,
+        timeout=120,
+    )
+    assert (done.returncode, done.stderr) == (0, ""), done
+    return done.stdout
+
+
+def fifty_slaves_answer_in_whole_lines():
+    slaves = [Slave(RdHora=lambda n: [n % 3, 1000]) for _ in range(50)]
+    # xmlrpc.client knows 64-bit integers in replies only as "i8", which it never writes by itself.
+    for slave in slaves:
+        slave.server.register_function(lambda query, port=slave.port: [0, port], "Changes")
+    hosts = ["-H 127.0.0.1 -p %d" % slave.port for slave in slaves]
+    lines = xargs(hosts * 4, "--json", "xmlrpc_changes").splitlines()
+    expected = [{"operation": "xmlrpc_changes", "fault": 0, "changes": slave.port} for slave in slaves * 4]
+    key = lambda result: result["changes"]
+    assert sorted(map(json.loads, lines), key=key) == sorted(expected, key=key), lines
+
+
+def long_lines_of_many_processes_stay_whole():
+    reports = ["x" * 300000 + str(i) for i in range(8)]
+    slaves = [Slave(getScanReport=lambda *_, report=report: [0, report]) for report in reports]
+    hosts = ["-p %d" % slave.port for slave in slaves]
+    lines = xargs(hosts * 3, "--json", "getScanReport", "1", "7").splitlines()
+    assert sorted(json.loads(line)["report"] for line in lines) == sorted(reports * 3)
+
+
+NELKACTL = sys.argv[1]
+globals()[sys.argv[2]]()
