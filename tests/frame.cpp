@@ -1,7 +1,6 @@
 // The frame that every operation runs in, seen through a few of them: getAlarmasEstadoControlador and execQuery ask
 // the size of the reply first, updateNTP and resetModuleToFactorySettings do not.
 #include <csignal>
-#include <locale>
 #include <stdexcept>
 
 #include "support/fixture.h"
@@ -455,20 +454,6 @@ TEST_F(Frame, PercentSignsInADebugLineAreMereText)
     client.ejecutar_script("100%s%n", ampleTimeout);
     EXPECT_EQ(log.lines().at(0), debug("ejecutar_script : nombre_script : 100%s%n"));
     EXPECT_EQ(log.linesWithoutNumbers().at(4), refusedLine("ejecutar_script : nombre_script : 100%s%n", 3));
-}
-
-class Grouping : public std::numpunct<char> {
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
-TEST_F(Frame, NumbersInADebugLineAreFreeOfTheGlobalLocalesGrouping)
-{
-    slave.play({replyArray({xml::i4(0)})});
-    const std::locale former = std::locale::global(std::locale(std::locale::classic(), new Grouping));
-    client.setRefrescoWeb(65535, status, ampleTimeout);
-    std::locale::global(former);
-    EXPECT_EQ(log.lines().at(0), debug("setRefrescoWeb : host : 127.0.0.1 valor: 65535"));
 }
 
 // Clients that are not ready -------------------------------------------------------------------------------------

@@ -442,7 +442,7 @@ const std::vector<Move> moves{
 
 TEST_F(Lifecycle, AnySequenceOfCallsStaysBalancedAndAllowsALaterInit)
 {
-    constexpr std::size_t length = 3;
+    constexpr std::size_t length = 4;
     std::size_t sequences = 1;
     for (std::size_t i = 0; i < length; ++i)
         sequences *= moves.size();
