@@ -7,7 +7,6 @@
 #include <set>
 #include <string>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -26,6 +25,7 @@ constexpr int ampleTimeout = 10000;
 constexpr int notFound = 1;
 constexpr int badArgument = 2;
 constexpr int databaseError = 3;
+constexpr int storageError = 4;
 
 class Slave : public ::testing::Test {
 protected:
@@ -155,10 +155,7 @@ void PrintTo(const Query& query, std::ostream* out)
     *out << query.text;
 }
 
-std::string nameOf(const ::testing::TestParamInfo<Query>& instance)
-{
-    return instance.param.name;
-}
+const auto byName = [](const auto& instance) { return std::string(instance.param.name); };
 
 class SlaveRefusesToRead : public Slave, public ::testing::WithParamInterface<Query> {};
 
@@ -185,7 +182,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Query{"RowsWithoutEnd",
                             "WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM n) SELECT * FROM n"},
                       Query{"AnEnormousValue", "SELECT zeroblob(900000000)"}),
-    nameOf);
+    byName);
 
 class SlaveRefusesToExecute : public Slave, public ::testing::WithParamInterface<Query> {};
 
@@ -210,7 +207,7 @@ INSTANTIATE_TEST_SUITE_P(
         Query{"AnotherTableThanTheNamedOne", "UPDATE servicios SET puerto = 1"},
         Query{"AnAttachment", "ATTACH 'other.db' AS other"}, Query{"ACopyElsewhere", "VACUUM INTO 'other.db'"},
         Query{"TheCounter", "PRAGMA user_version = 9"}, Query{"TheSchema", "UPDATE sqlite_master SET sql = ''"}),
-    nameOf);
+    byName);
 
 TEST_F(Slave, EndsInTheMidstOfAQueryThatTakesForEver)
 {
@@ -222,25 +219,40 @@ TEST_F(Slave, EndsInTheMidstOfAQueryThatTakesForEver)
     EXPECT_EQ(slave.end(SIGTERM), 0);
 }
 
-class SlaveWithoutDatabase : public Slave, public ::testing::WithParamInterface<std::pair<const char*, int>> {};
+// A name that is refused, and how.
+struct Refused {
+    const char* name;
+    std::string text;
+    int status;
+};
+
+void PrintTo(const Refused& refused, std::ostream* out)
+{
+    *out << refused.text;
+}
+
+class SlaveWithoutDatabase : public Slave, public ::testing::WithParamInterface<Refused> {};
 
 TEST_P(SlaveWithoutDatabase, RefusesItsNameInEveryProcedure)
 {
-    const auto& [name, status] = GetParam();
-    client.dbName = name;
+    client.dbName = GetParam().text;
     table("SELECT 1");
-    EXPECT_EQ(client.getFault(), status);
+    EXPECT_EQ(client.getFault(), GetParam().status);
     execute("canales", "DELETE FROM canales");
-    EXPECT_EQ(client.getFault(), status);
+    EXPECT_EQ(client.getFault(), GetParam().status);
     changes();
-    EXPECT_EQ(client.getFault(), status);
+    EXPECT_EQ(client.getFault(), GetParam().status);
 }
 
 INSTANTIATE_TEST_SUITE_P(, SlaveWithoutDatabase,
-                         ::testing::Values(std::pair("nada", notFound), std::pair("", badArgument),
-                                           std::pair("..", badArgument), std::pair("../state/modulo", badArgument),
-                                           std::pair("/modulo", badArgument), std::pair("modulo.db", badArgument),
-                                           std::pair("ñ", badArgument)));
+                         ::testing::Values(Refused{"Unknown", "nada", notFound}, Refused{"Empty", "", badArgument},
+                                           Refused{"Upwards", "..", badArgument},
+                                           Refused{"RoundAbout", "../state/modulo", badArgument},
+                                           Refused{"Absolute", "/modulo", badArgument},
+                                           Refused{"WithItsExtension", "modulo.db", badArgument},
+                                           Refused{"BeyondAscii", "ñ", badArgument},
+                                           Refused{"TooLong", std::string(65, 'x'), badArgument}),
+                         byName);
 
 TEST_F(Slave, AnswersForADatabaseThatIsNone)
 {
@@ -500,9 +512,9 @@ TEST_F(Slave, SendsAFileAndDeletesItIfAsked)
     EXPECT_FALSE(fs::exists(state / "files/config/bloque"));
 }
 
-class SlaveKeepsIn : public Slave, public ::testing::WithParamInterface<std::pair<const char*, int>> {};
+class SlaveKeepsIn : public Slave, public ::testing::WithParamInterface<Refused> {};
 
-TEST_P(SlaveKeepsIn, APathThatWouldLeadElsewhere)
+TEST_P(SlaveKeepsIn, APathThatIsNoFileOfItsTree)
 {
     fileWith(folder.path / "secreto", "secret");
     fs::create_symlink(folder.path / "secreto", state / "files/enlace");
@@ -510,29 +522,24 @@ TEST_P(SlaveKeepsIn, APathThatWouldLeadElsewhere)
     fs::create_symlink("version.txt", state / "files/interior");
     ASSERT_EQ(mkfifo((state / "files/tubo").c_str(), 0600), 0);
 
-    const auto& [path, status] = GetParam();
-    EXPECT_EQ(file(path, true), "");
-    EXPECT_EQ(client.getFault(), status);
+    EXPECT_EQ(file(GetParam().text, true), "");
+    EXPECT_EQ(client.getFault(), GetParam().status);
     EXPECT_TRUE(fs::exists(folder.path / "secreto"));
     EXPECT_TRUE(fs::exists(state / "files/version.txt"));
 }
 
-INSTANTIATE_TEST_SUITE_P(, SlaveKeepsIn,
-                         ::testing::Values(std::pair("", badArgument), std::pair("/", badArgument),
-                                           std::pair(".", badArgument), std::pair("..", badArgument),
-                                           std::pair("../state.json", badArgument),
-                                           std::pair("/../../secreto", badArgument),
-                                           std::pair("config/../../state.json", badArgument),
-                                           std::pair("config", badArgument), std::pair("config/", badArgument),
-                                           std::pair("tubo", badArgument), std::pair("/etc/passwd", notFound),
-                                           std::pair("version.txt/x", notFound), std::pair("enlace", notFound),
-                                           std::pair("carpeta/secreto", notFound), std::pair("interior", notFound)));
-
-TEST_F(Slave, RefusesANameThatIsTooLong)
-{
-    EXPECT_EQ(file(std::string(300, 'x')), "");
-    EXPECT_EQ(client.getFault(), badArgument);
-}
+INSTANTIATE_TEST_SUITE_P(
+    , SlaveKeepsIn,
+    ::testing::Values(
+        Refused{"Nothing", "", badArgument}, Refused{"TheRoot", "/", badArgument},
+        Refused{"TheRootOtherwise", ".", badArgument}, Refused{"Upwards", "..", badArgument},
+        Refused{"ToTheState", "../state.json", badArgument}, Refused{"FarUpwards", "/../../secreto", badArgument},
+        Refused{"DownAndUp", "config/../../state.json", badArgument}, Refused{"AFolder", "config", badArgument},
+        Refused{"AFolderForCertain", "config/", badArgument}, Refused{"APipe", "tubo", badArgument},
+        Refused{"OfTheHost", "/etc/passwd", notFound}, Refused{"ThroughAFile", "version.txt/x", notFound},
+        Refused{"ALinkOutside", "enlace", notFound}, Refused{"ThroughALink", "carpeta/secreto", notFound},
+        Refused{"ALinkInside", "interior", notFound}, Refused{"TooLong", std::string(300, 'x'), badArgument}),
+    byName);
 
 // Tables -------------------------------------------------------------------------------------------------------
 
@@ -557,6 +564,25 @@ TEST_F(Slave, KeepsAnEmptyTable)
     client.rdFicheroTablasSI(1, 2, 0, 0, 0, received, ampleTimeout);
     EXPECT_EQ(client.getFault(), 0);
     EXPECT_TRUE(received.empty());
+}
+
+TEST_F(Slave, RefusesWhatItCannotKeepAndStaysAsItWas)
+{
+    fs::remove_all(state / "tables");
+    client.wrFicheroTablasSI(1, 1, {'x'}, ampleTimeout);
+    EXPECT_EQ(client.getFault(), storageError);
+
+    fs::create_directory(state / "state.json.new"); // stands in the way of the file that will be put in place
+    int status = -1;
+    client.changeFPGASOC(1, status, ampleTimeout);
+    EXPECT_EQ(status, storageError);
+    unsigned long soc = 0;
+    client.getFPGASOC(soc, status, ampleTimeout);
+    EXPECT_EQ(soc, 20417U);
+
+    fs::remove(state / "state.json.new");
+    client.changeFPGASOC(1, status, ampleTimeout);
+    EXPECT_EQ(client.getFault(), 0);
 }
 
 TEST_F(Slave, HasNoTablesWithOtherExtensions)

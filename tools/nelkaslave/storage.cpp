@@ -102,9 +102,14 @@ void replaceFile(const std::filesystem::path& path, std::string_view bytes)
     const Descriptor file = openFile(unfinished, O_WRONLY | O_CREAT | O_TRUNC);
     if (!file)
         failed(unfinished.string());
-    writeAll(file, bytes);
-    sync(file);
-    std::filesystem::rename(unfinished, path);
+    try {
+        writeAll(file, bytes);
+        sync(file);
+        std::filesystem::rename(unfinished, path);
+    } catch (...) {
+        unlink(unfinished.c_str()); // gives its room back to a full disk
+        throw;
+    }
     syncFolder(openFolder(path.parent_path()));
 }
 

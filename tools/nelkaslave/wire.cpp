@@ -69,10 +69,6 @@ Value exactText(std::string_view value)
     return made(xmlrpc_string_new_lp_cr, value.size(), value.data());
 }
 
-struct Free {
-    void operator()(const void* memory) const { std::free(const_cast<void*>(memory)); }
-};
-
 Value itemAt(xmlrpc_value* array, unsigned int place)
 {
     Environment env;
@@ -88,6 +84,33 @@ int sizeOf(xmlrpc_value* array)
     const int size = xmlrpc_array_size(&env, array);
     env.check();
     return size;
+}
+
+template <typename Scalar, typename Read>
+Scalar scalar(const Value& value, Read read)
+{
+    Environment env;
+    Scalar result = 0;
+    read(&env, value.get(), &result);
+    env.check();
+    return result;
+}
+
+struct Free {
+    void operator()(const void* memory) const { std::free(const_cast<void*>(memory)); }
+};
+
+template <typename Character>
+std::string characters(const Value& value,
+                       void (*read)(xmlrpc_env*, const xmlrpc_value*, std::size_t*, const Character**))
+{
+    Environment env;
+    std::size_t length = 0;
+    const Character* all = nullptr;
+    read(&env, value.get(), &length, &all);
+    const std::unique_ptr<const Character, Free> owned(all);
+    env.check();
+    return std::string(all, all + length);
 }
 
 Value argument(xmlrpc_value* list, unsigned int place, xmlrpc_type type, const char* what)
@@ -189,12 +212,7 @@ Value withItem(const Value& array, unsigned int place, const Value& item)
 
 int integerAt(const Value& array, unsigned int place)
 {
-    const Value item = itemAt(array.get(), place);
-    Environment env;
-    int value = 0;
-    xmlrpc_read_int(&env, item.get(), &value);
-    env.check();
-    return value;
+    return scalar<int>(itemAt(array.get(), place), xmlrpc_read_int);
 }
 
 Value another(const Value& value)
@@ -216,49 +234,25 @@ void Arguments::requireCount(std::size_t count) const
 template <>
 int Arguments::read<int>(unsigned int place) const
 {
-    const Value value = argument(list, place, XMLRPC_TYPE_INT, "a 32-bit integer");
-    Environment env;
-    int number = 0;
-    xmlrpc_read_int(&env, value.get(), &number);
-    env.check();
-    return number;
+    return scalar<int>(argument(list, place, XMLRPC_TYPE_INT, "a 32-bit integer"), xmlrpc_read_int);
 }
 
 template <>
 bool Arguments::read<bool>(unsigned int place) const
 {
-    const Value value = argument(list, place, XMLRPC_TYPE_BOOL, "a boolean");
-    Environment env;
-    xmlrpc_bool truth = 0;
-    xmlrpc_read_bool(&env, value.get(), &truth);
-    env.check();
-    return truth != 0;
+    return scalar<xmlrpc_bool>(argument(list, place, XMLRPC_TYPE_BOOL, "a boolean"), xmlrpc_read_bool) != 0;
 }
 
 template <>
 std::string Arguments::read<std::string>(unsigned int place) const
 {
-    const Value value = argument(list, place, XMLRPC_TYPE_STRING, "a string");
-    Environment env;
-    std::size_t length = 0;
-    const char* characters = nullptr;
-    xmlrpc_read_string_lp(&env, value.get(), &length, &characters);
-    const std::unique_ptr<const char, Free> owned(characters);
-    env.check();
-    return std::string(characters, length);
+    return characters(argument(list, place, XMLRPC_TYPE_STRING, "a string"), xmlrpc_read_string_lp);
 }
 
 template <>
 Block Arguments::read<Block>(unsigned int place) const
 {
-    const Value value = argument(list, place, XMLRPC_TYPE_BASE64, "a base64 byte string");
-    Environment env;
-    std::size_t length = 0;
-    const unsigned char* bytes = nullptr;
-    xmlrpc_read_base64(&env, value.get(), &length, &bytes);
-    const std::unique_ptr<const unsigned char, Free> owned(bytes);
-    env.check();
-    return {std::string(bytes, bytes + length)};
+    return {characters(argument(list, place, XMLRPC_TYPE_BASE64, "a base64 byte string"), xmlrpc_read_base64)};
 }
 
 } // namespace nelkaslave
