@@ -1,0 +1,385 @@
+// Fails every allocation of a call in turn, ours and the dependencies': the call may fail, and must not crash, hang,
+// lose memory of ours, keep a reply or leave the signal mask changed; the next call works.
+//
+// Each call is tried in a process of its own, because xmlrpc-c and libcurl do not survive every one of theirs: what
+// they do is named and counted, and left out.
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <new>
+#include <streambuf>
+#include <string_view>
+
+#include <dlfcn.h>
+#include <execinfo.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "support/fixture.h"
+#include "support/operations.h"
+#include "support/signals.h"
+#include "support/xmlrpcspy.h"
+
+using namespace support;
+
+// The allocator -------------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr int maxFrames = 24;
+
+struct Block {
+    void* address;
+    std::array<void*, maxFrames> frames;
+    int depth;
+};
+
+// Nothing here allocates.
+struct {
+    bool watching = false;
+    bool busy = false;
+    long countdown = 0; // the allocation that fails
+    bool failed = false;
+    std::array<Block, 65536> live{};
+    std::size_t used = 0;
+} allocator;
+
+// Whether this allocation is to fail.
+bool fails()
+{
+    if (!allocator.watching || allocator.busy || --allocator.countdown != 0)
+        return false;
+    allocator.failed = true;
+    errno = ENOMEM;
+    return true;
+}
+
+void* kept(void* address)
+{
+    if (!address || !allocator.watching || allocator.busy)
+        return address;
+    allocator.busy = true;
+    Block& block = allocator.live[allocator.used++ % allocator.live.size()];
+    block.address = address;
+    block.depth = backtrace(block.frames.data(), maxFrames);
+    allocator.busy = false;
+    return address;
+}
+
+void forgotten(void* address)
+{
+    for (std::size_t i = std::min(allocator.used, allocator.live.size()); address && i-- > 0;) {
+        if (allocator.live[i].address == address) {
+            allocator.live[i].address = nullptr;
+            return;
+        }
+    }
+}
+
+} // namespace
+
+#pragma GCC visibility push(default)
+extern "C" {
+
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* former, std::size_t size);
+void __libc_free(void* address);
+
+void* malloc(std::size_t size)
+{
+    return fails() ? nullptr : kept(__libc_malloc(size));
+}
+
+void* calloc(std::size_t count, std::size_t size)
+{
+    return fails() ? nullptr : kept(__libc_calloc(count, size));
+}
+
+void* realloc(void* former, std::size_t size)
+{
+    if (fails())
+        return nullptr;
+    forgotten(former);
+    return kept(__libc_realloc(former, size));
+}
+
+void free(void* address)
+{
+    forgotten(address);
+    __libc_free(address);
+}
+}
+#pragma GCC visibility pop
+
+namespace {
+
+// Whose code it is ----------------------------------------------------------------------------------------------------
+
+// Which function a frame is in, as "library: function"; empty for the C and C++ libraries' and the test's own.
+std::string_view nameOf(void* frame, char* text, std::size_t size)
+{
+    Dl_info info;
+    if (!dladdr(frame, &info) || !info.dli_fname)
+        return "";
+    const std::string_view path = info.dli_fname;
+    const std::string_view library = path.substr(path.rfind('/') + 1);
+    for (const std::string_view indifferent : {"libc.", "libstdc++", "libgcc", "test_"})
+        if (library.starts_with(indifferent))
+            return "";
+    const std::size_t end = std::min(library.find(".so"), library.size());
+    std::snprintf(text, size, "%.*s: %s", static_cast<int>(end), library.data(),
+                  info.dli_sname ? info.dli_sname : "an internal function");
+    return text;
+}
+
+// Where an allocation was made or a crash happened: the innermost function that counts.
+std::string_view placeOf(void* const* frames, int depth, char* text, std::size_t size)
+{
+    std::string_view place;
+    for (int i = 0; i < depth && place.empty(); ++i)
+        place = nameOf(frames[i], text, size);
+    return place;
+}
+
+bool isOurs(std::string_view place)
+{
+    return place.starts_with("libnelka");
+}
+
+// One call, in its process
+// ----------------------------------------------------------------------------------------------
+
+constexpr std::size_t placeSize = 128;
+
+/// What the process tells, even when it crashes.
+struct Report {
+    long failing = 0; ///< the allocation that is failing now
+    bool finished = false;
+    char crash[placeSize] = "";
+    char complaint[512] = "";
+    long lost = 0; ///< blocks of the dependencies', some of them kept for later
+    char lostAt[placeSize] = "";
+};
+
+Report* report = nullptr;
+
+void complain(const char* what, const char* place = "")
+{
+    if (!report->complaint[0])
+        std::snprintf(report->complaint, sizeof report->complaint, "allocation %ld: %s %s", report->failing, what,
+                      place);
+}
+
+void crashed(int signal)
+{
+    allocator.watching = false;
+    std::array<void*, maxFrames> frames{};
+    const int depth = backtrace(frames.data(), maxFrames);
+    placeOf(frames.data(), depth, report->crash, placeSize);
+    backtrace_symbols_fd(frames.data(), depth, 2);
+    std::signal(signal, SIG_DFL);
+    raise(signal);
+}
+
+enum class End { returned, outOfMemory, missingText };
+
+template <typename Call>
+End attempt(long failing, Call call)
+{
+    report->failing = failing;
+    allocator.countdown = failing;
+    allocator.failed = false;
+    allocator.used = 0;
+    allocator.watching = true;
+    End end = End::returned;
+    try {
+        call();
+    } catch (const std::bad_alloc&) {
+        end = End::outOfMemory;
+    } catch (const std::logic_error&) {
+        end = End::missingText;
+    }
+    allocator.watching = false;
+    return end;
+}
+
+void accountForLostBlocks()
+{
+    for (std::size_t i = 0; i < std::min(allocator.used, allocator.live.size()); ++i) {
+        const Block& block = allocator.live[i];
+        if (!block.address)
+            continue;
+        char text[placeSize];
+        const std::string_view place = placeOf(block.frames.data(), block.depth, text, sizeof text);
+        if (isOurs(place)) {
+            complain("lost a block of", text);
+        } else {
+            ++report->lost;
+            std::snprintf(report->lostAt, placeSize, "%.*s", static_cast<int>(place.size()), place.data());
+        }
+    }
+}
+
+/// Runs `torture` in a process of its own, again from the next allocation on when a dependency crashed at one.
+class Torture : public ClientTest {
+protected:
+    std::map<std::string, int> leftOut;
+
+    void SetUp() override {} // the client is initialised in each process
+
+    template <typename Body>
+    long survive(Body body)
+    {
+        void* const shared = mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        report = new (shared) Report;
+        long first = 1;
+        while (!report->finished) {
+            const pid_t child = fork();
+            if (child == 0) {
+                for (const int signal : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE})
+                    std::signal(signal, crashed);
+                // A hang ends here, as a crash that has no place.
+                const pid_t watchdog = getpid();
+                if (fork() == 0) {
+                    sleep(60);
+                    kill(watchdog, SIGKILL);
+                    _exit(0);
+                }
+                setpgid(0, 0);
+                body(first);
+                report->finished = true;
+                _exit(0);
+            }
+            int status = 0;
+            waitpid(child, &status, 0);
+            if (!report->finished) {
+                const std::string place = report->crash;
+                EXPECT_FALSE(place.empty() || isOurs(place))
+                    << "allocation " << report->failing << ", signal " << WTERMSIG(status) << ' ' << place;
+                ++leftOut[place + " crashed"];
+                first = report->failing + 1;
+                report->crash[0] = 0;
+            }
+            if (::testing::Test::HasFailure())
+                break;
+        }
+        EXPECT_STREQ(report->complaint, "");
+        if (report->lost > 0)
+            leftOut[std::string(report->lostAt) + " kept or lost memory"] += static_cast<int>(report->lost);
+        const long allocations = report->failing;
+        munmap(shared, sizeof(Report));
+        return allocations;
+    }
+
+    void tellWhatWasLeftOut(const std::string& what, long allocations) const
+    {
+        std::cout << what << ": " << allocations << " allocations";
+        for (const auto& [place, times] : leftOut)
+            std::cout << "; left out: " << place << " (" << times << ")";
+        std::cout << '\n';
+    }
+
+    void operate(const Operation& operation, long first)
+    {
+        struct : std::streambuf {
+            int overflow(int c) override { return c; }
+        } nowhere; // for what the probe prints
+        std::cout.rdbuf(&nowhere);
+        XmlrpcSpy spy;
+        if (client.init() != 0)
+            complain("not initialised");
+        {
+            Variables warmingUp;
+            operation.call(client, warmingUp, 5000);
+        }
+        for (long failing = first;; ++failing) {
+            auto variables = std::make_unique<Variables>();
+            Variables after;
+            log.clear();
+            const std::set<int> mask = heldSignals();
+            const int received = spy.resultsReceived;
+            const End end = attempt(failing, [&] { operation.call(client, *variables, 5000); });
+            const bool failed = allocator.failed;
+            const bool replied = spy.resultsReceived > received;
+            const int releases = spy.resultsReleased;
+
+            if (heldSignals() != mask)
+                complain("changed the signal mask");
+            const bool keeps = operation.kept == Kept::whenThrowing && end == End::missingText;
+            if (replied && releases == 0 && !keeps)
+                complain("kept the reply");
+            if (replied && releases > 1)
+                complain("released the reply twice");
+            if (end == End::missingText && !operation.throwsWithoutText)
+                complain("raised");
+            if (!failed && (end != End::returned || client.getFault() != 0))
+                complain("failed without a reason");
+
+            client.set_timer(0);
+            operation.call(client, after, 5000);
+            if (client.getFault() != 0)
+                complain("the next call does not work");
+            variables.reset();
+            if (failed && !keeps)
+                accountForLostBlocks();
+            if (!failed)
+                return;
+        }
+    }
+};
+
+class TortureOf : public Torture, public ::testing::WithParamInterface<Operation> {};
+
+TEST_P(TortureOf, SurvivesEveryFailedAllocation)
+{
+    const Operation& operation = GetParam();
+    std::vector<Step> replies{replyArray(operation.sampleReply(0))};
+    if (!operation.shortReply.empty())
+        replies.push_back(replyArray({xml::i4(0)}));
+    for (const Step& reply : replies) {
+        slave.play({reply});
+        leftOut.clear();
+        const long allocations = survive([&](long first) { operate(operation, first); });
+        EXPECT_GT(allocations, 100);
+        tellWhatWasLeftOut(operation.name, allocations);
+    }
+}
+
+std::vector<Operation> onTheWire()
+{
+    std::vector<Operation> all = operations();
+    std::erase_if(all, [](const Operation& operation) { return !operation.reachesTheWire(); });
+    return all;
+}
+
+INSTANTIATE_TEST_SUITE_P(Operation, TortureOf, ::testing::ValuesIn(onTheWire()), ::testing::PrintToStringParamName());
+
+TEST_F(Torture, OfInitLeavesAClientThatCanBeInitialisedLater)
+{
+    const long allocations = survive([&](long first) {
+        for (long failing = first;; ++failing) {
+            nelka::XmlrpcClient fresh("127.0.0.1", slave.port(), "eth1", "an application", "1.0");
+            int result = 0;
+            const End end = attempt(failing, [&] { result = fresh.init(); });
+            const bool failed = allocator.failed;
+            if (end == End::missingText)
+                complain("raised");
+            if (!failed && (end != End::returned || result != 0))
+                complain("failed without a reason");
+            if (fresh.resetConn() != 0)
+                complain("cannot be initialised any more");
+            if (!failed)
+                return;
+        }
+    });
+    EXPECT_GT(allocations, 10);
+    tellWhatWasLeftOut("init", allocations);
+}
+
+} // namespace
