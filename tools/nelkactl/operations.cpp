@@ -357,10 +357,10 @@ const Operation& operationNamed(const std::string& name)
 
 Operation::Action actionOf(const Operation& operation, const Options& options)
 {
-    for (const auto& [name, text] : options.particular)
+    for (const auto& given : options.particular)
         if (std::none_of(operation.options.begin(), operation.options.end(),
-                         [&name](const Parameter& own) { return own.name == name; }))
-            throw UsageError(name + " is no option of " + operation.name);
+                         [&given](const Parameter& own) { return own.name == given.first; }))
+            throw UsageError(given.first + " is no option of " + operation.name);
     const std::size_t wanted = operation.arguments.size();
     if (options.arguments.size() != wanted) {
         std::string names;

@@ -1,0 +1,169 @@
+// nelkactl: interruption, a whole scan, a terminal, and many slaves.
+#include <csignal>
+#include <optional>
+#include <string>
+
+#include <unistd.h>
+
+#include "support/nelkactl.h"
+
+using namespace support;
+
+namespace {
+
+// Interruption -----------------------------------------------------------------------------------------------------
+
+TEST_F(Nelkactl, EndsWithFiveWhenItIsInterruptedWhileItReads)
+{
+    Program program(command({"wrFicheroTablasSI", "1", "2", "--input", "-"}), environment(), std::nullopt);
+    // It catches SIGINT by the time it reads.
+    const auto catches = [&program] {
+        const std::string status = contents("/proc/" + std::to_string(program.pid()) + "/status");
+        return (std::stoull(status.substr(status.find("SigCgt:") + 7), nullptr, 16) >> (SIGINT - 1) & 1) != 0;
+    };
+    for (int tries = 0; tries < 10000 && !catches(); ++tries)
+        usleep(1000);
+    program.signal(SIGINT);
+    const Finished finished = program.finish();
+    EXPECT_EQ(finished.status, 5) << finished;
+    EXPECT_NE(finished.lastWords().find(": interruption: SIGINT"), std::string::npos) << finished;
+    EXPECT_TRUE(slave.requests().empty());
+}
+
+TEST_F(Nelkactl, KnowsAnInterruptionFromATimeoutThatFollows)
+{
+    slave.play({silence()});
+    Program program(command({"sampleadd", "-t", "1000"}), environment());
+    slave.awaitRequests(1);
+    program.signal(SIGINT);
+    EXPECT_EQ(program.finish().status, 5);
+}
+
+// A whole scan -----------------------------------------------------------------------------------------------------
+
+class Scan : public Nelkactl {
+protected:
+    const Words words{"scan", "1", "2", "3", "--interval", "10", "--json"};
+
+    Words procedures() const
+    {
+        Words all;
+        for (const xml::Request& call : slave.calls())
+            all.push_back(call.method);
+        return all;
+    }
+};
+
+TEST_F(Scan, StartsPollsAndReports)
+{
+    slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(0)}), replyArray({xml::i4(99)}),
+                replyArray({xml::i4(101)}), replyArray({xml::i4(0), xml::text("tres canales")})});
+    const Finished finished = type(words);
+    EXPECT_EQ(finished.status, 0) << finished;
+    EXPECT_EQ(finished.out,
+              "{\"operation\":\"scan\",\"fault\":0,\"idScan\":7,\"status\":101,\"report\":\"tres canales\"}\n");
+    EXPECT_EQ(finished.err, "") << "no progress bar without a terminal";
+    EXPECT_EQ(procedures(),
+              (Words{"InitInputScan", "StatusInputScan", "StatusInputScan", "StatusInputScan", "getScanReport"}));
+    EXPECT_EQ(slave.calls()[0].parameters, (Words{"i4 1", "i4 2", "i4 3"}));
+    EXPECT_EQ(slave.calls()[1].parameters, (Words{"i4 1", "i4 7"}));
+    EXPECT_EQ(slave.calls()[4].parameters, (Words{"i4 1", "i4 7"}));
+}
+
+TEST_F(Scan, IsDoneAtTheStatusAskedFor)
+{
+    slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(5)}), replyArray({xml::i4(0), xml::text("r")})});
+    EXPECT_EQ(type(words + Words{"--until", "5"}).status, 0);
+    EXPECT_EQ(procedures().size(), 3U);
+}
+
+TEST_F(Scan, ThatIsRefusedEndsWithOne)
+{
+    slave.play({replyArray({xml::i4(-2)})});
+    const Finished finished = type(words);
+    EXPECT_EQ(finished.status, 1) << finished;
+    EXPECT_EQ(finished.out, "{\"operation\":\"scan\",\"fault\":-2}\n");
+}
+
+TEST_F(Scan, EndsWithOneAtANegativeStatus)
+{
+    slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(50)}), replyArray({xml::i4(-3)})});
+    const Finished finished = type(words);
+    EXPECT_EQ(finished.status, 1) << finished;
+    EXPECT_EQ(finished.out, "{\"operation\":\"scan\",\"fault\":-3,\"idScan\":7,\"status\":-3}\n");
+    EXPECT_EQ(procedures(), (Words{"InitInputScan", "StatusInputScan", "StatusInputScan"}));
+}
+
+TEST_F(Scan, ThatTakesTooLongToAnswerEndsWithFour)
+{
+    slave.play({replyArray({xml::i4(7)}), silence()});
+    const Finished finished = type(words + Words{"-t", "50"});
+    EXPECT_EQ(finished.status, 4) << finished;
+    EXPECT_EQ(finished.out, "{\"operation\":\"scan\",\"fault\":-505}\n");
+}
+
+TEST_F(Scan, WhoseReportIsNoTextEndsWithThree)
+{
+    slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(100)}), replyArray({xml::i4(0)})});
+    const Finished finished = type(words);
+    EXPECT_EQ(finished.status, 3) << finished;
+    EXPECT_EQ(finished.out, "{\"operation\":\"scan\",\"fault\":-502}\n");
+}
+
+TEST_F(Scan, ThatIsInterruptedInACallIsCancelledOnTheSlave)
+{
+    slave.play({replyArray({xml::i4(7)}), silence(), replyArray({xml::i4(0)})});
+    Program program(command(words), environment());
+    slave.awaitRequests(2);
+    program.signal(SIGINT);
+    const Finished finished = program.finish();
+    EXPECT_EQ(finished.status, 5) << finished;
+    EXPECT_EQ(finished.out, "{\"operation\":\"scan\",\"fault\":-505}\n");
+    EXPECT_NE(finished.lastWords().find(": interruption: SIGINT, the scan is cancelled"), std::string::npos)
+        << finished;
+    EXPECT_EQ(procedures(), (Words{"InitInputScan", "StatusInputScan", "CancelInputScan"}));
+    EXPECT_EQ(slave.calls().at(2).parameters, (Words{"i4 1"}));
+}
+
+TEST_F(Scan, ThatIsInterruptedBetweenCallsIsCancelledOnTheSlave)
+{
+    slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(0)})});
+    Program program(command({"scan", "1", "2", "3", "--interval", "60000"}), environment());
+    slave.awaitRequests(2);
+    program.signal(SIGINT);
+    const Finished finished = program.finish();
+    EXPECT_EQ(finished.status, 5) << finished;
+    EXPECT_EQ(procedures().back(), "CancelInputScan");
+}
+
+TEST_F(Scan, ThatCannotBeCancelledSaysSo)
+{
+    slave.play({replyArray({xml::i4(7)}), silence(), replyArray({xml::i4(4)})});
+    Program program(command(words), environment());
+    slave.awaitRequests(2);
+    program.signal(SIGINT);
+    const Finished finished = program.finish();
+    EXPECT_EQ(finished.status, 5) << finished;
+    EXPECT_NE(finished.lastWords().find("the scan could not be cancelled: slave's status: 4"), std::string::npos)
+        << finished;
+}
+
+// Of a terminal, and of many slaves: scripts that say what they expect -----------------------------------------------
+
+class Script : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(Script, Succeeds)
+{
+    const Finished finished = run({"/usr/bin/python3", SCRIPT, NELKACTL, GetParam()});
+    EXPECT_EQ(finished.status, 0) << finished;
+}
+
+INSTANTIATE_TEST_SUITE_P(Nelkactl, Script,
+                         ::testing::Values("a_terminal_sees_a_progress_bar_that_goes_away",
+                                           "no_terminal_sees_no_progress_bar",
+                                           "the_log_takes_the_place_of_the_progress_bar",
+                                           "an_interrupt_key_cancels_the_scan", "fifty_slaves_answer_in_whole_lines",
+                                           "long_lines_of_many_processes_stay_whole"),
+                         [](const auto& instance) { return std::string(instance.param); });
+
+} // namespace
