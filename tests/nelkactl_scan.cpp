@@ -41,7 +41,7 @@ TEST_F(Nelkactl, KnowsAnInterruptionFromATimeoutThatFollows)
 
 // A whole scan -----------------------------------------------------------------------------------------------------
 
-class Scan : public Nelkactl {
+class NelkactlScan : public Nelkactl {
 protected:
     const Words words{"scan", "1", "2", "3", "--interval", "10", "--json"};
 
@@ -54,7 +54,7 @@ protected:
     }
 };
 
-TEST_F(Scan, StartsPollsAndReports)
+TEST_F(NelkactlScan, StartsPollsAndReports)
 {
     slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(0)}), replyArray({xml::i4(99)}),
                 replyArray({xml::i4(101)}), replyArray({xml::i4(0), xml::text("tres canales")})});
@@ -70,14 +70,14 @@ TEST_F(Scan, StartsPollsAndReports)
     EXPECT_EQ(slave.calls()[4].parameters, (Words{"i4 1", "i4 7"}));
 }
 
-TEST_F(Scan, IsDoneAtTheStatusAskedFor)
+TEST_F(NelkactlScan, IsDoneAtTheStatusAskedFor)
 {
     slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(5)}), replyArray({xml::i4(0), xml::text("r")})});
     EXPECT_EQ(type(words + Words{"--until", "5"}).status, 0);
     EXPECT_EQ(procedures().size(), 3U);
 }
 
-TEST_F(Scan, ThatIsRefusedEndsWithOne)
+TEST_F(NelkactlScan, ThatIsRefusedEndsWithOne)
 {
     slave.play({replyArray({xml::i4(-2)})});
     const Finished finished = type(words);
@@ -85,7 +85,7 @@ TEST_F(Scan, ThatIsRefusedEndsWithOne)
     EXPECT_EQ(finished.out, "{\"operation\":\"scan\",\"fault\":-2}\n");
 }
 
-TEST_F(Scan, EndsWithOneAtANegativeStatus)
+TEST_F(NelkactlScan, EndsWithOneAtANegativeStatus)
 {
     slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(50)}), replyArray({xml::i4(-3)})});
     const Finished finished = type(words);
@@ -94,7 +94,7 @@ TEST_F(Scan, EndsWithOneAtANegativeStatus)
     EXPECT_EQ(procedures(), (Words{"InitInputScan", "StatusInputScan", "StatusInputScan"}));
 }
 
-TEST_F(Scan, ThatTakesTooLongToAnswerEndsWithFour)
+TEST_F(NelkactlScan, ThatTakesTooLongToAnswerEndsWithFour)
 {
     slave.play({replyArray({xml::i4(7)}), silence()});
     const Finished finished = type(words + Words{"-t", "50"});
@@ -102,7 +102,7 @@ TEST_F(Scan, ThatTakesTooLongToAnswerEndsWithFour)
     EXPECT_EQ(finished.out, "{\"operation\":\"scan\",\"fault\":-505}\n");
 }
 
-TEST_F(Scan, WhoseReportIsNoTextEndsWithThree)
+TEST_F(NelkactlScan, WhoseReportIsNoTextEndsWithThree)
 {
     slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(100)}), replyArray({xml::i4(0)})});
     const Finished finished = type(words);
@@ -110,7 +110,7 @@ TEST_F(Scan, WhoseReportIsNoTextEndsWithThree)
     EXPECT_EQ(finished.out, "{\"operation\":\"scan\",\"fault\":-502}\n");
 }
 
-TEST_F(Scan, ThatIsInterruptedInACallIsCancelledOnTheSlave)
+TEST_F(NelkactlScan, ThatIsInterruptedInACallIsCancelledOnTheSlave)
 {
     slave.play({replyArray({xml::i4(7)}), silence(), replyArray({xml::i4(0)})});
     Program program(command(words), environment());
@@ -125,7 +125,7 @@ TEST_F(Scan, ThatIsInterruptedInACallIsCancelledOnTheSlave)
     EXPECT_EQ(slave.calls().at(2).parameters, (Words{"i4 1"}));
 }
 
-TEST_F(Scan, ThatIsInterruptedBetweenCallsIsCancelledOnTheSlave)
+TEST_F(NelkactlScan, ThatIsInterruptedBetweenCallsIsCancelledOnTheSlave)
 {
     slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(0)})});
     Program program(command({"scan", "1", "2", "3", "--interval", "60000"}), environment());
@@ -136,7 +136,7 @@ TEST_F(Scan, ThatIsInterruptedBetweenCallsIsCancelledOnTheSlave)
     EXPECT_EQ(procedures().back(), "CancelInputScan");
 }
 
-TEST_F(Scan, ThatCannotBeCancelledSaysSo)
+TEST_F(NelkactlScan, ThatCannotBeCancelledSaysSo)
 {
     slave.play({replyArray({xml::i4(7)}), silence(), replyArray({xml::i4(4)})});
     Program program(command(words), environment());
@@ -150,15 +150,15 @@ TEST_F(Scan, ThatCannotBeCancelledSaysSo)
 
 // Of a terminal, and of many slaves: scripts that say what they expect -----------------------------------------------
 
-class Script : public ::testing::TestWithParam<const char*> {};
+class NelkactlScript : public ::testing::TestWithParam<const char*> {};
 
-TEST_P(Script, Succeeds)
+TEST_P(NelkactlScript, Succeeds)
 {
     const Finished finished = run({"/usr/bin/python3", SCRIPT, NELKACTL, GetParam()});
     EXPECT_EQ(finished.status, 0) << finished;
 }
 
-INSTANTIATE_TEST_SUITE_P(Nelkactl, Script,
+INSTANTIATE_TEST_SUITE_P(Nelkactl, NelkactlScript,
                          ::testing::Values("a_terminal_sees_a_progress_bar_that_goes_away",
                                            "no_terminal_sees_no_progress_bar",
                                            "the_log_takes_the_place_of_the_progress_bar",

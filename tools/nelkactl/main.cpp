@@ -59,6 +59,8 @@ Ending perform(const Operation::Action& action, nelka::XmlrpcClient& client, Cal
     } catch (const FileError& error) {
         return {unusable, client.getFault(), std::string("file: ") + error.what()};
     } catch (const std::logic_error&) {
+        if (call.answered())
+            throw;
         return call.ending(); // the reply lacks a text; what the decoding met is in the environment
     }
 }
