@@ -15,6 +15,7 @@
 
 #include "support/blocks.h"
 #include "support/simulatedslave.h"
+#include "support/xmlrpcspy.h"
 
 using namespace support;
 namespace fs = std::filesystem;
@@ -351,10 +352,13 @@ TEST_F(Slave, RemembersWhatItIsToldToDo)
 
 TEST_F(Slave, RunsNoScriptThatItDoesNotHave)
 {
+    XmlrpcSpy spy; // a client keeps the reply of a script that was refused
     client.ejecutar_script("nada", ampleTimeout);
     EXPECT_EQ(client.getFault(), notFound);
+    spy.releaseKeptResult();
     client.ejecutar_script("/bin/true", ampleTimeout);
     EXPECT_EQ(client.getFault(), badArgument);
+    spy.releaseKeptResult();
 }
 
 // Tuning -------------------------------------------------------------------------------------------------------

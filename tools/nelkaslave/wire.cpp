@@ -31,9 +31,9 @@ template <typename Make, typename... Values>
 Value made(Make make, Values... values)
 {
     Environment env;
-    Value value(make(&env, values...));
-    env.check();
-    return value;
+    xmlrpc_value* value = make(&env, values...);
+    env.check(); // on a fault the value is nothing to be released
+    return Value(value);
 }
 
 bool isContinuation(char byte)
