@@ -1,0 +1,24 @@
+// Asks whether a slave is there, and shows what came of it and what was logged: probe HOST PORT TIMEOUT
+#include <cstdlib>
+#include <iostream>
+
+#include <syslog.h>
+
+#include <nelkanet/xmlrpclient.h>
+
+int main(int argc, char** argv)
+{
+    if (argc != 4) {
+        std::cerr << "usage: probe HOST PORT TIMEOUT\n";
+        return 2;
+    }
+    // The library never opens the log: who it speaks as, and where to, is the program's choice.
+    openlog("probe", LOG_PERROR, LOG_USER);
+    nelka::XmlrpcClient slave(argv[1], static_cast<unsigned short>(std::atoi(argv[2])), "eth0", "probe", "1.0");
+    if (slave.init() != 0)
+        return 1;
+    slave.sampleadd(std::atoi(argv[3]));
+    slave.set_timer(0); // no alarm of a failed call comes late
+    std::cout << "\nfault state " << slave.getFault() << std::endl;
+    return slave.getFault() == 0 ? 0 : 1;
+}
