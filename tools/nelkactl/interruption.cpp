@@ -123,7 +123,9 @@ void pause(std::chrono::milliseconds time)
     const Blocked held{SIGINT};
     check();
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
-    const timespec limit = {seconds.count(), std::chrono::nanoseconds(time - seconds).count()};
+    timespec limit = {};
+    limit.tv_sec = static_cast<time_t>(seconds.count());
+    limit.tv_nsec = static_cast<long>(std::chrono::nanoseconds(time - seconds).count());
     const sigset_t interrupt = setOf({SIGINT});
     if (sigtimedwait(&interrupt, nullptr, &limit) == SIGINT)
         throw Interrupted();
