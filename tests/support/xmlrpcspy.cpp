@@ -139,10 +139,15 @@ void XmlrpcSpy::failNext(SetupStep step, int code, const std::string& text, cons
     failureDue = true;
 }
 
+xmlrpc_value* XmlrpcSpy::keptResult() const
+{
+    return resultsReleased == 0 ? lastResult : nullptr;
+}
+
 void XmlrpcSpy::releaseKeptResult()
 {
-    if (lastResult && resultsReleased == 0)
-        xmlrpc_DECREF(lastResult);
+    if (xmlrpc_value* const kept = keptResult())
+        xmlrpc_DECREF(kept);
 }
 
 } // namespace support

@@ -54,7 +54,10 @@ public:
     int resultsReceived = 0; ///< by remote calls
     int resultsReleased = 0; ///< of the last of these: how often
 
-    /// Releases the last of these if the library has kept it, so that leaks on purpose hide no others.
+    /// The last of these if the library has kept it, else null.
+    xmlrpc_value* keptResult() const;
+
+    /// Releases that one, so that leaks on purpose hide no others.
     void releaseKeptResult();
 
     /// Run around each remote call, if set.

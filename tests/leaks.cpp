@@ -1,0 +1,258 @@
+// What each operation leaves on the heap after every kind of end: nothing, but for the replies that two of them keep on
+// purpose, and for what xmlrpc-c loses of an argument list that is no array.
+//
+// The heap is measured where it can be. Valgrind and LeakSanitizer, which take its place, watch the same calls.
+#include <atomic>
+#include <functional>
+#include <iostream>
+#include <sstream>
+
+#include "support/fixture.h"
+#include "support/operations.h"
+#include "support/xmlrpcspy.h"
+
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/allocator_interface.h>
+#endif
+
+using namespace support;
+
+// The heap: its bytes where AddressSanitizer counts them, else its blocks.
+// ---------------------------------------------
+
+#ifdef __SANITIZE_ADDRESS__
+
+namespace {
+
+std::size_t heapInUse()
+{
+    return __sanitizer_get_current_allocated_bytes();
+}
+
+} // namespace
+
+#else
+
+namespace {
+
+std::atomic<std::size_t> blocks{0};
+
+void* counted(void* block)
+{
+    blocks += block ? 1 : 0;
+    return block;
+}
+
+std::size_t heapInUse()
+{
+    return blocks;
+}
+
+} // namespace
+
+// The process's allocations end here, because the program's symbols come before those of the C library.
+#pragma GCC visibility push(default)
+extern "C" {
+
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* former, std::size_t size);
+void __libc_free(void* block);
+
+void* malloc(std::size_t size)
+{
+    return counted(__libc_malloc(size));
+}
+
+void* calloc(std::size_t count, std::size_t size)
+{
+    return counted(__libc_calloc(count, size));
+}
+
+void* realloc(void* former, std::size_t size)
+{
+    return former ? __libc_realloc(former, size) : counted(__libc_malloc(size));
+}
+
+void free(void* block)
+{
+    blocks -= block ? 1 : 0;
+    __libc_free(block);
+}
+}
+#pragma GCC visibility pop
+
+#endif
+
+namespace {
+
+bool heapIsMeasured()
+{
+    const std::size_t before = heapInUse();
+    const std::string block(1000, 'x');
+    return heapInUse() > before;
+}
+
+// Ends of a call
+// -------------------------------------------------------------------------------------------------------
+
+struct End {
+    std::string name;
+    Step step;
+    int timeout;
+};
+
+std::vector<End> endsOf(const Operation& operation)
+{
+    constexpr int ample = 5000;
+    constexpr int brief = 5;
+    std::vector<End> all{{"agreed", replyArray(operation.sampleReply(0)), ample},
+                         {"refused", replyArray(operation.sampleReply(-3)), ample},
+                         {"status alone", replyArray({xml::i4(0)}), ample},
+                         {"refused by the status alone", replyArray({xml::i4(-3)}), ample},
+                         {"no array", reply(xml::text("x")), ample},
+                         {"empty array", replyArray({}), ample},
+                         {"fault response", replyFault(-77, "agotado"), ample},
+                         {"no XML-RPC", ok("agotado"), ample},
+                         {"reset", resetAfterRequest(), ample},
+                         {"time-out", silence(), brief}};
+    const std::size_t size = operation.sampleReply(0).size();
+    for (std::size_t at = 0; at < size; ++at) {
+        std::vector<std::string> elements = operation.sampleReply(0);
+        elements[at] = xml::structure({{"a", xml::i4(1)}});
+        all.push_back({"wrong type at " + std::to_string(at), replyArray(elements), ample});
+    }
+    return all;
+}
+
+class Leaks : public ClientTest {
+protected:
+    static constexpr int calls = 10;
+    static constexpr int warmUp = 5;
+
+    XmlrpcSpy spy;
+
+    /// Calls the operation, whose reply stays the library's matter.
+    void call(const Operation& operation, int timeout)
+    {
+        std::ostringstream printed; // by the probe
+        std::streambuf* const standardOutput = std::cout.rdbuf(printed.rdbuf());
+        Variables variables;
+        try {
+            operation.call(client, variables, timeout);
+        } catch (const std::logic_error&) {
+        }
+        std::cout.rdbuf(standardOutput);
+        log.clear();
+    }
+
+    /// By how much the heap grows in each of many runs.
+    static long growth(const std::function<void()>& action)
+    {
+        for (int i = 0; i < warmUp; ++i)
+            action();
+        const std::size_t before = heapInUse();
+        for (int i = 0; i < calls; ++i)
+            action();
+        return (static_cast<long>(heapInUse()) - static_cast<long>(before)) / calls;
+    }
+
+    std::vector<xmlrpc_value*> keptReplies;
+
+    /// By how much it grows in each of many calls that keep their replies.
+    long growthByCalls(const Operation& operation)
+    {
+        keptReplies.reserve(calls + warmUp);
+        return growth([&] {
+            call(operation, ampleTimeout);
+            if (xmlrpc_value* const reply = spy.keptResult())
+                keptReplies.push_back(reply);
+        });
+    }
+
+    long growthByReplies(const std::vector<std::string>& values)
+    {
+        const std::string body = xml::response(xml::array(values));
+        std::vector<xmlrpc_value*> replies;
+        replies.reserve(calls + warmUp);
+        xmlrpc_env env;
+        xmlrpc_env_init(&env);
+        const long grown = growth([&] {
+            xmlrpc_value* reply = nullptr;
+            int code = 0;
+            const char* text = nullptr;
+            xmlrpc_parse_response2(&env, body.data(), body.size(), &reply, &code, &text);
+            replies.push_back(reply);
+        });
+        EXPECT_FALSE(env.fault_occurred);
+        xmlrpc_env_clean(&env);
+        for (xmlrpc_value* const reply : replies)
+            xmlrpc_DECREF(reply);
+        return grown;
+    }
+
+    void expectToKeepTheReplyAndNothingElse(const std::string& name, const std::vector<std::string>& values)
+    {
+        slave.play({replyArray(values)});
+        const long grown = growthByCalls(operation(name));
+        EXPECT_EQ(keptReplies.size(), std::size_t{calls + warmUp});
+        if (heapIsMeasured()) {
+            EXPECT_EQ(grown, growthByReplies(values));
+            EXPECT_GT(grown, 0);
+        }
+        for (xmlrpc_value* const reply : keptReplies)
+            xmlrpc_DECREF(reply);
+    }
+};
+
+class LeaksOf : public Leaks, public ::testing::WithParamInterface<Operation> {};
+
+TEST_P(LeaksOf, AnOperationThatReachesTheWireAreNoneButAKeptReply)
+{
+    for (const End& end : endsOf(GetParam())) {
+        slave.play({end.step});
+        const long grown = growth([&] {
+            call(GetParam(), end.timeout);
+            spy.releaseKeptResult();
+        });
+        EXPECT_EQ(grown, 0) << end.name;
+    }
+}
+
+std::vector<Operation> onTheWire()
+{
+    std::vector<Operation> all = operations();
+    std::erase_if(all, [](const Operation& each) { return !each.reachesTheWire(); });
+    return all;
+}
+
+INSTANTIATE_TEST_SUITE_P(, LeaksOf, ::testing::ValuesIn(onTheWire()),
+                         [](const auto& operation) { return operation.param.name; });
+
+TEST_F(Leaks, OfARefusedScriptAreItsReplyAndNothingElse)
+{
+    expectToKeepTheReplyAndNothingElse("ejecutar_script", {xml::i4(9)});
+}
+
+TEST_F(Leaks, OfAScanReportWithoutATextAreItsReplyAndNothingElse)
+{
+    expectToKeepTheReplyAndNothingElse("getScanReport", {xml::i4(0), xml::structure({{"a", xml::i4(1)}})});
+}
+
+TEST_F(Leaks, OfADeletionAreWhatXmlrpcCLosesOfItsArgument)
+{
+    const long byXmlrpcC = growth([&] {
+        xmlrpc_env env;
+        xmlrpc_env_init(&env);
+        xmlrpc_value* reply = nullptr;
+        xmlrpc_client_call2f(&env, spy.creations.back().client, "http://127.0.0.1:1/RPC2", "BorrarArchivo", &reply, "s",
+                             "/tmp/a");
+        xmlrpc_env_clean(&env);
+    });
+    EXPECT_EQ(growth([&] { call(operation("DlFicheroEsclavo"), ampleTimeout); }), byXmlrpcC);
+    if (heapIsMeasured()) {
+        EXPECT_GT(byXmlrpcC, 0);
+    }
+}
+
+} // namespace

@@ -1,0 +1,1 @@
+nelka_test(leaks SOURCES leaks.cpp support/xmlrpcspy.cpp)
