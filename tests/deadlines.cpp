@@ -38,7 +38,7 @@ protected:
                 worst = std::max(worst, late);
                 EXPECT_EQ(client.getFault(), -505) << "expiry " << i;
                 EXPECT_GE(late, 0ms) << "expiry " << i;
-                EXPECT_LT(late, 250ms) << "expiry " << i;
+                EXPECT_LT(late, lateness()) << "expiry " << i;
                 EXPECT_EQ(heldSignals(), signals) << "expiry " << i;
             }
         };

@@ -21,7 +21,7 @@ namespace {
 
 using Lines = std::vector<LogLine>;
 
-constexpr auto tolerance = 250ms;
+const auto tolerance = lateness();
 
 // The threads in which the handler ran, in order.
 std::array<std::atomic<pid_t>, 64> takers;

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <future>
 #include <set>
@@ -95,5 +96,12 @@ private:
     using Clock = std::chrono::steady_clock;
     Clock::time_point start = Clock::now();
 };
+
+/// How late a call may end. A tool or an emulator under which everything is late is announced with NELKANET_SLOW:
+/// nothing is said of lateness then.
+inline std::chrono::milliseconds lateness()
+{
+    return std::getenv("NELKANET_SLOW") ? std::chrono::hours(1) : std::chrono::milliseconds(250);
+}
 
 } // namespace support
