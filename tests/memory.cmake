@@ -1,0 +1,1 @@
+nelka_test(memory LIBRARIES XmlrpcC::server)
