@@ -51,9 +51,9 @@ int main(int argc, char** argv)
                 print(table);
             }
         }
+        slave.set_timer(0); // no late alarm of a call that failed cuts the pause short
         if (slave.getFault() != 0)
             std::cerr << "not mirrored this time: fault " << slave.getFault() << '\n';
-        slave.set_timer(0); // no late alarm cuts the pause short
         std::this_thread::sleep_for(pollInterval);
     }
     return mirrored < 0 ? 1 : 0;

@@ -23,8 +23,13 @@ int main(int argc, char** argv)
     int status = 0;
     slave.sintonizarCanalTerr(canal, parametro, status, indicador, 3000);
 
+    slave.set_timer(0); // no late alarm of a call that failed
     if (slave.getFault() != 0) {
-        std::cerr << "not tuned: fault " << slave.getFault() << '\n';
+        std::cerr << "not tuned: ";
+        if (slave.environment().fault_occurred)
+            std::cerr << slave.environment().fault_string << '\n';
+        else
+            std::cerr << "the slave refused with " << slave.getFault() << '\n';
         return 1;
     }
     std::cout << "tuned to " << canal.frecuencia << '\n';

@@ -46,16 +46,22 @@ inline std::string fileWith(const std::filesystem::path& path, const std::string
     return path;
 }
 
-/// How to run nelkaslave with some options.
-inline std::vector<std::string> slaveCommand(const std::vector<std::string>& options)
+/// How to run a program of the build, through the emulator if it needs one.
+inline std::vector<std::string> builtCommand(const std::string& program, const std::vector<std::string>& arguments)
 {
     std::vector<std::string> words;
     std::istringstream emulator(EMULATOR);
     for (std::string word; emulator >> word;)
         words.push_back(word);
-    words.push_back(NELKASLAVE);
-    words.insert(words.end(), options.begin(), options.end());
+    words.push_back(program);
+    words.insert(words.end(), arguments.begin(), arguments.end());
     return words;
+}
+
+/// How to run nelkaslave with some options.
+inline std::vector<std::string> slaveCommand(const std::vector<std::string>& options)
+{
+    return builtCommand(NELKASLAVE, options);
 }
 
 /// A slave that listens on a free port.

@@ -1,0 +1,21 @@
+# The programs that the documentation shows, built as they stand there.
+if(TARGET nelkaslave)
+  foreach(page README docs/writing-a-slave)
+    get_filename_component(name ${page} NAME)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${page}.md)
+    file(READ ${PROJECT_SOURCE_DIR}/${page}.md text)
+    if(NOT text MATCHES "\n```cpp\n([^`]+)```\n")
+      message(FATAL_ERROR "${page}.md shows no program")
+    endif()
+    file(GENERATE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp CONTENT "${CMAKE_MATCH_1}")
+    add_executable(shown_${name} ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp)
+    set_target_properties(shown_${name} PROPERTIES CXX_STANDARD 11)
+    target_link_libraries(shown_${name} PRIVATE nelkanet::nelkanet XmlrpcC::value)
+  endforeach()
+
+  list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+  nelka_test(readme)
+  add_dependencies(test_readme nelkaslave shown_README shown_writing-a-slave)
+  target_compile_definitions(test_readme PRIVATE NELKASLAVE="$<TARGET_FILE:nelkaslave>" EMULATOR="${emulator}"
+    FIRST="$<TARGET_FILE:shown_README>" SLAVE="$<TARGET_FILE:shown_writing-a-slave>")
+endif()
