@@ -1,15 +1,14 @@
-// What many calls, fills and servers hold on to: no more than the first of them did.
+// What many tables and servers hold on to: no more than the first of them did.
+#include <nelkadb/resultset.h>
 #include <nelkanet/xmlrpcserver.h>
 
 #include <cstddef>
-#include <vector>
 
 #include <malloc.h>
 
-#include "support/fixture.h"
-#include "support/operations.h"
+#include <gtest/gtest.h>
 
-using namespace support;
+#include "support/scriptedslave.h"
 
 namespace {
 
@@ -19,7 +18,7 @@ std::size_t heapInUse()
     return heap.uordblks + heap.hblkhd;
 }
 
-// By how many bytes the heap is fuller after `times` repetitions of `step`, the first ones, which fill caches, left out.
+// By how many bytes `times` repetitions of `step` fill the heap, once the first ones have filled what is kept ready.
 template <typename Step>
 std::size_t growth(int times, Step step)
 {
@@ -32,46 +31,22 @@ std::size_t growth(int times, Step step)
     return after > before ? after - before : 0;
 }
 
-const std::string payload(20'000, 'x');
-
-class Memory : public ClientTest, public ::testing::WithParamInterface<Operation> {
-protected:
-    // A reply of that operation's long shape, with a large payload wherever it has one.
-    std::vector<std::string> largeReply() const
-    {
-        std::vector<std::string> values;
-        for (const char letter : GetParam().reply) {
-            if (letter == 'i')
-                values.push_back(xml::i4(0));
-            else if (letter == 's')
-                values.push_back(xml::text(payload));
-            else if (letter == '6')
-                values.push_back(xml::base64(payload));
-            else if (letter == 'A')
-                values.push_back(xml::array({xml::array({xml::text(payload)}), xml::array({xml::base64(payload)})}));
-        }
-        return values;
-    }
-};
-
-std::vector<Operation> operationsWithPayload()
+TEST(TableMemory, IsGivenBackWithTheTableWhateverItsCellsHold)
 {
-    std::vector<Operation> chosen;
-    for (const Operation& each : operations())
-        if (each.reply.find_first_of("s6A") != std::string::npos)
-            chosen.push_back(each);
-    return chosen;
-}
-
-INSTANTIATE_TEST_SUITE_P(, Memory, ::testing::ValuesIn(operationsWithPayload()),
-                         [](const auto& each) { return each.param.name; });
-
-TEST_P(Memory, OfAReplyIsGivenBackOnceItsPayloadIsDelivered)
-{
-    slave.play({replyArray(largeReply())});
-    Variables variables;
-    EXPECT_LT(growth(40, [&] { GetParam().call(client, variables, ampleTimeout); }), 10 * payload.size());
-    EXPECT_EQ(client.getFault(), 0);
+    EXPECT_LT(growth(100,
+                     [] {
+                         xmlrpc_env env;
+                         xmlrpc_env_init(&env);
+                         xmlrpc_value* const table = xmlrpc_build_value(
+                             &env, "((ssssss)(iIbds6))", "i4", "i8", "boolean", "double", "string", "base64", 1,
+                             xmlrpc_int64{1}, xmlrpc_bool{1}, 1.5, "text", "bytes", std::size_t{5});
+                         nelkadb::ResultSet set;
+                         set.fill(env, table);
+                         EXPECT_FALSE(env.fault_occurred);
+                         xmlrpc_DECREF(table);
+                         xmlrpc_env_clean(&env);
+                     }),
+              1'000U);
 }
 
 TEST(ServerMemory, IsGivenBackWithTheServer)
@@ -89,7 +64,7 @@ TEST(ServerMemory, DoesNotGrowWithStartsThatFail)
 {
     nelka::XmlrpcServer holder;
     holder.Start("", 0);
-    const unsigned short taken = ownListeningPort();
+    const unsigned short taken = support::ownListeningPort();
     nelka::XmlrpcServer server;
     EXPECT_LT(growth(200, [&] { server.Start("", taken); }), 2'000U);
     EXPECT_FALSE(server.listening());
