@@ -68,7 +68,7 @@ Value Calls::answer(const Published& published, const Arguments& arguments, std:
     if (behaviour.delay.count() > 0)
         rest(behaviour.delay);
     if (behaviour.fault)
-        throw *behaviour.fault;
+        throw Fault(*behaviour.fault);
     if (behaviour.reply) {
         outcome = "fixed reply";
         return another(behaviour.reply);
