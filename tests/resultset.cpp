@@ -11,8 +11,28 @@
 #include <utility>
 #include <vector>
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <xmlrpc-c/base.h>
+
+namespace {
+
+int readsUntilFailure = 0; // of an array's element; 0: none fails
+
+} // namespace
+
+// The library's reads end here, because the program's symbols come before those of xmlrpc-c.
+#pragma GCC visibility push(default)
+extern "C" void xmlrpc_array_read_item(xmlrpc_env* env, const xmlrpc_value* array, unsigned int index,
+                                       xmlrpc_value** element)
+{
+    if (readsUntilFailure > 0 && --readsUntilFailure == 0)
+        return xmlrpc_env_set_fault(env, XMLRPC_INTERNAL_ERROR, "unreadable");
+    static const auto real =
+        reinterpret_cast<decltype(&xmlrpc_array_read_item)>(dlsym(RTLD_NEXT, "xmlrpc_array_read_item"));
+    real(env, array, index, element);
+}
+#pragma GCC visibility pop
 
 namespace {
 
@@ -351,10 +371,26 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(ResultSetTest, LeavesAnEnvironmentThatHoldsAFaultAndItsOwnContentsAlone)
 {
     xmlrpc_env_set_fault(&environment.env, -77, "earlier");
-    fillColumn({text("new")});
-    EXPECT_EQ(fault(), -77);
-    EXPECT_STREQ(environment.env.fault_string, "earlier");
-    expectAsItWas();
+    for (const Value& table : {array({array({text("c")}), array({text("new")})}), text("no array")}) {
+        fill(table);
+        EXPECT_EQ(fault(), -77);
+        EXPECT_STREQ(environment.env.fault_string, "earlier");
+        expectAsItWas();
+    }
+}
+
+TEST_F(ResultSetTest, IsAsItWasWhenAnElementCannotBeRead)
+{
+    const Value table = array({array({text("c")}), array({text("new")})});
+    constexpr int elements = 4;
+    for (int element = 1; element <= elements; ++element) {
+        Environment another;
+        readsUntilFailure = element;
+        set.fill(another.env, table.get());
+        EXPECT_EQ(readsUntilFailure, 0);
+        EXPECT_EQ(another.env.fault_code, XMLRPC_INTERNAL_ERROR);
+        expectAsItWas();
+    }
 }
 
 } // namespace
