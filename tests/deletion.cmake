@@ -1,0 +1,1 @@
+nelka_test(deletion)
