@@ -263,7 +263,7 @@ std::filesystem::path Databases::file(const std::string& database) const
     const std::string_view allowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-";
     if (database.empty() || database.size() > 64 || database.find_first_not_of(allowed) != std::string::npos)
         throw Refusal(badArgument, "no name of a database: " + database);
-    const std::filesystem::path path = folder / (database + ".db");
+    std::filesystem::path path = folder / (database + ".db");
     if (!std::filesystem::is_regular_file(std::filesystem::symlink_status(path)))
         throw Refusal(notFound, "no database " + database);
     return path;

@@ -23,6 +23,7 @@ struct Scan {
     std::int64_t inicio = 0; ///< in milliseconds since 1970
 };
 
+// NOLINTNEXTLINE(bugprone-exception-escape): moving the JSON library's values throws nothing, whatever it asserts.
 struct Input {
     Json sintonia; ///< the parameters of the channel it is tuned to, or null
     Scan scan;     ///< the last one that was not cancelled
