@@ -155,7 +155,8 @@ xmlrpc_registry* xmlrpc_registry_new(xmlrpc_env* env)
     if (!abyss.registryFails)
         return next<xmlrpc_registry*(xmlrpc_env*)>("xmlrpc_registry_new")(env);
     xmlrpc_env_set_fault(env, -32, "no registry");
-    return nullptr;
+    static int freed;
+    return reinterpret_cast<xmlrpc_registry*>(&freed); // as xmlrpc-c does
 }
 
 void xmlrpc_registry_free(xmlrpc_registry* registry)

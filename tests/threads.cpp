@@ -213,6 +213,19 @@ TEST_F(Threads, ASignalBetweenCallsStaysInTheThreadThatTookIt)
     EXPECT_EQ(count(notice("SIGINT")), 1);
 }
 
+TEST_F(Threads, ASignalBetweenCallsIsNotPassedOnToTheCallingThreadThatLivesOn)
+{
+    slave.play({replyArray({xml::i4(0)})});
+    client.updateNTP(ampleTimeout);
+    ASSERT_EQ(client.getFault(), 0);
+    const pid_t taker = std::async(std::launch::async, [] {
+                            std::raise(SIGINT);
+                            return gettid();
+                        }).get();
+    EXPECT_EQ(threadsThatTook(), std::vector<pid_t>{taker});
+    EXPECT_EQ(count(notice("SIGINT")), 1);
+}
+
 TEST_F(Threads, ASignalAfterACallThatWasCutStaysInTheThreadThatTookIt)
 {
     slave.play({silence()});
