@@ -11,16 +11,15 @@
 #include "support/operations.h"
 #include "support/xmlrpcspy.h"
 
-#ifdef __SANITIZE_ADDRESS__
-#include <sanitizer/allocator_interface.h>
-#endif
-
 using namespace support;
 
-// The heap: its bytes where AddressSanitizer counts them, else its blocks.
-// ---------------------------------------------
+// The heap -------------------------------------------------------------------------------------------------------------
+//
+// Its bytes where a sanitizer counts them, else its blocks.
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef SANITIZED
+
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 
 namespace {
 
