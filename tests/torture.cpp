@@ -13,10 +13,12 @@
 #include <new>
 #include <streambuf>
 #include <string_view>
+#include <thread>
 
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -226,7 +228,21 @@ void accountForLostBlocks()
     }
 }
 
-/// Runs `torture` in a process of its own, again from the next allocation on when a dependency crashed at one.
+// A hang ends as a crash that has no place.
+int endOf(pid_t child)
+{
+    const Stopwatch watch;
+    int status = 0;
+    while (waitpid(child, &status, WNOHANG) == 0) {
+        if (watch.elapsed() > std::chrono::seconds(60))
+            kill(child, SIGKILL);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return status;
+}
+
+/// Runs a call's attempts in a process of their own, which begins again behind the allocation that crashed a
+/// dependency.
 class Torture : public ClientTest {
 protected:
     std::map<std::string, int> leftOut;
@@ -244,20 +260,12 @@ protected:
             if (child == 0) {
                 for (const int signal : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE})
                     std::signal(signal, crashed);
-                // A hang ends here, as a crash that has no place.
-                const pid_t watchdog = getpid();
-                if (fork() == 0) {
-                    sleep(60);
-                    kill(watchdog, SIGKILL);
-                    _exit(0);
-                }
-                setpgid(0, 0);
+                prctl(PR_SET_PDEATHSIG, SIGKILL);
                 body(first);
                 report->finished = true;
                 _exit(0);
             }
-            int status = 0;
-            waitpid(child, &status, 0);
+            const int status = endOf(child);
             if (!report->finished) {
                 const std::string place = report->crash;
                 EXPECT_FALSE(place.empty() || isOurs(place))
