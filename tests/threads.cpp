@@ -5,7 +5,9 @@
 #include <functional>
 #include <future>
 #include <set>
+#include <thread>
 
+#include <dlfcn.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -22,6 +24,23 @@ namespace {
 using Lines = std::vector<LogLine>;
 
 const auto tolerance = lateness();
+
+int naps;
+void (*duringNap)();
+
+} // namespace
+
+// The library's naps begin here, because the program's symbols come before those of the C library.
+extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* time, timespec* left)
+{
+    static const auto real = reinterpret_cast<decltype(&nanosleep)>(dlsym(RTLD_NEXT, "nanosleep"));
+    ++naps;
+    if (duringNap)
+        duringNap();
+    return real(time, left);
+}
+
+namespace {
 
 // The threads in which the handler ran, in order.
 std::array<std::atomic<pid_t>, 64> takers;
@@ -282,6 +301,60 @@ TEST_P(LateAlarm, OfAnEarlierCallNeverCutsTheNextOneBesideBusyThreads)
     }
     EXPECT_EQ(cut, 0) << "of " << tries;
     EXPECT_GT(alarms, tries / 20);
+}
+
+TEST_F(Threads, ACallAfterATimeoutWaitsForNoAlarm)
+{
+    slave.play({silence()});
+    client.updateNTP(20);
+    ASSERT_EQ(client.getFault(), -505);
+    slave.play({replyArray({xml::i4(0)})});
+    naps = 0;
+    client.updateNTP(ampleTimeout);
+    EXPECT_EQ(client.getFault(), 0);
+    EXPECT_EQ(naps, 0);
+}
+
+void await(const std::atomic<bool>& event)
+{
+    for (const Stopwatch watch; !event && watch.elapsed() < 10s;)
+        std::this_thread::yield();
+}
+
+TEST_F(Threads, ACallWaitsForTheAlarmThatAnotherThreadStillHandles)
+{
+    static std::atomic<bool> stalled, released, handled;
+    stalled = released = handled = false;
+    const HoldingBack held({SIGALRM, SIGINT});
+    slave.play({http("HTTP/1.1 500 Internal Server Error", "Content-Length: 0\r\n", ""), replyArray({xml::i4(0)})});
+    client.updateNTP(500);
+    ASSERT_EQ(client.getFault(), -504);
+    LogRecorder::duringLogCall = [] {
+        if (gettid() == getpid())
+            return;
+        stalled = true;
+        await(released);
+    };
+    std::thread taker([] {
+        sigset_t none;
+        sigemptyset(&none);
+        sigsuspend(&none);
+        handled = true;
+    });
+    await(stalled);
+
+    // It is let go on while the call waits for it, or else in the midst of the call.
+    duringNap = [] {
+        released = true;
+        await(handled);
+    };
+    spy.beforeCall = duringNap;
+    client.updateNTP(ampleTimeout);
+    duringNap = nullptr;
+    LogRecorder::duringLogCall = nullptr;
+    taker.join();
+    EXPECT_EQ(client.getFault(), 0);
+    EXPECT_EQ(count(notice("SIGALRM")), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Masks, LateAlarm, ::testing::Values(std::set<int>{}, std::set<int>{SIGALRM, SIGINT}));
