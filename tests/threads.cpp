@@ -25,7 +25,7 @@ using Lines = std::vector<LogLine>;
 
 const auto tolerance = lateness();
 
-int naps;
+std::atomic<int> naps;
 void (*duringNap)();
 
 } // namespace
@@ -301,6 +301,18 @@ TEST_P(LateAlarm, OfAnEarlierCallNeverCutsTheNextOneBesideBusyThreads)
     }
     EXPECT_EQ(cut, 0) << "of " << tries;
     EXPECT_GT(alarms, tries / 20);
+}
+
+TEST_F(Threads, TheFirstCallOfAProcessWaitsForNoAlarm)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process that has made no call
+    EXPECT_EXIT(
+        {
+            slave.play({replyArray({xml::i4(0)})});
+            client.updateNTP(ampleTimeout);
+            _exit(naps);
+        },
+        ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(Threads, ACallAfterATimeoutWaitsForNoAlarm)
