@@ -2,6 +2,7 @@
 #include <array>
 #include <locale>
 #include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -59,6 +60,18 @@ TEST_F(Lifecycle, ConstructionDoesNothingButKeepTheArguments)
     EXPECT_EQ(log.lines(), std::vector<LogLine>{});
     EXPECT_EQ(disposition(SIGINT).sa_handler, SIG_DFL);
     EXPECT_EQ(disposition(SIGALRM).sa_handler, SIG_DFL);
+}
+
+TEST_F(Lifecycle, ConstructionInitialisesTheEnvironment)
+{
+    std::optional<XmlrpcClient> fresh;
+    const auto construct = [&]() -> const xmlrpc_env& {
+        return fresh.emplace("127.0.0.1", slave.port(), "eth1", "app", "1.0").environment();
+    };
+    const xmlrpc_env& env = construct(); // to know where it will be
+    fresh.reset();
+    spy.failNext(SetupStep::environment, -77, "at construction", &env);
+    EXPECT_EQ(construct().fault_code, -77);
 }
 
 TEST_F(Lifecycle, AClientIsNotCopied)
