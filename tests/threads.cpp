@@ -333,6 +333,21 @@ void await(const std::atomic<bool>& event)
         std::this_thread::yield();
 }
 
+TEST_F(Threads, ACallAfterAnAlarmThatTheApplicationTookSucceedsAfterAHundredNaps)
+{
+    static std::atomic<bool> rung;
+    rung = false;
+    slave.play({http("HTTP/1.1 500 Internal Server Error", "Content-Length: 0\r\n", ""), replyArray({xml::i4(0)})});
+    client.updateNTP(500);
+    ASSERT_EQ(client.getFault(), -504);
+    std::signal(SIGALRM, [](int) { rung = true; });
+    await(rung);
+    naps = 0;
+    client.updateNTP(ampleTimeout);
+    EXPECT_EQ(client.getFault(), 0);
+    EXPECT_EQ(naps, 100);
+}
+
 TEST_F(Threads, ACallWaitsForTheAlarmThatAnotherThreadStillHandles)
 {
     static std::atomic<bool> stalled, released, handled;
