@@ -1,9 +1,9 @@
 #include "port.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <string>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -17,7 +17,7 @@ std::set<int> listeningPorts()
 {
     std::set<int> ports;
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        const int descriptor = std::atoi(entry.path().filename().c_str());
+        const int descriptor = std::stoi(entry.path().filename());
         int listening = 0;
         socklen_t size = sizeof listening;
         if (getsockopt(descriptor, SOL_SOCKET, SO_ACCEPTCONN, &listening, &size) != 0 || !listening)
