@@ -1,8 +1,16 @@
 if(NELKANET_TOOLS AND TARGET nelkactl)
   nelka_test(nelkactl SOURCES nelkactl.cpp nelkactl_commandline.cpp nelkactl_files.cpp nelkactl_scan.cpp)
   add_dependencies(test_nelkactl nelkactl)
+  # The tests start it from shells and scripts, which know nothing of emulators.
+  set(program $<TARGET_FILE:nelkactl>)
+  if(CMAKE_CROSSCOMPILING_EMULATOR)
+    list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+    set(program ${CMAKE_CURRENT_BINARY_DIR}/nelkactl)
+    file(GENERATE OUTPUT ${program} CONTENT "#!/bin/sh\nexec ${emulator} $<TARGET_FILE:nelkactl> \"$@\"\n"
+      FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+  endif()
   target_compile_definitions(test_nelkactl PRIVATE
-    NELKACTL="$<TARGET_FILE:nelkactl>"
+    NELKACTL="${program}"
     SCRIPT="${CMAKE_CURRENT_SOURCE_DIR}/nelkactl.py"
     SUPPRESSIONS="${CMAKE_CURRENT_SOURCE_DIR}/nelkactl.lsan"
     MAN_PAGE="${PROJECT_SOURCE_DIR}/docs/man/nelkactl.1"
