@@ -43,7 +43,8 @@ struct tcanal {
 ///
 /// **Outputs.** An output is written only once a reply has been decoded that far: after a time-out, an interruption
 /// or a transport fault every output holds what the caller put there. Where the slave reports an error status
-/// along with a payload, the payload is delivered all the same.
+/// along with a payload, the payload is delivered all the same. A byte block becomes empty where a reply of other
+/// than one element cannot be decoded.
 ///
 /// **Time-outs.** The last parameter of each remote operation is its time-out in milliseconds, cut to its low 16
 /// bits: 1 to 65535; 0 arms no timer and leaves the transport's own limit of 17 seconds. Name resolution and the
@@ -178,7 +179,7 @@ public:
     void statusInputScan(int entrada, int idScan, int& status, int timeout);
 
     /// The report of a scan; only a negative `status` is an error. Throws std::logic_error when the reply lacks the
-    /// text; `report` is then untouched, and the memory of that reply is not released.
+    /// text or is no array; `report` is then untouched, and the memory of that reply is not released.
     void getScanReport(int entrada, int idScan, std::string& report, int& status, int timeout);
 
     /// Stops the scan that runs on an input.
