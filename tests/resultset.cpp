@@ -18,6 +18,7 @@
 namespace {
 
 int readsUntilFailure = 0; // of an array's element; 0: none fails
+bool bytesAreReadable = true;
 
 } // namespace
 
@@ -31,6 +32,15 @@ extern "C" void xmlrpc_array_read_item(xmlrpc_env* env, const xmlrpc_value* arra
     static const auto real =
         reinterpret_cast<decltype(&xmlrpc_array_read_item)>(dlsym(RTLD_NEXT, "xmlrpc_array_read_item"));
     real(env, array, index, element);
+}
+
+extern "C" void xmlrpc_read_base64(xmlrpc_env* env, const xmlrpc_value* value, size_t* length,
+                                   const unsigned char** bytes)
+{
+    if (!bytesAreReadable)
+        return xmlrpc_env_set_fault(env, XMLRPC_INTERNAL_ERROR, "unreadable");
+    static const auto real = reinterpret_cast<decltype(&xmlrpc_read_base64)>(dlsym(RTLD_NEXT, "xmlrpc_read_base64"));
+    real(env, value, length, bytes);
 }
 #pragma GCC visibility pop
 
@@ -391,6 +401,15 @@ TEST_F(ResultSetTest, IsAsItWasWhenAnElementCannotBeRead)
         EXPECT_EQ(another.env.fault_code, XMLRPC_INTERNAL_ERROR);
         expectAsItWas();
     }
+}
+
+TEST_F(ResultSetTest, IsAsItWasWhenAByteStringCannotBeRead)
+{
+    bytesAreReadable = false;
+    fillColumn({bytes("new")});
+    bytesAreReadable = true;
+    EXPECT_EQ(fault(), XMLRPC_INTERNAL_ERROR);
+    expectAsItWas();
 }
 
 } // namespace
