@@ -188,13 +188,13 @@ TEST_F(SignalStorm, EndsEveryCallWithinItsDeadlineAndBreaksNone)
     long answered = 0;
     long cut = 0;
     std::chrono::microseconds worst{0};
-    while (total.elapsed() < length()) {
+    while (total.elapsed() < length() && !HasFailure()) {
         constexpr auto timeout = 50ms;
         const Stopwatch watch;
         client.updateNTP(timeout.count());
         worst = std::max(worst, watch.elapsed());
-        ASSERT_LT(watch.elapsed(), timeout + lateness());
-        ASSERT_TRUE(client.getFault() == 0 || client.getFault() == -505) << client.getFault();
+        EXPECT_LT(watch.elapsed(), timeout + lateness());
+        EXPECT_TRUE(client.getFault() == 0 || client.getFault() == -505) << client.getFault();
         ++(client.getFault() == 0 ? answered : cut);
     }
     kill(storm, SIGKILL);
