@@ -133,7 +133,7 @@ public:
         if (child == 0) {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
             std::mt19937 random = seeded();
-            std::uniform_int_distribution<long> delay(earliest.count(), latest.count());
+            std::uniform_int_distribution<long long> delay(earliest.count(), latest.count());
             for (;;) {
                 const int connection = accept(listener, nullptr, nullptr);
                 while (answer(connection, std::chrono::microseconds(delay(random)))) {
