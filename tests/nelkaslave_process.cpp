@@ -112,6 +112,13 @@ TEST(Nelkaslave, SaysWhyItCannotListen)
     EXPECT_EQ(second.err, "nelkaslave: cannot listen on port " + port + ": Address already in use\n");
 }
 
+TEST(Nelkaslave, NamesTheFileThatItCannotRead)
+{
+    const Finished finished = slaveWith({"--behave", "/usr"});
+    EXPECT_EQ(finished.status, 2);
+    EXPECT_EQ(finished.err, "nelkaslave: /usr: Is a directory\n");
+}
+
 TEST(Nelkaslave, WritesALineForEachCall)
 {
     SimulatedSlave slave;

@@ -86,7 +86,7 @@ std::string Files::read(const std::string& path) const
     const Found found = find(root, path);
     if (found.size > largestFile)
         throw Refusal(storageError, "too large to be sent: " + path);
-    return readAll(found.file);
+    return readAll(found.file, path);
 }
 
 void Files::remove(const std::string& path) const
@@ -94,7 +94,7 @@ void Files::remove(const std::string& path) const
     const Found found = find(root, path);
     if (unlinkat(found.folder.get(), found.name.c_str(), 0) != 0)
         failed(path);
-    syncFolder(found.folder);
+    syncFolder(found.folder, path);
 }
 
 std::string Tables::read(int first, int second) const

@@ -26,20 +26,20 @@ Descriptor openFile(const std::filesystem::path& path, int flags)
     return Descriptor(uninterrupted([&] { return open(path.c_str(), flags | O_CLOEXEC, 0644); }));
 }
 
-void writeAll(const Descriptor& file, std::string_view bytes)
+void writeAll(const Descriptor& file, const std::string& name, std::string_view bytes)
 {
     while (!bytes.empty()) {
         const ssize_t written = uninterrupted([&] { return write(file.get(), bytes.data(), bytes.size()); });
         if (written < 0)
-            failed("write");
+            failed(name);
         bytes.remove_prefix(static_cast<std::size_t>(written));
     }
 }
 
-void sync(const Descriptor& file)
+void sync(const Descriptor& file, const std::string& name)
 {
     if (uninterrupted([&] { return fsync(file.get()); }) != 0)
-        failed("fsync");
+        failed(name);
 }
 
 } // namespace
@@ -58,9 +58,9 @@ Descriptor& Descriptor::operator=(Descriptor&& other) noexcept
     return *this;
 }
 
-void failed(const std::string& what)
+void failed(const std::string& name)
 {
-    throw std::system_error(errno, std::generic_category(), what);
+    throw std::system_error(errno, std::generic_category(), name);
 }
 
 Descriptor openFolder(const std::filesystem::path& path)
@@ -71,14 +71,14 @@ Descriptor openFolder(const std::filesystem::path& path)
     return folder;
 }
 
-std::string readAll(const Descriptor& file)
+std::string readAll(const Descriptor& file, const std::string& name)
 {
     std::string contents;
     char part[65536];
     for (;;) {
         const ssize_t size = uninterrupted([&] { return read(file.get(), part, sizeof part); });
         if (size < 0)
-            failed("read");
+            failed(name);
         if (size == 0)
             return contents;
         contents.append(part, static_cast<std::size_t>(size));
@@ -92,7 +92,7 @@ std::optional<std::string> readFile(const std::filesystem::path& path)
         return std::nullopt;
     if (!file)
         failed(path.string());
-    return readAll(file);
+    return readAll(file, path);
 }
 
 void replaceFile(const std::filesystem::path& path, std::string_view bytes)
@@ -103,19 +103,19 @@ void replaceFile(const std::filesystem::path& path, std::string_view bytes)
     if (!file)
         failed(unfinished.string());
     try {
-        writeAll(file, bytes);
-        sync(file);
+        writeAll(file, unfinished, bytes);
+        sync(file, unfinished);
         std::filesystem::rename(unfinished, path);
     } catch (...) {
         unlink(unfinished.c_str()); // gives its room back to a full disk
         throw;
     }
-    syncFolder(openFolder(path.parent_path()));
+    syncFolder(openFolder(path.parent_path()), path.parent_path());
 }
 
-void syncFolder(const Descriptor& folder)
+void syncFolder(const Descriptor& folder, const std::string& name)
 {
-    sync(folder);
+    sync(folder, name);
 }
 
 } // namespace nelkaslave

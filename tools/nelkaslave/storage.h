@@ -23,13 +23,13 @@ private:
     int number;
 };
 
-/// Ends with the error that the last system call left.
-[[noreturn]] void failed(const std::string& what);
+/// Ends with the error that the last system call left, and the name of what it was about.
+[[noreturn]] void failed(const std::string& name);
 
 Descriptor openFolder(const std::filesystem::path& path);
 
-/// What an open file holds from here to its end.
-std::string readAll(const Descriptor& file);
+/// What an open file holds from here to its end. The name is for errors.
+std::string readAll(const Descriptor& file, const std::string& name);
 
 /// A file's contents; nothing if there is none of that name.
 std::optional<std::string> readFile(const std::filesystem::path& path);
@@ -37,7 +37,7 @@ std::optional<std::string> readFile(const std::filesystem::path& path);
 /// Puts a file in place of a former one in one step, and on the disk. The folder must be there.
 void replaceFile(const std::filesystem::path& path, std::string_view bytes);
 
-/// Puts what was done to a folder's entries on the disk.
-void syncFolder(const Descriptor& folder);
+/// Puts what was done to a folder's entries on the disk. The name is for errors.
+void syncFolder(const Descriptor& folder, const std::string& name);
 
 } // namespace nelkaslave
