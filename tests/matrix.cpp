@@ -169,6 +169,7 @@ struct Fault {
     /// Of Ending::reply: the replies to each operation, and how each travels.
     std::function<std::vector<Reply>(const Operation&)> replies = {};
     std::function<Step(const std::string& body)> wrap = ok;
+    bool dropsIdleConnection = false;
 };
 
 std::ostream& operator<<(std::ostream& out, const Fault& fault)
@@ -286,7 +287,10 @@ std::vector<Fault> faults()
     refused.target = Target::closedPort;
     Fault unroutable = expiry("UnroutableAddress", {});
     unroutable.target = Target::blackHole;
-    Fault closedWhileIdle = replying("ConnectionClosedWhileIdle", good);
+    Fault closedWhileIdle = replying("ConnectionClosedWhileIdle", [](const Operation& operation) {
+        return std::vector<Reply>(2, goodReply(operation));
+    });
+    closedWhileIdle.dropsIdleConnection = true;
 
     return {
         refused,
@@ -483,13 +487,19 @@ protected:
             EXPECT_TRUE(timerRuns());
             break;
         }
-        case Ending::reply:
-            for (const Reply& reply : fault.replies(operation)) {
-                if (fault.name == "ConnectionClosedWhileIdle")
-                    slave.dropConnections();
+        case Ending::reply: {
+            const std::size_t before = slave.connections();
+            const std::vector<Reply> replies = fault.replies(operation);
+            for (const Reply& reply : replies) {
                 expectReply(operation, target, reply);
+                if (fault.dropsIdleConnection)
+                    slave.dropConnections();
+            }
+            if (fault.dropsIdleConnection) {
+                EXPECT_EQ(slave.connections(), before + replies.size());
             }
             break;
+        }
         }
     }
 };
