@@ -297,6 +297,7 @@ TEST_F(AReadBlock, HasTheLow16BitsOfItsSize)
     for (const auto& [size, delivered] : deliveries)
         for (const auto read : {&AReadBlock::readTable, &AReadBlock::readSummary}) {
             const std::string content = bytes(size);
+            bloque = preset;
             (this->*read)({xml::i4(0), xml::base64(content)});
             expectSameBytes(bloque, content.substr(0, delivered));
             EXPECT_EQ(client.getFault(), 0);
