@@ -8,7 +8,7 @@ namespace {
 
 class TransportLimit : public ClientTest, public ::testing::WithParamInterface<int> {};
 
-TEST_P(TransportLimit, OfSeventeenSecondsEndsACallThatArmsNoAlarm)
+TEST_P(TransportLimit, OfAboutSeventeenSecondsEndsACallThatArmsNoAlarm)
 {
     slave.play({silence()});
     const Stopwatch watch;
@@ -22,7 +22,7 @@ TEST_P(TransportLimit, OfSeventeenSecondsEndsACallThatArmsNoAlarm)
 
 INSTANTIATE_TEST_SUITE_P(Timeouts, TransportLimit, ::testing::Values(0, 65536));
 
-TEST_F(TransportLimit, OfSeventeenSecondsComesBeforeALongerTimeout)
+TEST_F(TransportLimit, OfAboutSeventeenSecondsComesBeforeALongerTimeout)
 {
     slave.play({silence()});
     const Stopwatch watch;
