@@ -4,18 +4,18 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <thread>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "support/busythreads.h"
+#include "support/child.h"
 #include "support/fixture.h"
 #include "support/operations.h"
 #include "support/signals.h"
@@ -129,9 +129,7 @@ public:
             || getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size) != 0)
             throw std::runtime_error("no port");
         port = ntohs(address.sin_port);
-        child = fork();
-        if (child == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
+        child.emplace([&] {
             std::mt19937 random = seeded();
             std::uniform_int_distribution<long long> delay(earliest.count(), latest.count());
             for (;;) {
@@ -140,16 +138,9 @@ public:
                 }
                 close(connection);
             }
-        }
+        });
         close(listener);
     }
-    ~Responder()
-    {
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
-    }
-    Responder(const Responder&) = delete;
-    Responder& operator=(const Responder&) = delete;
 
     unsigned short port = 0;
 
@@ -171,7 +162,7 @@ private:
         return send(connection, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
     }
 
-    pid_t child;
+    std::optional<Child> child;
 };
 
 class RepliesAtTheDeadline : public ::testing::Test {

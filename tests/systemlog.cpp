@@ -1,23 +1,24 @@
 // With the C library's own syslog(): a log that stalls, and signals that storm while calls log.
+#include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <iostream>
 #include <random>
 #include <thread>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <nelkanet/xmlrpclient.h>
 
+#include "support/child.h"
 #include "support/scriptedslave.h"
 #include "support/signals.h"
 
@@ -159,20 +160,16 @@ protected:
     }
 
     // About a thousand a second, from another process.
-    static pid_t blow(pid_t target, std::chrono::seconds length)
+    static Child blow(pid_t target, std::chrono::seconds length)
     {
-        const pid_t child = fork();
-        if (child == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
+        return Child([=] {
             std::mt19937 random(1);
             const auto end = std::chrono::steady_clock::now() + length + 30s;
             while (std::chrono::steady_clock::now() < end) {
                 kill(target, random() % 2 ? SIGALRM : SIGINT);
                 std::this_thread::sleep_for(std::chrono::microseconds(800 + random() % 400));
             }
-            _exit(0);
-        }
-        return child;
+        });
     }
 };
 
@@ -183,7 +180,7 @@ TEST_F(SignalStorm, EndsEveryCallWithinItsDeadlineAndBreaksNone)
     std::future<void> reader = apart([&] { lines = log.drain(done); });
     slave.play({replyArray({xml::i4(0)})});
 
-    const pid_t storm = blow(getpid(), length());
+    Child storm = blow(getpid(), length());
     const Stopwatch total;
     long answered = 0;
     long cut = 0;
@@ -197,8 +194,7 @@ TEST_F(SignalStorm, EndsEveryCallWithinItsDeadlineAndBreaksNone)
         EXPECT_TRUE(client.getFault() == 0 || client.getFault() == -505) << client.getFault();
         ++(client.getFault() == 0 ? answered : cut);
     }
-    kill(storm, SIGKILL);
-    waitpid(storm, nullptr, 0);
+    storm.end(0s);
     client.set_timer(0);
     done = true;
     reader.get();

@@ -5,23 +5,22 @@
 // they do is named and counted, and left out.
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <iostream>
 #include <map>
 #include <memory>
 #include <new>
+#include <set>
 #include <streambuf>
 #include <string_view>
-#include <thread>
 
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
+#include "support/child.h"
 #include "support/fixture.h"
 #include "support/operations.h"
 #include "support/signals.h"
@@ -228,19 +227,6 @@ void accountForLostBlocks()
     }
 }
 
-// A hang ends as a crash that has no place.
-int endOf(pid_t child)
-{
-    const Stopwatch watch;
-    int status = 0;
-    while (waitpid(child, &status, WNOHANG) == 0) {
-        if (watch.elapsed() > std::chrono::seconds(60))
-            kill(child, SIGKILL);
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return status;
-}
-
 /// Runs a call's attempts in a process of their own, which begins again behind the allocation that crashed a
 /// dependency.
 class Torture : public ClientTest {
@@ -256,16 +242,14 @@ protected:
         report = new (shared) Report;
         long first = 1;
         while (!report->finished) {
-            const pid_t child = fork();
-            if (child == 0) {
+            Child child([&] {
                 for (const int signal : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE})
                     std::signal(signal, crashed);
-                prctl(PR_SET_PDEATHSIG, SIGKILL);
                 body(first);
                 report->finished = true;
-                _exit(0);
-            }
-            const int status = endOf(child);
+            });
+            // A hang ends as a crash that has no place.
+            const int status = child.end(std::chrono::seconds(60));
             if (!report->finished) {
                 const std::string place = report->crash;
                 EXPECT_FALSE(place.empty() || isOurs(place))
@@ -324,7 +308,7 @@ protected:
                 complain("kept the reply");
             if (replied && releases > 1)
                 complain("released the reply twice");
-            if (end == End::missingText && !operation.throwsWithoutText)
+            if (end == End::missingText && !operation.throwsWithoutText())
                 complain("raised");
             if (!failed && (end != End::returned || client.getFault() != 0))
                 complain("failed without a reason");

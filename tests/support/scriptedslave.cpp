@@ -1,6 +1,7 @@
 #include "scriptedslave.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -13,9 +14,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace support {
@@ -428,12 +427,7 @@ ScriptedSlave::ScriptedSlave(std::vector<Step> script, int receiveBuffer)
 
     int ends[2];
     checked(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), "socketpair");
-    const pid_t parent = getpid();
-    child = checked(fork(), "fork");
-    if (child == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (getppid() != parent)
-            _exit(0);
+    child.emplace([&] {
         for (const int signal : {SIGALRM, SIGTERM, SIGCHLD})
             std::signal(signal, SIG_DFL);
         std::signal(SIGINT, SIG_IGN); // a terminal's goes to the whole group
@@ -442,7 +436,7 @@ ScriptedSlave::ScriptedSlave(std::vector<Step> script, int receiveBuffer)
         sigprocmask(SIG_SETMASK, &none, nullptr);
         close(ends[0]);
         Server(listener, ends[1], std::move(script)).run();
-    }
+    });
     close(ends[1]);
     close(listener);
     control = ends[0];
@@ -451,9 +445,6 @@ ScriptedSlave::ScriptedSlave(std::vector<Step> script, int receiveBuffer)
 ScriptedSlave::~ScriptedSlave()
 {
     close(control);
-    kill(child, SIGKILL);
-    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
-    }
 }
 
 void ScriptedSlave::play(std::vector<Step> script)

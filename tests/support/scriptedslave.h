@@ -3,11 +3,11 @@
 
 #include <chrono>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include <sys/types.h>
-
+#include "child.h"
 #include "xml.h"
 
 namespace support {
@@ -86,7 +86,7 @@ public:
     void dropConnections();
 
 private:
-    pid_t child = -1;
+    std::optional<Child> child;
     int control = -1;
     unsigned short listeningPort = 0;
 };

@@ -1,0 +1,59 @@
+#include "child.h"
+
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+#include <thread>
+
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace support {
+
+namespace {
+
+// What `body` throws must not go on into the tests of the parent.
+[[noreturn]] void live(const std::function<void()>& body, pid_t parent) noexcept
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() == parent)
+        body();
+    _exit(0);
+}
+
+} // namespace
+
+Child::Child(const std::function<void()>& body)
+{
+    const pid_t parent = getpid();
+    child = fork();
+    if (child < 0)
+        throw std::system_error(errno, std::generic_category(), "fork");
+    if (child == 0)
+        live(body, parent);
+}
+
+Child::~Child()
+{
+    if (child < 0)
+        return;
+    kill(child, SIGKILL);
+    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+    }
+}
+
+int Child::end(std::chrono::seconds patience)
+{
+    const auto last = std::chrono::steady_clock::now() + patience;
+    int status = 0;
+    while (waitpid(child, &status, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > last)
+            kill(child, SIGKILL);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    child = -1;
+    return status;
+}
+
+} // namespace support
