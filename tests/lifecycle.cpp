@@ -4,11 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <type_traits>
 #include <vector>
-
-#include <cxxabi.h>
-#include <dlfcn.h>
 
 #include "support/fixture.h"
 #include "support/signals.h"
@@ -72,33 +68,6 @@ TEST_F(Lifecycle, ConstructionInitialisesTheEnvironment)
     fresh.reset();
     spy.failNext(SetupStep::environment, -77, "at construction", &env);
     EXPECT_EQ(construct().fault_code, -77);
-}
-
-TEST_F(Lifecycle, AClientIsNotCopied)
-{
-    EXPECT_FALSE(std::is_copy_constructible_v<XmlrpcClient>);
-    EXPECT_FALSE(std::is_copy_assignable_v<XmlrpcClient>);
-}
-
-// The name of the function in that slot of the object's table of virtual functions.
-std::string virtualFunction(const nelkadb::CDB& object, std::size_t slot)
-{
-    const void* const* table = *reinterpret_cast<const void* const* const*>(&object);
-    Dl_info info;
-    if (!dladdr(table[slot], &info) || !info.dli_sname)
-        return "unknown";
-    const std::unique_ptr<char, void (*)(void*)> name(abi::__cxa_demangle(info.dli_sname, nullptr, nullptr, nullptr),
-                                                      std::free);
-    return std::string(name.get()).substr(0, std::string(name.get()).find('('));
-}
-
-TEST_F(Lifecycle, TheVirtualFunctionsAreDestructorGetTableAndExecQueryInThisOrder)
-{
-    // A destructor fills two slots.
-    EXPECT_EQ(virtualFunction(client, 0), "nelka::XmlrpcClient::~XmlrpcClient");
-    EXPECT_EQ(virtualFunction(client, 1), "nelka::XmlrpcClient::~XmlrpcClient");
-    EXPECT_EQ(virtualFunction(client, 2), "nelka::XmlrpcClient::getTable");
-    EXPECT_EQ(virtualFunction(client, 3), "nelka::XmlrpcClient::execQuery");
 }
 
 // init() -----------------------------------------------------------------------------------------------------------
