@@ -62,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         operation.call(client, variables, 0);
     } catch (const std::logic_error&) {
         thrown = true;
-        if (!operation.throwsWithoutText)
+        if (!operation.throwsWithoutText())
             std::abort();
     }
     const xmlrpc_env& env = client.environment();

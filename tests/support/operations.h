@@ -45,7 +45,6 @@ struct Operation {
     std::string reply;                   ///< for any other
     std::size_t statusAt;                ///< the place of the status in `reply`
     StatusRule refusal;                  ///< the statuses that become the fault state
-    bool throwsWithoutText;              ///< std::logic_error when `reply` lacks a text
     Kept kept;                           ///< the replies that are lost
     std::vector<Output> outputs;         ///< in the order of the method's parameters
     std::string debugLine;               ///< of the sample arguments and the host 127.0.0.1; {timeout} is the time-out
@@ -64,6 +63,9 @@ struct Operation {
     std::string message(int timeout) const;
 
     bool refuses(int status) const;
+
+    /// With std::logic_error, when `reply` lacks a text.
+    bool throwsWithoutText() const { return reply.find('s') != std::string::npos; }
 
     /// The operation's outputs, as comparable texts.
     std::vector<std::string> read(const Variables& variables) const;
