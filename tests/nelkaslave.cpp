@@ -426,7 +426,7 @@ protected:
 TEST_F(SlaveThatScans, AdvancesToTheEndAndReports)
 {
     const fs::path shortScans = folder.path / "short";
-    fs::create_directory(shortScans);
+    makeState(shortScans);
     fileWith(shortScans / "state.json", R"({"duracion_scan_ms": 400, "entradas": [{}, {}]})");
     const SimulatedSlave quick({"--state", shortScans});
     nelka::XmlrpcClient master("127.0.0.1", quick.port(), "eth1", "test", "1.0");

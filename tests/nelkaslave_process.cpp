@@ -51,6 +51,14 @@ int changes(nelka::XmlrpcClient& client)
     return count;
 }
 
+// The environment that loads what nelkaslave_preload.cpp does into a slave.
+Words preloaded(Words environment)
+{
+    environment.push_back("LD_PRELOAD=" PRELOAD);
+    environment.push_back("ASAN_OPTIONS=verify_asan_link_order=0"); // a sanitizer wants to be loaded first, need not be
+    return environment;
+}
+
 // Options ------------------------------------------------------------------------------------------------------
 
 const auto byName = [](const auto& instance) { return std::string(instance.param.name); };
@@ -146,13 +154,16 @@ TEST(NelkaslaveState, GoesWithTheSlaveIfNoFolderIsNamed)
 
 TEST(NelkaslaveState, IsNoFolderThatHoldsSomethingElse)
 {
-    const TemporaryFolder folder;
-    fileWith(folder.path / "diario", "dear diary");
-    const Finished finished = slaveWith({"--state", folder.path});
-    EXPECT_EQ(finished.status, 1);
-    EXPECT_EQ(finished.lastWords(),
-              "nelkaslave: " + folder.path.string() + " holds something else than a slave's state");
-    EXPECT_TRUE(fs::exists(folder.path / "diario"));
+    for (const char* name : {"diario", "unfinished", "state.json"}) {
+        const TemporaryFolder folder;
+        fs::create_directory(folder.path / "files");
+        fileWith(folder.path / name, "{}");
+        const Finished finished = slaveWith({"--port", "0", "--state", folder.path});
+        EXPECT_EQ(finished.status, 1) << finished;
+        EXPECT_EQ(finished.lastWords(),
+                  "nelkaslave: " + folder.path.string() + " holds something else than a slave's state");
+        EXPECT_TRUE(fs::exists(folder.path / name));
+    }
 }
 
 TEST(NelkaslaveState, IsNotSharedByTwoSlaves)
@@ -167,6 +178,7 @@ TEST(NelkaslaveState, IsNotSharedByTwoSlaves)
 TEST(NelkaslaveState, ThatWasEditedBadlyIsRefusedWithThePlace)
 {
     const TemporaryFolder folder;
+    makeState(folder.path);
     fileWith(folder.path / "state.json", "{\n  \"soc\": ,\n}\n");
     const Finished finished = slaveWith({"--port", "0", "--state", folder.path});
     EXPECT_EQ(finished.status, 1);
@@ -176,12 +188,28 @@ TEST(NelkaslaveState, ThatWasEditedBadlyIsRefusedWithThePlace)
 TEST(NelkaslaveState, ThatWasNotFinishedIsMadeAnew)
 {
     const TemporaryFolder folder;
-    fileWith(folder.path / "unfinished", "");
+    const fs::path mark = fileWith(folder.path / ".nelkaslave-unfinished", "");
     fileWith(folder.path / "modulo.db", "half a database");
     SimulatedSlave slave({"--state", folder.path});
     EXPECT_EQ(changes(*clientOf(slave)), 0);
     EXPECT_EQ(slave.end(SIGTERM), 0);
-    EXPECT_FALSE(fs::exists(folder.path / "unfinished"));
+    EXPECT_FALSE(fs::exists(mark));
+}
+
+TEST(NelkaslaveState, IsMadeByTheNextSlaveAfterAKillInAnyStepOfItsMaking)
+{
+    bool finished = false;
+    for (int step = 1; step <= 100 && !finished; ++step) {
+        const TemporaryFolder folder;
+        Program killed(slaveCommand({"--port", "0", "--state", folder.path}),
+                       preloaded({"KILL_AT_SYNC=" + std::to_string(step)}));
+        finished = !killed.line().empty(); // it listens: there was no such step
+        killed.signal(SIGKILL);
+        killed.finish();
+        const SimulatedSlave next({"--state", folder.path});
+        EXPECT_EQ(changes(*clientOf(next)), 0) << step;
+    }
+    EXPECT_TRUE(finished);
 }
 
 TEST(NelkaslaveState, SurvivesAKillRightAfterTheReply)
@@ -281,9 +309,7 @@ TEST_P(NelkaslaveEnd, IsCleanAtMomentsBetweenCalls)
 
 TEST_P(NelkaslaveEnd, IsCleanIfTheSignalComesAfterTheLastLookForIt)
 {
-    // A sanitizer wants to be loaded first, and need not be.
-    SimulatedSlave slave(
-        {}, {"LD_PRELOAD=" PRELOAD, "RAISE=" + std::to_string(GetParam()), "ASAN_OPTIONS=verify_asan_link_order=0"});
+    SimulatedSlave slave({}, preloaded({"RAISE=" + std::to_string(GetParam())}));
     EXPECT_EQ(slave.finish().status, 0);
 }
 

@@ -96,4 +96,10 @@ private:
     unsigned short listeningPort = 0;
 };
 
+/// Makes the sample state in a folder that is absent or empty.
+inline void makeState(const std::filesystem::path& folder)
+{
+    SimulatedSlave({"--state", folder}).end(SIGTERM);
+}
+
 } // namespace support

@@ -17,7 +17,11 @@ namespace nelkaslave {
 namespace {
 
 // There while the sample is being made: a slave that was ended in between begins anew.
-const char* const unfinished = "unfinished";
+const char* const unfinished = ".nelkaslave-unfinished";
+
+// What every state folder has.
+const char* const files = "files";
+const char* const tables = "tables";
 const char* const stateFile = "state.json";
 
 const char* const modulo = R"(
@@ -144,20 +148,20 @@ bool needsSample(const fs::path& folder)
 {
     if (fs::is_empty(folder) || fs::exists(folder / unfinished))
         return true;
-    // A reset deletes.
-    if (!fs::exists(folder / stateFile))
+    // A reset deletes whatever the folder holds.
+    if (!fs::is_directory(folder / files) || !fs::is_directory(folder / tables) || !fs::exists(folder / stateFile))
         throw std::runtime_error(folder.string() + " holds something else than a slave's state");
     return false;
 }
 
 void makeSample(const fs::path& folder)
 {
-    replaceFile(folder / unfinished, "");
+    makeEmptyFile(folder / unfinished);
     for (const auto& entry : fs::directory_iterator(folder))
         if (entry.path().filename() != unfinished)
             fs::remove_all(entry.path());
-    makeFiles(folder / "files");
-    makeTables(folder / "tables");
+    makeFiles(folder / files);
+    makeTables(folder / tables);
     makeDatabase(folder / "modulo.db", modulo);
     makeStateFile(folder / stateFile, state());
     fs::remove(folder / unfinished);

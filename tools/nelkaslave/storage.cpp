@@ -113,6 +113,13 @@ void replaceFile(const std::filesystem::path& path, std::string_view bytes)
     syncFolder(openFolder(path.parent_path()), path.parent_path());
 }
 
+void makeEmptyFile(const std::filesystem::path& path)
+{
+    if (!openFile(path, O_WRONLY | O_CREAT))
+        failed(path);
+    syncFolder(openFolder(path.parent_path()), path.parent_path());
+}
+
 void syncFolder(const Descriptor& folder, const std::string& name)
 {
     sync(folder, name);

@@ -37,6 +37,9 @@ std::optional<std::string> readFile(const std::filesystem::path& path);
 /// Puts a file in place of a former one in one step, and on the disk. The folder must be there.
 void replaceFile(const std::filesystem::path& path, std::string_view bytes);
 
+/// Makes a file, unless it is there, in one step, and puts it on the disk.
+void makeEmptyFile(const std::filesystem::path& path);
+
 /// Puts what was done to a folder's entries on the disk. The name is for errors.
 void syncFolder(const Descriptor& folder, const std::string& name);
 
