@@ -49,23 +49,23 @@ TEST_F(ADeletedFile, LeavesTheStatusAlone)
 TEST_F(ADeletedFile, LeavesTheTimerArmed)
 {
     remove("/tmp/a");
-    EXPECT_GT(timeLeft(), 0);
-    EXPECT_LE(timeLeft(), ampleTimeout);
+    EXPECT_GT(timerLeft(), std::chrono::seconds(0));
+    EXPECT_LE(timerLeft(), std::chrono::milliseconds(ampleTimeout));
 }
 
 TEST_F(ADeletedFile, ArmsNoTimerForATimeoutOf65536)
 {
     remove("/tmp/a", 65'536);
     EXPECT_EQ(log.linesWithoutNumbers(), failure("DlFicheroEsclavo : ruta_archivo : /tmp/a", 0));
-    EXPECT_EQ(timeLeft(), 0);
+    EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
 }
 
 TEST_F(ADeletedFile, ArmsTheTimerWithTheLow16BitsOfItsTimeout)
 {
     remove("/tmp/a", 70'000);
     EXPECT_EQ(log.lines().at(1), armed(4464));
-    EXPECT_GT(timeLeft(), 0);
-    EXPECT_LE(timeLeft(), 4464);
+    EXPECT_GT(timerLeft(), std::chrono::seconds(0));
+    EXPECT_LE(timerLeft(), std::chrono::milliseconds(4464));
 }
 
 TEST_F(ADeletedFile, OfAnyPathEndsTheSame)
@@ -107,7 +107,7 @@ TEST_F(ADeletedFile, OfAClientThatIsNotReadyTouchesNoTimer)
                                                                error("ERROR en XML-RPC: mensaje : " + message
                                                                      + ", error : client not ready (0xfffffe0c)\n"),
                                                                place()}));
-    EXPECT_EQ(timeLeft(), 0);
+    EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
 }
 
 TEST_F(ADeletedFile, LeavesTheClientWorking)

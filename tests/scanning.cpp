@@ -150,7 +150,7 @@ TEST_F(AScan, WithoutAReportRaisesWithItsTimerStoppedAndNoErrorLine)
     EXPECT_EQ(report, "preset");
     EXPECT_EQ(client.getFault(), 0);
     EXPECT_EQ(log.lines(), replied("getScanReport : Entrada: 1 idScan: 4\n"));
-    EXPECT_EQ(timeLeft(), 0);
+    EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
 }
 
 TEST_F(AScan, WhoseReportIsNoTextHasItsStatusWrittenBeforeItRaises)

@@ -248,7 +248,7 @@ TEST_P(AWrittenBlock, ThatCannotBeCopiedTouchesNeitherTheFaultStateNorTheTimer)
     Course::end();
     EXPECT_EQ(client.getFault(), 5);
     EXPECT_EQ(log.lines(), (std::vector<LogLine>{debug(message(1, content.size()))}));
-    EXPECT_EQ(timeLeft(), 0);
+    EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
     EXPECT_TRUE(slave.requests().empty());
 }
 

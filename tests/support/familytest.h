@@ -15,10 +15,9 @@
 #include <utility>
 #include <vector>
 
-#include <sys/time.h>
-
 #include "fixture.h"
 #include "operations.h"
+#include "signals.h"
 #include "xmlrpcspy.h"
 
 namespace support {
@@ -37,14 +36,6 @@ inline std::string requestBody(const std::string& method, const std::vector<std:
     return body
            + "</params>\r\n"
              "</methodCall>\r\n";
-}
-
-/// Milliseconds left on the process's timer, rounded up; 0 when it is not armed.
-inline long timeLeft()
-{
-    itimerval timer = {};
-    getitimer(ITIMER_REAL, &timer);
-    return timer.it_value.tv_sec * 1000 + (timer.it_value.tv_usec + 999) / 1000;
 }
 
 /// A client whose database is named.
@@ -176,7 +167,7 @@ protected:
         EXPECT_EQ(callWith(replyArray(values)), outputsAfter(answer));
         EXPECT_EQ(client.getFault(), refused ? status : 0);
         EXPECT_EQ(log.linesWithoutNumbers(), replied(message, rest));
-        EXPECT_EQ(timeLeft(), 0);
+        EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
         EXPECT_EQ(released, refused && operation.kept == Kept::whenRefused ? 0 : 1);
     }
 
@@ -282,7 +273,7 @@ TEST_P(RemoteOperation, ReportsAWrongReplyOrRaisesForWantOfAText)
         if (!wrong.raises)
             rest.insert(rest.end(), {faultLine(message), place()});
         expectFailure(wrong.raises ? 0 : wrong.code, replied(message, rest));
-        EXPECT_EQ(timeLeft(), 0);
+        EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
         EXPECT_EQ(released, wrong.raises && operation.kept == Kept::whenThrowing ? 0 : 1);
     }
 }
@@ -328,7 +319,8 @@ TEST_P(RemoteOperation, WritesItsNumbersWithoutTheGroupingOfTheGlobalLocale)
 
 TEST_P(RemoteOperation, FailsAtAClosedPort)
 {
-    nelka::XmlrpcClient stranger("127.0.0.1", closedPort(), "eth1", "app", "1.0");
+    const ClosedPort closed;
+    nelka::XmlrpcClient stranger("127.0.0.1", closed.port(), "eth1", "app", "1.0");
     ASSERT_EQ(stranger.init(), 0);
     log.clear();
     Variables variables;
@@ -344,7 +336,7 @@ TEST_P(RemoteOperation, LeavesTheTimerArmedAfterATransportFault)
     for (const auto& [step, code] : transportFaults()) {
         SCOPED_TRACE(step.bytes);
         callWith(step);
-        EXPECT_GT(timeLeft(), 0);
+        EXPECT_GT(timerLeft(), std::chrono::seconds(0));
         client.set_timer(0);
     }
 }
@@ -379,10 +371,10 @@ TEST_P(RemoteOperation, ArmsTheTimerWithTheLow16BitsOfItsTimeout)
     for (const auto& [timeout, milliseconds] : cases) {
         SCOPED_TRACE(timeout);
         callWith(replyFault(42, "agotado"), timeout);
-        const long left = timeLeft();
+        const std::chrono::microseconds left = timerLeft();
         EXPECT_EQ(log.lines().at(1), armed(milliseconds));
-        EXPECT_LE(left, milliseconds);
-        EXPECT_EQ(left > 0, milliseconds > 0);
+        EXPECT_LE(left, std::chrono::milliseconds(milliseconds));
+        EXPECT_EQ(left > left.zero(), milliseconds > 0);
     }
 }
 
@@ -393,7 +385,7 @@ TEST_P(RemoteOperation, OfAClientThatIsNotReadyFailsAndSendsNothing)
     expectFailure(-500, {debug(message),
                          error("ERROR en XML-RPC: mensaje : " + message + ", error : client not ready (0xfffffe0c)\n"),
                          place()});
-    EXPECT_EQ(timeLeft(), 0);
+    EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
     EXPECT_TRUE(slave.requests().empty());
 }
 
