@@ -2,12 +2,10 @@
 
 #include <cstdint>
 #include <limits>
-#include <system_error>
 
 #include "base64.h"
 #include "json.h"
 #include "procedures.h"
-#include "storage.h"
 
 namespace nelkaslave {
 
@@ -157,15 +155,7 @@ Behaviour toBehaviour(const Procedure& procedure, const Place& place)
 
 Behaviours readBehaviours(const std::string& file)
 {
-    std::optional<std::string> contents;
-    try {
-        contents = readFile(file);
-    } catch (const std::system_error& error) {
-        throw MalformedFile(error.what());
-    }
-    if (!contents)
-        throw MalformedFile(file + ": no such file");
-    const Json document = parseJson(file, *contents);
+    const Json document = readJson(file);
     const Place root(file, document);
     root.require(document.is_object(), "must be an object of procedures");
     Behaviours behaviours;

@@ -20,7 +20,7 @@ struct Behaviour {
 
 using Behaviours = std::map<std::string, Behaviour>;
 
-/// Reads them from a file of JSON. Throws MalformedFile, also for a procedure that there is not.
+/// Reads them from a file of JSON. Throws as readJson() does, and MalformedFile for a procedure that there is not.
 Behaviours readBehaviours(const std::string& file);
 
 } // namespace nelkaslave

@@ -1,10 +1,15 @@
 #include "json.h"
 
 #include <algorithm>
+#include <optional>
+
+#include "storage.h"
 
 namespace nelkaslave {
 
-Json parseJson(const std::string& name, const std::string& text)
+namespace {
+
+Json parse(const std::string& name, const std::string& text)
 {
     try {
         return Json::parse(text);
@@ -18,6 +23,16 @@ Json parseJson(const std::string& name, const std::string& text)
             what.erase(0, start + 2);
         throw MalformedFile(name + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + what);
     }
+}
+
+} // namespace
+
+Json readJson(const std::string& file)
+{
+    const std::optional<std::string> text = readFile(file);
+    if (!text)
+        throw MalformedFile(file + ": no such file");
+    return parse(file, *text);
 }
 
 } // namespace nelkaslave

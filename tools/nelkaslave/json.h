@@ -16,7 +16,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// `text` is what the file `name` holds. Throws MalformedFile with line and column.
-Json parseJson(const std::string& name, const std::string& text);
+/// What a file holds. Throws MalformedFile, with line and column or because there is no such file, and
+/// std::system_error for one that cannot be read.
+Json readJson(const std::string& file);
 
 } // namespace nelkaslave

@@ -14,7 +14,6 @@
 #include "behave.h"
 #include "calls.h"
 #include "ending.h"
-#include "json.h"
 #include "options.h"
 #include "port.h"
 #include "procedures.h"
@@ -109,8 +108,8 @@ int run(const Options& options)
         if (options.behave)
             try {
                 behaviours = readBehaviours(*options.behave);
-            } catch (const MalformedFile& malformed) {
-                return fail(2, malformed.what());
+            } catch (const std::exception& error) {
+                return fail(2, error.what());
             }
         const StateFolder folder(options.state);
         const Descriptor lock = lockFolder(folder.path);

@@ -23,9 +23,8 @@ StateFile::StateFile(std::filesystem::path file) : path(std::move(file))
 
 void StateFile::reload()
 {
-    const std::string text = readFile(path).value_or("{}");
     try {
-        state = parseJson(path.string(), text).get<State>();
+        state = readJson(path).get<State>();
     } catch (const Json::exception& error) {
         throw MalformedFile(path.string() + ": " + error.what());
     }

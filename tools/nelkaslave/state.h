@@ -54,7 +54,7 @@ Json toJson(const State& state);
 /// Keeps the state in a file of JSON.
 class StateFile {
 public:
-    /// Throws MalformedFile.
+    /// Throws as readJson() does.
     explicit StateFile(std::filesystem::path file);
 
     const State& get() const { return state; }
