@@ -16,6 +16,7 @@
 #include <nelkanet/version.h>
 #include <nelkanet/xmlrpclient.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -27,6 +28,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int ampleTimeout = 10000;
+constexpr int storageError = 4;
 
 using Words = std::vector<std::string>;
 
@@ -210,6 +212,38 @@ TEST(NelkaslaveState, IsMadeByTheNextSlaveAfterAKillInAnyStepOfItsMaking)
         EXPECT_EQ(changes(*clientOf(next)), 0) << step;
     }
     EXPECT_TRUE(finished);
+}
+
+TEST(NelkaslaveState, TakesNoWriteAfterAResetThatFailedUntilOneSucceeds)
+{
+    std::signal(SIGXFSZ, SIG_IGN); // handed down: beyond the limit a slave can write nothing, and lives
+    const TemporaryFolder folder;
+    SimulatedSlave slave({"--state", folder.path});
+    const auto client = clientOf(slave);
+    rlimit unlimited;
+    ASSERT_EQ(prlimit(slave.pid(), RLIMIT_FSIZE, nullptr, &unlimited), 0);
+    const rlimit nothing = {0, unlimited.rlim_max};
+
+    ASSERT_EQ(prlimit(slave.pid(), RLIMIT_FSIZE, &nothing, nullptr), 0);
+    client->resetModuleToFactorySettings(ampleTimeout);
+    ASSERT_EQ(prlimit(slave.pid(), RLIMIT_FSIZE, &unlimited, nullptr), 0);
+    int answer = -1;
+    client->changeFPGASOC(7, answer, ampleTimeout);
+    EXPECT_EQ(answer, storageError);
+    client->wrFicheroTablasSI(1, 1, {'x'}, ampleTimeout);
+    EXPECT_EQ(client->getFault(), storageError);
+    client->execQuery("DELETE FROM canales", answer, "canales", ampleTimeout);
+    EXPECT_EQ(client->getFault(), storageError);
+
+    client->resetModuleToFactorySettings(ampleTimeout);
+    client->changeFPGASOC(7, answer, ampleTimeout);
+    EXPECT_EQ(client->getFault(), 0);
+    slave.signal(SIGKILL);
+    slave.finish();
+    const SimulatedSlave next({"--state", folder.path});
+    unsigned long soc = 0;
+    clientOf(next)->getFPGASOC(soc, answer, ampleTimeout);
+    EXPECT_EQ(soc, 7U);
 }
 
 TEST(NelkaslaveState, SurvivesAKillRightAfterTheReply)

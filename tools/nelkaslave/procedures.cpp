@@ -13,9 +13,23 @@
 
 namespace nelkaslave {
 
-Slave::Slave(const std::filesystem::path& where)
-    : folder(where), databases(where), files(where / "files"), tables(where / "tables"), state(where / "state.json")
+Content::Content(const std::filesystem::path& folder)
+    : databases(folder), files(folder / "files"), tables(folder / "tables"), state(folder / "state.json")
 {
+}
+
+Content* Slave::operator->()
+{
+    if (!content)
+        throw Refusal(storageError, "the last reset failed");
+    return &*content;
+}
+
+void Slave::reset()
+{
+    content.reset();
+    makeSample(folder);
+    content.emplace(folder);
 }
 
 namespace {
@@ -60,13 +74,13 @@ Value sampleAdd(Slave&, const Arguments& arguments)
 Value getTable(Slave& slave, const Arguments& arguments)
 {
     const auto [database, query] = arguments.as<std::string, std::string>();
-    return done(slave.databases.table(database, query));
+    return done(slave->databases.table(database, query));
 }
 
 Value execQuery(Slave& slave, const Arguments& arguments)
 {
     const auto [database, table, query] = arguments.as<std::string, std::string, std::string>();
-    return done(integer(slave.databases.execute(database, table, query)));
+    return done(integer(slave->databases.execute(database, table, query)));
 }
 
 // Identity -----------------------------------------------------------------------------------------------------
@@ -74,7 +88,7 @@ Value execQuery(Slave& slave, const Arguments& arguments)
 Value actualizaIdentificacion(Slave& slave, const Arguments& arguments)
 {
     arguments.as<int>();
-    const Identification& fields = slave.state.get().identificacion;
+    const Identification& fields = slave->state.get().identificacion;
     return done(text(fields.campo1), text(fields.campo2), text(fields.campo3), integer(fields.campo4),
                 text(fields.campo5), text(fields.campo6), text(fields.campo7));
 }
@@ -83,7 +97,7 @@ Value getAlarmasEstadoControlador(Slave& slave, const Arguments& arguments)
 {
     arguments.as<int>();
     std::string lines;
-    for (const std::string& alarm : slave.state.get().alarmas)
+    for (const std::string& alarm : slave->state.get().alarmas)
         lines += alarm + "\n";
     return done(text(lines));
 }
@@ -91,7 +105,7 @@ Value getAlarmasEstadoControlador(Slave& slave, const Arguments& arguments)
 Value checkSincronizado(Slave& slave, const Arguments& arguments)
 {
     const auto [entrada] = arguments.as<int>();
-    const State& state = slave.state.get();
+    const State& state = slave->state.get();
     if (state.entradas[input(state, entrada)].sintonia.is_null())
         throw Refusal(notFound, "input " + std::to_string(entrada) + " is tuned to no channel");
     return done();
@@ -100,7 +114,7 @@ Value checkSincronizado(Slave& slave, const Arguments& arguments)
 Value changes(Slave& slave, const Arguments& arguments)
 {
     const auto [database] = arguments.as<std::string>();
-    return done(integer(slave.databases.changes(database)));
+    return done(integer(slave->databases.changes(database)));
 }
 
 // Administration -----------------------------------------------------------------------------------------------
@@ -108,8 +122,7 @@ Value changes(Slave& slave, const Arguments& arguments)
 Value resetFactoryEsclavo(Slave& slave, const Arguments& arguments)
 {
     arguments.as<>();
-    makeSample(slave.folder);
-    slave.state.reload();
+    slave.reset();
     return done();
 }
 
@@ -123,14 +136,14 @@ Value actualizaRefrescoWeb(Slave& slave, const Arguments& arguments)
 {
     const auto [valor] = arguments.as<int>();
     require(valor >= 0 && valor <= 65535, "a refresh is 0 to 65535");
-    slave.state.change([valor = valor](State& state) { state.refresco_web = valor; });
+    slave->state.change([valor = valor](State& state) { state.refresco_web = valor; });
     return done();
 }
 
 Value updateNTP(Slave& slave, const Arguments& arguments)
 {
     arguments.as<>();
-    slave.state.change([](State& state) { state.ultimo_ntp = now<std::chrono::seconds>(); });
+    slave->state.change([](State& state) { state.ultimo_ntp = now<std::chrono::seconds>(); });
     return done();
 }
 
@@ -138,10 +151,10 @@ Value ejecutarScript(Slave& slave, const Arguments& arguments)
 {
     const auto [nombre] = arguments.as<std::string>();
     require(!nombre.empty() && nombre.find('/') == std::string::npos, "no name of a script: " + nombre);
-    const auto& scripts = slave.state.get().scripts;
+    const auto& scripts = slave->state.get().scripts;
     if (std::find(scripts.begin(), scripts.end(), nombre) == scripts.end())
         throw Refusal(notFound, "no script " + nombre);
-    slave.state.change([&nombre = nombre](State& state) { state.ultimo_script = nombre; });
+    slave->state.change([&nombre = nombre](State& state) { state.ultimo_script = nombre; });
     return done();
 }
 
@@ -150,7 +163,7 @@ Value ejecutarScript(Slave& slave, const Arguments& arguments)
 void tune(Slave& slave, int entrada, int frecuencia, const Json& sintonia)
 {
     require(frecuencia != 0, "no channel has frequency 0");
-    slave.state.change([&](State& state) { state.entradas[input(state, entrada)].sintonia = sintonia; });
+    slave->state.change([&](State& state) { state.entradas[input(state, entrada)].sintonia = sintonia; });
 }
 
 // Frequencies are unsigned; the wire has signed integers of the same bits.
@@ -208,24 +221,24 @@ Value initInputScan(Slave& slave, const Arguments& arguments)
 {
     const auto [entrada, tipo, banda] = arguments.as<int, int, int>();
     require(banda >= 0 && banda <= 255, "a band is 0 to 255");
-    slave.state.change([entrada = entrada, tipo = tipo, banda = banda](State& state) {
+    slave->state.change([entrada = entrada, tipo = tipo, banda = banda](State& state) {
         Input& scanned = state.entradas[input(state, entrada)];
         scanned.scan = {++state.ultimo_scan, tipo, banda, now<std::chrono::milliseconds>()};
     });
-    return array(integer(slave.state.get().ultimo_scan));
+    return array(integer(slave->state.get().ultimo_scan));
 }
 
 Value statusInputScan(Slave& slave, const Arguments& arguments)
 {
     const auto [entrada, id] = arguments.as<int, int>();
-    const State& state = slave.state.get();
+    const State& state = slave->state.get();
     return array(integer(progressNow(state, scanOf(state, entrada, id))));
 }
 
 Value scanReport(Slave& slave, const Arguments& arguments)
 {
     const auto [entrada, id] = arguments.as<int, int>();
-    const State& state = slave.state.get();
+    const State& state = slave->state.get();
     const Scan& scan = scanOf(state, entrada, id);
     return done(text(report(entrada, scan, progressNow(state, scan))));
 }
@@ -233,11 +246,11 @@ Value scanReport(Slave& slave, const Arguments& arguments)
 Value cancelInputScan(Slave& slave, const Arguments& arguments)
 {
     const auto [entrada] = arguments.as<int>();
-    const State& state = slave.state.get();
+    const State& state = slave->state.get();
     const Scan& scan = state.entradas[input(state, entrada)].scan;
     if (scan.id == 0 || progressNow(state, scan) == 100)
         throw Refusal(notFound, "no scan runs on input " + std::to_string(entrada));
-    slave.state.change([entrada = entrada](State& next) { next.entradas[input(next, entrada)].scan = {}; });
+    slave->state.change([entrada = entrada](State& next) { next.entradas[input(next, entrada)].scan = {}; });
     return done();
 }
 
@@ -246,20 +259,20 @@ Value cancelInputScan(Slave& slave, const Arguments& arguments)
 Value getFpgaSoc(Slave& slave, const Arguments& arguments)
 {
     arguments.as<>();
-    return array(integer(slave.state.get().soc), integer(ok));
+    return array(integer(slave->state.get().soc), integer(ok));
 }
 
 Value changeFpgaSoc(Slave& slave, const Arguments& arguments)
 {
     const auto [soc] = arguments.as<int>();
-    slave.state.change([soc = soc](State& state) { state.soc = soc; });
+    slave->state.change([soc = soc](State& state) { state.soc = soc; });
     return done();
 }
 
 Value generateJsonWeb(Slave& slave, const Arguments& arguments)
 {
     arguments.as<int>();
-    const State& state = slave.state.get();
+    const State& state = slave->state.get();
     Json document = toJson(state);
     document["hora"] = now<std::chrono::seconds>();
     document["sap"]["bloque"] = fromBase64(state.sap.bloque).size(); // the block itself may not fit into a reply
@@ -274,16 +287,16 @@ Value generateJsonWeb(Slave& slave, const Arguments& arguments)
 Value recibirArchivo(Slave& slave, const Arguments& arguments)
 {
     const auto [path, remove] = arguments.as<std::string, int>();
-    const std::string contents = slave.files.read(path);
+    const std::string contents = slave->files.read(path);
     if (remove)
-        slave.files.remove(path);
+        slave->files.remove(path);
     return done(block(contents));
 }
 
 Value borrarArchivo(Slave& slave, const Arguments& arguments)
 {
     const auto [path] = arguments.as<std::string>();
-    slave.files.remove(path);
+    slave->files.remove(path);
     return done();
 }
 
@@ -292,7 +305,7 @@ Value borrarArchivo(Slave& slave, const Arguments& arguments)
 Value writeTable(Slave& slave, const Arguments& arguments)
 {
     const auto [tipo, numero, contents] = arguments.as<int, int, Block>();
-    slave.tables.write(tipo, numero, contents.bytes);
+    slave->tables.write(tipo, numero, contents.bytes);
     return done();
 }
 
@@ -300,7 +313,7 @@ Value configureSap(Slave& slave, const Arguments& arguments)
 {
     const auto [modo, parametro, contents] = arguments.as<int, int, Block>();
     const Sap sap = {modo, parametro, toBase64(contents.bytes)};
-    slave.state.change([&](State& state) { state.sap = sap; });
+    slave->state.change([&](State& state) { state.sap = sap; });
     return done();
 }
 
@@ -309,13 +322,13 @@ Value readTable(Slave& slave, const Arguments& arguments)
     const auto [source, id, ext1, ext2, ext3] = arguments.as<int, int, int, int, int>();
     if (ext1 != 0 || ext2 != 0 || ext3 != 0)
         throw Refusal(notFound, "tables have no extensions but 0, 0, 0");
-    return done(block(slave.tables.read(source, id)));
+    return done(block(slave->tables.read(source, id)));
 }
 
 Value readSummary(Slave& slave, const Arguments& arguments)
 {
     const auto [source, id] = arguments.as<int, int>();
-    return done(block(slave.tables.read(source, id)));
+    return done(block(slave->tables.read(source, id)));
 }
 
 // Only a negative status is an error where others are results.

@@ -13,15 +13,31 @@
 
 namespace nelkaslave {
 
-/// A module: its state in one folder. Throws MalformedFile for a state that is none.
-struct Slave {
-    explicit Slave(const std::filesystem::path& where);
+/// What a module holds, in one folder. Throws MalformedFile for a state that is none.
+struct Content {
+    explicit Content(const std::filesystem::path& folder);
 
-    std::filesystem::path folder;
     Databases databases;
     Files files;
     Tables tables;
     StateFile state;
+};
+
+/// A module.
+class Slave {
+public:
+    explicit Slave(std::filesystem::path where) : folder(std::move(where)), content(folder) {}
+
+    /// Its content. There is none after a reset that failed, until one succeeds: the next start would wipe what is
+    /// written in between. Refuses with `storageError` then.
+    Content* operator->();
+
+    /// Replaces the content by the sample.
+    void reset();
+
+private:
+    std::filesystem::path folder;
+    std::optional<Content> content;
 };
 
 /// The reply of a call; throws Refusal or Fault.

@@ -18,11 +18,6 @@ Json toJson(const State& state)
 
 StateFile::StateFile(std::filesystem::path file) : path(std::move(file))
 {
-    reload();
-}
-
-void StateFile::reload()
-{
     try {
         state = readJson(path).get<State>();
     } catch (const Json::exception& error) {

@@ -69,9 +69,6 @@ public:
         state = std::move(next);
     }
 
-    /// Reads the file anew.
-    void reload();
-
 private:
     void write(const State& next) const;
 
