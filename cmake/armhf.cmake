@@ -9,7 +9,6 @@ file(REAL_PATH ${NELKANET_ARMHF_ROOT} CMAKE_SYSROOT)
 # The toolchain is read once more by every probe of the compiler.
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES NELKANET_ARMHF_ROOT)
 
-set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
 # What GCC 7.1 changed in the passing of parameters concerns no one who starts today.
 set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
@@ -18,8 +17,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-set(ENV{PKG_CONFIG_SYSROOT_DIR} ${CMAKE_SYSROOT})
-set(ENV{PKG_CONFIG_LIBDIR} ${CMAKE_SYSROOT}/usr/lib/arm-linux-gnueabihf/pkgconfig:${CMAKE_SYSROOT}/usr/share/pkgconfig)
 
 # With its whole path, because not all that start it search for it.
 find_program(QEMU_ARM qemu-arm-static)
