@@ -47,8 +47,7 @@ XmlrpcServer::~XmlrpcServer()
     xmlrpc_env_clean(&env);
 }
 
-void XmlrpcServer::AddFunction(std::string name, xmlrpc_value* (*handler)(xmlrpc_env*, xmlrpc_value*, void*, void*),
-                               void* userData)
+void XmlrpcServer::AddFunction(std::string name, Handler handler, void* userData)
 {
     xmlrpc_method_info3 method = {};
     method.methodName = name.c_str();

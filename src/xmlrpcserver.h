@@ -34,8 +34,7 @@ public:
 
     /// Publishes `handler` under `name`, before or after Start(). `userData` stays the caller's and must live as
     /// long as the server. Once one has failed (a name registered twice, say), later ones fail too.
-    void AddFunction(std::string name, xmlrpc_value* (*handler)(xmlrpc_env*, xmlrpc_value*, void*, void*),
-                     void* userData);
+    void AddFunction(std::string name, Handler handler, void* userData);
 
     /// Opens the low 16 bits of `port`, 0 being a free one; listening() tells whether that worked. `address` is
     /// not used. A connection that sends nothing is dropped after 2 seconds. Called again, closes the former port
