@@ -11,7 +11,7 @@
 namespace {
 
 struct Row {
-    std::string family, operation, remote, arguments, reply, error;
+    std::string family, operation, remote, arguments, reply, error, debugLine;
 
     bool operator==(const Row&) const = default;
 };
@@ -19,7 +19,7 @@ struct Row {
 std::ostream& operator<<(std::ostream& out, const Row& row)
 {
     return out << row.family << " | " << row.operation << " | " << row.remote << " | " << row.arguments << " | "
-               << row.reply << " | " << row.error;
+               << row.reply << " | " << row.error << " | " << row.debugLine;
 }
 
 std::vector<std::string> cells(const std::string& line)
@@ -40,6 +40,12 @@ std::string code(const std::string& text)
     return "`" + text + "`";
 }
 
+// With its line break as the page writes it.
+std::string visible(const std::string& debugLine)
+{
+    return debugLine.ends_with('\n') ? debugLine.substr(0, debugLine.size() - 1) + "\\n" : debugLine;
+}
+
 std::vector<Row> documented()
 {
     std::vector<Row> rows;
@@ -51,7 +57,7 @@ std::vector<Row> documented()
             family[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(family[0])));
         } else if (line.starts_with("| `")) {
             const std::vector<std::string> all = cells(line);
-            rows.push_back({family, all.at(0), all.at(2), all.at(3), all.at(4), all.at(5)});
+            rows.push_back({family, all.at(0), all.at(2), all.at(3), all.at(4), all.at(5), all.at(6)});
         }
     }
     return rows;
@@ -67,8 +73,8 @@ std::vector<Row> known()
         const std::string reply = operation.shortReply.empty()
                                       ? code(operation.reply)
                                       : code(operation.shortReply) + " " + code(operation.reply);
-        rows.push_back(
-            {operation.family, code(operation.name), code(operation.remote), code(operation.arguments), reply, error});
+        rows.push_back({operation.family, code(operation.name), code(operation.remote), code(operation.arguments),
+                        reply, error, code(visible(operation.debugLine))});
     }
     return rows;
 }
