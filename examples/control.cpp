@@ -30,7 +30,7 @@ bool connect(nelka::XmlrpcClient& slave)
     return ready;
 }
 
-// Told from the environment rather than from the number: a slave may refuse with a negative status too.
+// The environment tells a refusal from a fault: a slave may refuse with a negative status too.
 Outcome outcomeOf(const nelka::XmlrpcClient& slave)
 {
     if (slave.getFault() == XMLRPC_TIMEOUT_ERROR)
@@ -74,7 +74,7 @@ bool ask(nelka::XmlrpcClient& slave)
     }
     // After a fault the alarm of the call is still armed; stopped here, it does not get in the way of what follows.
     slave.set_timer(0);
-    return settle(slave);
+    return stopping || settle(slave);
 }
 
 } // namespace
