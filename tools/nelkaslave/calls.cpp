@@ -36,12 +36,16 @@ std::string withReason(const std::string& outcome, const std::exception& reason)
 
 } // namespace
 
-Calls::Calls(nelka::XmlrpcServer& server, Slave& slave, Behaviours behaviours)
+Calls::Calls(Slave& slave, Behaviours behaviours)
 {
-    for (const Procedure& procedure : procedures()) {
+    for (const Procedure& procedure : procedures())
         all.push_back({slave, procedure, std::move(behaviours[procedure.name])});
-        server.AddFunction(procedure.name, serve, &all.back());
-    }
+}
+
+void Calls::publish(nelka::XmlrpcServer& server)
+{
+    for (Published& published : all)
+        server.AddFunction(published.procedure.name, serve, &published);
 }
 
 xmlrpc_value* Calls::serve(xmlrpc_env* env, xmlrpc_value* parameters, void* published, void*)

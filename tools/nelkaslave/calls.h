@@ -1,7 +1,7 @@
 // From a call on the wire to a procedure and back.
 #pragma once
 
-#include <deque>
+#include <vector>
 
 #include <nelkanet/xmlrpcserver.h>
 
@@ -10,13 +10,16 @@
 
 namespace nelkaslave {
 
-/// Publishes every procedure of a slave on a server, with whatever misbehaviour was asked for, and writes a line to
-/// standard error for each call. Lives as long as the server does.
+/// Answers the calls of a slave's procedures, with whatever misbehaviour was asked for, and writes a line to standard
+/// error for each.
 class Calls {
 public:
-    Calls(nelka::XmlrpcServer& server, Slave& slave, Behaviours behaviours);
+    Calls(Slave& slave, Behaviours behaviours);
     Calls(const Calls&) = delete;
     Calls& operator=(const Calls&) = delete;
+
+    /// Adds every procedure to a server, which refers to this object from then on.
+    void publish(nelka::XmlrpcServer& server);
 
 private:
     struct Published {
@@ -28,7 +31,7 @@ private:
     static xmlrpc_value* serve(xmlrpc_env* env, xmlrpc_value* parameters, void* published, void*);
     static Value answer(const Published& published, const Arguments& arguments, std::string& outcome);
 
-    std::deque<Published> all;
+    std::vector<Published> all;
 };
 
 } // namespace nelkaslave

@@ -86,8 +86,9 @@ int portOpened(const Options& options, const std::set<int>& before)
 int serve(const Options& options, Slave& slave, Behaviours behaviours)
 {
     xmlrpc_limit_set(XMLRPC_XML_SIZE_LIMIT_ID, xmlSizeLimit);
+    Calls calls(slave, std::move(behaviours));
     nelka::XmlrpcServer server;
-    const Calls calls(server, slave, std::move(behaviours));
+    calls.publish(server);
 
     const std::set<int> before = listeningPorts();
     server.Start("", static_cast<unsigned int>(options.port));
