@@ -9,7 +9,8 @@
 namespace nelkaslave {
 
 /// SQLite databases in a folder, DATABASE.db each. Every call refuses a name that is none with `badArgument`, a
-/// database that is not there with `notFound`, and whatever SQLite objects to with `databaseError`.
+/// database that is not there with `notFound`, what the disk is to blame for with `storageError`, and whatever else
+/// SQLite objects to with `databaseError`.
 class Databases {
 public:
     explicit Databases(std::filesystem::path where) : folder(std::move(where)) {}
