@@ -7,7 +7,6 @@ _nelkaslave()
     if [ "$previous" = "=" ]; then
         previous=${COMP_WORDS[COMP_CWORD - 2]}
     elif [ "$current" = "=" ]; then
-        previous=${COMP_WORDS[COMP_CWORD - 1]}
         current=
     fi
 
@@ -23,9 +22,9 @@ _nelkaslave()
         compopt -o filenames
         mapfile -t COMPREPLY < <(compgen -f -X '!*.json' -- "$current"; compgen -d -- "$current")
         ;;
-    --help | --version) ;;
+    -h | --help | --version) ;;
     *)
-        mapfile -t COMPREPLY < <(compgen -W "--port --state --behave --help --version" -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W "--port --state --behave -h --help --version" -- "$current")
         ;;
     esac
 }
