@@ -11,6 +11,6 @@ if(TARGET nelkaslave)
   target_compile_definitions(test_nelkaslave_process PRIVATE PRELOAD="$<TARGET_FILE:nelkaslave_preload>")
 
   add_test(NAME nelkaslave.python COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/nelkaslave.py
-    ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:nelkaslave>)
+    ${PROJECT_SOURCE_DIR}/docs/man/nelkaslave.1 ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:nelkaslave>)
   set_tests_properties(nelkaslave.python PROPERTIES LABELS quick TIMEOUT 300 ENVIRONMENT "http_proxy=;all_proxy=")
 endif()

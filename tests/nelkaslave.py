@@ -1,6 +1,8 @@
-"""The simulated slave against Python's own XML-RPC client: nelkaslave.py COMMAND..."""
+"""The simulated slave against Python's own XML-RPC client: nelkaslave.py MAN_PAGE COMMAND..."""
 
 import http.client
+import pathlib
+import re
 import signal
 import subprocess
 import sys
@@ -8,7 +10,8 @@ import unittest
 import xmlrpc.client
 from xmlrpc.client import Binary, Fault
 
-command = sys.argv[1:]
+man_page = pathlib.Path(sys.argv[1]).read_text()
+command = sys.argv[2:]
 
 
 class Slave(unittest.TestCase):
@@ -39,10 +42,12 @@ class Slave(unittest.TestCase):
         self.assertEqual(caught.exception.faultCode, code)
         self.assertIn(words, caught.exception.faultString)
 
+    def procedures(self):
+        return {name for name in self.slave.system.listMethods() if not name.startswith("system.")}
+
     def test_has_every_procedure_that_a_master_calls(self):
-        listed = {name for name in self.slave.system.listMethods() if not name.startswith("system.")}
         self.assertEqual(
-            listed,
+            self.procedures(),
             set(
                 """sample.add GetTable ExecQuery ActualizaIdentificacion GetAlarmasEstadoControlador CheckSincronizado
                 Changes ResetFactoryEsclavo RdHora ActualizaRefrescoWeb UpdateNTP EjecutarScript SintonizarCanalTerr
@@ -51,6 +56,10 @@ class Slave(unittest.TestCase):
                 RdFicheroTablasSI RdFicheroResumen""".split()
             ),
         )
+
+    def test_has_a_man_page_that_describes_every_procedure(self):
+        described = [name for item in re.findall(r"^\.It Qq .*", man_page, re.M) for name in re.findall(r"Qq (\S+)", item)]
+        self.assertCountEqual(described, self.procedures())
 
     def test_answers_rows_of_every_kind_of_value(self):
         query = "SELECT 1 AS uno, -2147483649, 0.25, 'ñ', NULL, x'00FF', CAST(x'41FF' AS TEXT), 1e300"
