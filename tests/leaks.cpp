@@ -225,14 +225,7 @@ TEST_P(LeaksOf, AnOperationThatReachesTheWireAreNoneButTheReplyItKeeps)
     }
 }
 
-std::vector<Operation> onTheWire()
-{
-    std::vector<Operation> all = operations();
-    std::erase_if(all, [](const Operation& each) { return !each.reachesTheWire(); });
-    return all;
-}
-
-INSTANTIATE_TEST_SUITE_P(, LeaksOf, ::testing::ValuesIn(onTheWire()),
+INSTANTIATE_TEST_SUITE_P(, LeaksOf, ::testing::ValuesIn(operationsOnTheWire()),
                          [](const auto& operation) { return operation.param.name; });
 
 TEST_F(Leaks, OfARefusedScriptAreItsReplyAndNothingElse)

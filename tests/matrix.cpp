@@ -2,14 +2,14 @@
 // it writes, whether it leaves the timer running, the flag raised or a descriptor open.
 #include <algorithm>
 #include <csignal>
-#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <sstream>
-#include <thread>
 
 #include <unistd.h>
 
+#include "support/blocks.h"
+#include "support/descriptors.h"
 #include "support/fixture.h"
 #include "support/operations.h"
 #include "support/signals.h"
@@ -48,18 +48,11 @@ struct Reply {
     }
 };
 
-std::string letters(const std::string& shape)
-{
-    std::string all;
-    std::copy_if(shape.begin(), shape.end(), std::back_inserter(all), [](char c) { return std::isalnum(c) != 0; });
-    return all;
-}
-
 Reply goodReply(const Operation& operation, int status = 0)
 {
     Reply reply;
     const std::vector<std::string> values = operation.sampleReply(status);
-    const std::string types = letters(operation.reply);
+    const std::string types = operation.types();
     for (std::size_t i = 0; i < values.size(); ++i)
         reply.elements.push_back({types[i], values[i]});
     return reply;
@@ -88,7 +81,7 @@ Decoding decodingOf(const Operation& operation, const Reply& reply)
         return {sized ? "" : operation.reply, 0, -501};
     const bool brief = sized && reply.elements.size() == 1;
     Decoding decoding{brief ? operation.shortReply : operation.reply};
-    const std::string types = letters(decoding.shape);
+    const std::string types = brief ? "i" : operation.types();
     if (reply.elements.size() < types.size()) {
         decoding.code = -502;
         return decoding;
@@ -118,7 +111,7 @@ std::vector<std::string> outputsAfter(const Operation& operation, const Reply& r
 {
     const std::vector<std::string> delivered = operation.delivered(statusIn(operation, reply, decoding));
     std::vector<std::string> outputs = operation.read(Variables());
-    const std::string types = letters(operation.reply);
+    const std::string types = operation.types();
     for (std::size_t i = 0; i < outputs.size(); ++i) {
         const Kind kind = operation.outputs[i].kind;
         const bool whole = !decoding.failed() && decoding.shape == operation.reply;
@@ -207,7 +200,7 @@ std::vector<Reply> good(const Operation& operation)
 std::vector<Reply> wrongTypes(const Operation& operation)
 {
     std::vector<Reply> all;
-    for (std::size_t place = 0; place < letters(operation.reply).size(); ++place) {
+    for (std::size_t place = 0; place < operation.types().size(); ++place) {
         for (const Element& element : anyElements) {
             Reply reply = goodReply(operation, 3);
             if (reply.elements[place].type == element.type)
@@ -359,12 +352,6 @@ std::vector<Fault> faults()
 
 // Cells --------------------------------------------------------------------------------------------------------------
 
-std::size_t openDescriptors()
-{
-    const std::filesystem::directory_iterator open("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(open), end(open)));
-}
-
 struct Outcome {
     Variables variables;
     bool thrown = false;
@@ -466,12 +453,9 @@ protected:
         }
         case Ending::interruption: {
             slave.play({fault.step});
-            std::thread user([this] {
-                slave.awaitRequests(1);
-                kill(getpid(), SIGINT);
-            });
+            std::future<void> user = onceAsked(slave, [] { kill(getpid(), SIGINT); });
             const Outcome outcome = run(operation, target, ampleTimeout);
-            user.join();
+            user.get();
             expectFailure(
                 operation, target, ampleTimeout, -505,
                 {{LOG_NOTICE, "SIGINT signal received. interrupt 0"}, timeoutLine(operation.message(ampleTimeout))},
@@ -505,9 +489,7 @@ TEST_P(Matrix, EndsAsItShould)
                                 : fault.target == Target::closedPort ? closed.port()
                                                                      : blackHole.port();
     std::size_t descriptors = 0;
-    for (const Operation& operation : operations()) {
-        if (!operation.reachesTheWire())
-            continue;
+    for (const Operation& operation : operationsOnTheWire()) {
         SCOPED_TRACE(operation.name);
         // A client for each, so that a connection left open shows as a descriptor.
         {
@@ -558,11 +540,6 @@ TEST_P(Sending, IsCutShortByItsDeadline)
     EXPECT_TRUE(slave.requests().empty());
 }
 
-std::vector<char> asBlock(const std::string& text)
-{
-    return {text.begin(), text.end()};
-}
-
 INSTANTIATE_TEST_SUITE_P(
     Operation, Sending,
     ::testing::ValuesIn(std::vector<Sender>{
@@ -580,9 +557,9 @@ INSTANTIATE_TEST_SUITE_P(
         {"RdFicheroEsclavo", [](nelka::XmlrpcClient& client, const std::string& text,
                                 Variables& to) { client.RdFicheroEsclavo(text, 0, to.block, shortTimeout); }},
         {"wrFicheroTablasSI", [](nelka::XmlrpcClient& client, const std::string& text,
-                                 Variables&) { client.wrFicheroTablasSI(1, 2, asBlock(text), shortTimeout); }},
+                                 Variables&) { client.wrFicheroTablasSI(1, 2, block(text), shortTimeout); }},
         {"configureSAPServer", [](nelka::XmlrpcClient& client, const std::string& text,
-                                  Variables&) { client.configureSAPServer(1, 2, asBlock(text), shortTimeout); }}}),
+                                  Variables&) { client.configureSAPServer(1, 2, block(text), shortTimeout); }}}),
     nameOf<Sender>);
 
 } // namespace

@@ -343,14 +343,7 @@ TEST_P(TortureOf, SurvivesEveryFailedAllocation)
     }
 }
 
-std::vector<Operation> onTheWire()
-{
-    std::vector<Operation> all = operations();
-    std::erase_if(all, [](const Operation& operation) { return !operation.reachesTheWire(); });
-    return all;
-}
-
-INSTANTIATE_TEST_SUITE_P(Operation, TortureOf, ::testing::ValuesIn(onTheWire()), ::testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(Operation, TortureOf, ::testing::ValuesIn(operationsOnTheWire()), ::testing::PrintToStringParamName());
 
 TEST_F(Torture, OfInitLeavesAClientThatCanBeInitialisedLater)
 {

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
-#include <iterator>
 #include <locale>
 #include <stdexcept>
 #include <string>
@@ -112,7 +111,7 @@ protected:
     };
 
     const Operation& operation = GetParam();
-    const std::string shape = operation.reply.substr(1, operation.reply.size() - 3); // "is" of "(is*)"
+    const std::string shape = operation.types();
     const bool hasShortForm = !operation.shortReply.empty();
     const std::string message = operation.message(ampleTimeout);
     const std::vector<std::string> presets = operation.read({});
@@ -392,10 +391,8 @@ TEST_P(RemoteOperation, OfAClientThatIsNotReadyFailsAndSendsNothing)
 /// The operations of a family that ask the slave.
 inline auto family(const std::string& name)
 {
-    std::vector<Operation> members;
-    std::ranges::copy_if(operations(), std::back_inserter(members), [&](const Operation& operation) {
-        return operation.family == name && operation.reachesTheWire();
-    });
+    std::vector<Operation> members = operationsOnTheWire();
+    std::erase_if(members, [&](const Operation& operation) { return operation.family != name; });
     return ::testing::ValuesIn(members);
 }
 

@@ -69,15 +69,6 @@ void fill(nelkadb::ResultSet& table, const char* name, const char* value)
         throw std::runtime_error("the table was not filled");
 }
 
-/// The letters of a shape: "(isssisss*)" has "isssisss".
-std::string letters(const std::string& shape)
-{
-    std::string all;
-    std::copy_if(shape.begin(), shape.end(), std::back_inserter(all),
-                 [](char c) { return c != '(' && c != ')' && c != '*'; });
-    return all;
-}
-
 } // namespace
 
 Variables::Variables()
@@ -304,12 +295,24 @@ const std::vector<Operation>& operations()
 }
 // clang-format on
 
+std::vector<Operation> operationsOnTheWire()
+{
+    std::vector<Operation> all = operations();
+    std::erase_if(all, [](const Operation& operation) { return !operation.reachesTheWire(); });
+    return all;
+}
+
 const Operation& operation(const std::string& name)
 {
     const auto found = std::ranges::find(operations(), name, &Operation::name);
     if (found == operations().end())
         throw std::out_of_range("no operation " + name);
     return *found;
+}
+
+std::string Operation::types() const
+{
+    return reply.substr(1, reply.find('*') - 1);
 }
 
 std::string Operation::message(int timeout) const
@@ -362,8 +365,8 @@ std::vector<std::string> Operation::sampleReply(int status) const
 {
     std::vector<std::string> values;
     std::size_t text = 0;
-    for (const char letter : letters(reply)) {
-        switch (letter) {
+    for (const char type : types()) {
+        switch (type) {
         case 'i':
             values.push_back(xml::i4(values.size() == statusAt ? status : sampleInteger));
             break;

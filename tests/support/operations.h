@@ -56,6 +56,9 @@ struct Operation {
     /// DlFicheroEsclavo never sends anything: its argument list is no array.
     bool reachesTheWire() const { return arguments.front() == '('; }
 
+    /// The types of the elements that `reply` decodes: "(is*)" has "is".
+    std::string types() const;
+
     /// The probe keeps its debug line for its error lines.
     bool logsDebugLine() const { return name != "sampleadd"; }
 
@@ -79,6 +82,9 @@ struct Operation {
 
 /// All operations, by family: core, database, identity, administration, tuning, scanning, hardware, files, tables.
 const std::vector<Operation>& operations();
+
+/// Those that reach the wire.
+std::vector<Operation> operationsOnTheWire();
 
 /// The one of that name. Throws std::out_of_range.
 const Operation& operation(const std::string& name);
