@@ -9,15 +9,15 @@
 #include <stdexcept>
 #include <thread>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "support/busythreads.h"
+#include "support/checked.h"
 #include "support/child.h"
 #include "support/fixture.h"
 #include "support/operations.h"
+#include "support/ports.h"
 #include "support/signals.h"
 
 using namespace support;
@@ -120,15 +120,9 @@ class Responder {
 public:
     Responder(std::chrono::microseconds earliest, std::chrono::microseconds latest)
     {
-        const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        if (bind(listener, reinterpret_cast<const sockaddr*>(&address), size) != 0 || listen(listener, 16) != 0
-            || getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size) != 0)
-            throw std::runtime_error("no port");
-        port = ntohs(address.sin_port);
+        const int listener = boundSocket();
+        checked(listen(listener, 16), "listen");
+        port = portOf(listener);
         child.emplace([&] {
             std::mt19937 random = seeded();
             std::uniform_int_distribution<long long> delay(earliest.count(), latest.count());

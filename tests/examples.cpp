@@ -11,6 +11,7 @@
 #include <nelkanet/xmlrpclient.h>
 
 #include "support/examplerun.h"
+#include "support/scriptedslave.h"
 
 using namespace support;
 
@@ -114,7 +115,7 @@ TEST(Mirror, PrintsATableThatStaysAsItIsOnlyOnce)
 
 TEST(Mirror, GoesOnAskingASlaveThatIsNotThere)
 {
-    const Finished alone = run(builtCommand(MIRROR, on(closedPort(), {"modulo", query, "2"})));
+    const Finished alone = run(builtCommand(MIRROR, on(ClosedPort().port(), {"modulo", query, "2"})));
     EXPECT_EQ(alone.err, "not mirrored this time: fault -504\nnot mirrored this time: fault -504\n");
     EXPECT_EQ(alone.status, 1);
 }

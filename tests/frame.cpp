@@ -211,7 +211,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Frame, ALostSlaveIsATransportFault)
 {
-    nelka::XmlrpcClient lost("127.0.0.1", closedPort(), "eth1", "app", "1.0");
+    const ClosedPort closed;
+    nelka::XmlrpcClient lost("127.0.0.1", closed.port(), "eth1", "app", "1.0");
     ASSERT_EQ(lost.init(), 0);
     lost.getAlarmasEstadoControlador(text, status, ampleTimeout);
     EXPECT_EQ(lost.getFault(), -504);

@@ -1,8 +1,7 @@
 # Fuzz targets. With NELKANET_FUZZ (clang) they are fuzzers; otherwise each replays its corpus as a test.
 
 # Without what watches the replies of real calls, whose place a target takes.
-add_library(fuzz_support STATIC support/child.cpp support/operations.cpp support/scriptedslave.cpp
-  support/xml.cpp)
+add_library(fuzz_support STATIC support/operations.cpp support/ports.cpp support/xml.cpp)
 target_include_directories(fuzz_support PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
 target_link_libraries(fuzz_support PUBLIC nelkanet::nelkanet nelkadb::nelkadb XmlrpcC::client XmlrpcC::value)
 

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/scriptedslave.h"
+#include "support/ports.h"
 
 namespace {
 

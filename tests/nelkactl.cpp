@@ -241,7 +241,7 @@ TEST_P(EveryOperation, EndsWithOneWhenTheSlaveRefusesAndDeliversWhatCame)
 
 TEST_P(EveryOperation, EndsWithThreeWhenNobodyListens)
 {
-    const Finished finished = type(one.words() + Words{"--json", "-p", std::to_string(closedPort())});
+    const Finished finished = type(one.words() + Words{"--json", "-p", std::to_string(ClosedPort().port())});
     expectFault(finished, 3, -504);
     EXPECT_NE(finished.lastWords().find(": transport fault: "), std::string::npos) << finished;
 }

@@ -46,7 +46,8 @@ TEST_F(Nelkactl, GoesWhereTheEnvironmentSaysUnlessOptionsSayOtherwise)
 {
     slave.play({replyArray({xml::i4(15)})});
     const std::string port = std::to_string(slave.port());
-    const std::string closed = std::to_string(closedPort());
+    const ClosedPort nobody;
+    const std::string closed = std::to_string(nobody.port());
     EXPECT_EQ(run({NELKACTL, "sampleadd"}, {"NELKA_HOST=127.0.0.1", "NELKA_PORT=" + port}).status, 0);
     EXPECT_EQ(run({NELKACTL, "sampleadd", "-p", port}, {"NELKA_HOST=127.0.0.1", "NELKA_PORT=" + closed}).status, 0);
     EXPECT_EQ(run({NELKACTL, "sampleadd", "-H", "127.0.0.1"}, {"NELKA_HOST=::1", "NELKA_PORT=" + port}).status, 0);
@@ -56,7 +57,8 @@ TEST_F(Nelkactl, GoesWhereTheEnvironmentSaysUnlessOptionsSayOtherwise)
 
 TEST_F(Nelkactl, PutsAnIpv6AddressInBrackets)
 {
-    const std::string port = std::to_string(closedPort());
+    const ClosedPort nobody;
+    const std::string port = std::to_string(nobody.port());
     for (const std::string host : {"::1", "[::1]"}) {
         const Finished finished = type({"-v", "-H", host, "-p", port, "sampleadd"});
         EXPECT_NE(finished.err.find("nelkactl: Server URL: http://[::1]:" + port + "/RPC2\n"), std::string::npos)

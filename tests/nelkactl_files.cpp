@@ -36,7 +36,7 @@ TEST_F(Nelkactl, LeavesTheFileUntouchedWhenNoBlockComes)
     EXPECT_EQ(answered({xml::i4(0)}, words).status, 0);
     EXPECT_EQ(answered({xml::i4(3)}, words).status, 1);
     EXPECT_EQ(answered({xml::i4(0), xml::text("x")}, words).status, 3);
-    EXPECT_EQ(type(words + Words{"-p", std::to_string(closedPort())}).status, 3);
+    EXPECT_EQ(type(words + Words{"-p", std::to_string(ClosedPort().port())}).status, 3);
     slave.play({silence()});
     EXPECT_EQ(type(words + Words{"-t", "50"}).status, 4);
     EXPECT_EQ(contents(file()), "former");

@@ -77,7 +77,8 @@ TEST_F(Probe, OfASilentSlaveEndsWithTheTimeoutAskedFor)
 
 TEST_F(Probe, OfAClosedPortEndsWithTheTransportFault)
 {
-    nelka::XmlrpcClient lost("127.0.0.1", closedPort(), "eth1", "app", "1.0");
+    const ClosedPort closed;
+    nelka::XmlrpcClient lost("127.0.0.1", closed.port(), "eth1", "app", "1.0");
     ASSERT_EQ(lost.init(), 0);
     log.clear();
     ::testing::internal::CaptureStdout();

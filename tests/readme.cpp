@@ -33,7 +33,7 @@ TEST(Readme, ShowsAProgramThatReadsTheClockOfASlave)
 
 TEST(Readme, ShowsAProgramThatSaysWhenNobodyAnswers)
 {
-    const Finished first = run(builtCommand(FIRST, {std::to_string(closedPort())}));
+    const Finished first = run(builtCommand(FIRST, {std::to_string(ClosedPort().port())}));
     EXPECT_EQ(first.out, "fault -504, status -1, clock 0\n");
 }
 

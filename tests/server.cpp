@@ -15,7 +15,6 @@
 #include <thread>
 #include <vector>
 
-#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <pthread.h>
 #include <sys/socket.h>
@@ -25,6 +24,7 @@
 #include <gtest/gtest.h>
 
 #include "support/logrecorder.h"
+#include "support/ports.h"
 #include "support/scriptedslave.h"
 
 using namespace support;
@@ -34,30 +34,19 @@ namespace {
 
 const LogLine banner{LOG_INFO, "************* INICIAMOS EL SERVIDOR **************"};
 
-sockaddr_in at(unsigned short port, in_addr_t host)
-{
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(host);
-    return address;
-}
-
 // A connection to a server, as bare as a client may make it.
 class Peer {
 public:
-    explicit Peer(unsigned short port) : descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    explicit Peer(unsigned short port) : descriptor(connectedTo(port))
     {
         const timeval patience{10, 0};
         setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-        const sockaddr_in address = at(port, INADDR_LOOPBACK);
-        isConnected = connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
     }
     ~Peer() { close(descriptor); }
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
 
-    bool connected() const { return isConnected; }
+    bool connected() const { return descriptor >= 0; }
 
     void say(const std::string& bytes) const
     {
@@ -81,8 +70,7 @@ public:
     }
 
 private:
-    int descriptor;
-    bool isConnected;
+    const int descriptor;
 };
 
 std::string post(const std::string& path, const std::string& body)
@@ -124,6 +112,18 @@ protected:
         ASSERT_TRUE(server.listening());
         port = ownListeningPort();
         ASSERT_NE(port, 0);
+    }
+
+    // Another process may take a port that was free a moment ago.
+    void startOnAChosenPort(const std::string& address = "", unsigned int above = 0)
+    {
+        for (int tries = 0; tries < 5; ++tries) {
+            port = freePort();
+            server.Start(address, above + port);
+            if (server.listening())
+                return;
+        }
+        ADD_FAILURE() << "no port";
     }
 
     // What the server sends for these bytes, served by one Run().
@@ -318,16 +318,9 @@ TEST_F(Server, TakesTheLowBitsOfThePortWhateverTheAddress)
 {
     for (const std::string address : {"", "10.1.1.1", "no address"}) {
         for (const unsigned int above : {0U, 65536U, 0xFFFF0000U}) {
-            // Another process may take a port that was free a moment ago.
-            unsigned short wanted = 0;
-            for (int tries = 0; tries < 5; ++tries) {
-                wanted = closedPort();
-                server.Start(address, above + wanted);
-                if (server.listening())
-                    break;
-            }
-            EXPECT_EQ(ownListeningPort(), wanted) << address << ' ' << above;
-            EXPECT_TRUE(Peer(wanted).connected()) << address << ' ' << above;
+            startOnAChosenPort(address, above);
+            EXPECT_EQ(ownListeningPort(), port) << address << ' ' << above;
+            EXPECT_TRUE(Peer(port).connected()) << address << ' ' << above;
         }
     }
 }
@@ -340,7 +333,8 @@ TEST_F(Server, LogsAPortInUseAndDoesNotListen)
     second.Start("", port);
     EXPECT_FALSE(second.listening());
 
-    const sockaddr_in address = at(port, INADDR_ANY);
+    sockaddr_in address = loopback(port);
+    address.sin_addr.s_addr = INADDR_ANY;
     TChanSwitch* none = nullptr;
     const char* reason = nullptr;
     ChanSwitchUnixCreate2(PF_INET, reinterpret_cast<const sockaddr*>(&address), sizeof address, &none, &reason);
@@ -373,11 +367,9 @@ TEST_F(Server, MovesToAnotherPortWhenStartedAgain)
 {
     server.AddFunction("RdHora", answer, &fifteen);
     start();
-    // Taken, so that it cannot be given to the server again.
-    const Peer formerPeer(port);
     const unsigned short former = port;
-    start();
-    EXPECT_FALSE(port != former && Peer(former).connected());
+    startOnAChosenPort();
+    EXPECT_FALSE(Peer(former).connected());
     expectAnswer("RdHora", 15);
     EXPECT_EQ(log.lines(), (std::vector<LogLine>{banner, banner}));
 }

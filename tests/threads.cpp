@@ -282,7 +282,8 @@ TEST_P(LateAlarm, OfAnEarlierCallNeverCutsTheNextOneBesideBusyThreads)
 {
     constexpr int tries = 1000;
     slave.play({replyArray({xml::i4(0)})});
-    nelka::XmlrpcClient lost("127.0.0.1", closedPort(), "eth1", "app", "1.0");
+    const ClosedPort closed;
+    nelka::XmlrpcClient lost("127.0.0.1", closed.port(), "eth1", "app", "1.0");
     ASSERT_EQ(lost.init(), 0);
     client.setupSignalHandlers();
     const BusyThreads others(4);

@@ -3,15 +3,13 @@
 #include <cstdlib>
 #include <string>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <nelkanet/xmlrpcserver.h>
 
 #include "filter.h"
-#include "support/scriptedslave.h"
+#include "support/ports.h"
 
 namespace {
 
@@ -20,11 +18,11 @@ xmlrpc_value* count(xmlrpc_env* env, xmlrpc_value* parameters, void*, void*)
     return xmlrpc_build_value(env, "(i)", static_cast<xmlrpc_int32>(xmlrpc_array_size(env, parameters)));
 }
 
-struct Peer {
+struct Served {
     nelka::XmlrpcServer server;
     unsigned short port;
 
-    Peer()
+    Served()
     {
         server.AddFunction(nelka::remote::RdHora, count, nullptr);
         server.Start("", 0);
@@ -35,14 +33,8 @@ struct Peer {
 
     std::string exchange(const std::string& request)
     {
-        const int fd = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-            std::abort();
-        if (send(fd, request.data(), request.size(), MSG_NOSIGNAL) < 0)
+        const int fd = support::connectedTo(port);
+        if (fd < 0 || send(fd, request.data(), request.size(), MSG_NOSIGNAL) < 0)
             std::abort();
         shutdown(fd, SHUT_WR);
         server.Run();
@@ -65,15 +57,15 @@ std::string post(const std::string& body)
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)
 {
-    static Peer peer;
+    static Served served;
     static const std::string good =
         post("<?xml version=\"1.0\"?><methodCall><methodName>RdHora</methodName><params/></methodCall>");
 
     const std::string input(reinterpret_cast<const char*>(data), size);
     if (size > 16000 || fuzz::crashesTheDependency(input))
         return 0;
-    peer.exchange(input.starts_with("POST") ? input : post(input));
-    if (peer.exchange(good).find("<i4>0</i4>") == std::string::npos)
+    served.exchange(input.starts_with("POST") ? input : post(input));
+    if (served.exchange(good).find("<i4>0</i4>") == std::string::npos)
         std::abort();
     return 0;
 }

@@ -2,12 +2,13 @@
 
 #include <cerrno>
 #include <csignal>
-#include <system_error>
 #include <thread>
 
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "checked.h"
 
 namespace support {
 
@@ -27,9 +28,7 @@ namespace {
 Child::Child(const std::function<void()>& body)
 {
     const pid_t parent = getpid();
-    child = fork();
-    if (child < 0)
-        throw std::system_error(errno, std::generic_category(), "fork");
+    child = checked(fork(), "fork");
     if (child == 0)
         live(body, parent);
 }

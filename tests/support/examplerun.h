@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "scriptedslave.h"
+#include "ports.h"
 #include "simulatedslave.h"
 
 namespace support {
@@ -16,7 +16,7 @@ namespace support {
 inline std::unique_ptr<Program> listening(const std::string& program, unsigned short& port)
 {
     for (int tries = 0; tries < 10; ++tries) {
-        port = closedPort();
+        port = freePort();
         auto started = std::make_unique<Program>(builtCommand(program, {std::to_string(port)}));
         if (started->line() == "listening")
             return started;

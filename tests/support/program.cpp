@@ -13,15 +13,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "checked.h"
+
 namespace support {
 
 namespace {
-
-void makePipe(int (&ends)[2])
-{
-    if (pipe2(ends, O_CLOEXEC) < 0)
-        throw std::system_error(errno, std::generic_category(), "pipe2");
-}
 
 std::vector<char*> pointers(std::vector<std::string>& texts)
 {
@@ -66,9 +62,8 @@ Program::Program(const std::vector<std::string>& command, const std::vector<std:
                  const std::optional<std::string>& input)
 {
     int inEnds[2], outEnds[2], errEnds[2];
-    makePipe(inEnds);
-    makePipe(outEnds);
-    makePipe(errEnds);
+    for (int* const ends : {inEnds, outEnds, errEnds})
+        checked(pipe2(ends, O_CLOEXEC), "pipe2");
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);

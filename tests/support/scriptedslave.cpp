@@ -9,13 +9,13 @@
 #include <cstring>
 #include <map>
 #include <stdexcept>
-#include <system_error>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include "checked.h"
+#include "ports.h"
 
 namespace support {
 
@@ -23,38 +23,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
-
-int checked(int result, const char* what)
-{
-    if (result < 0)
-        throw std::system_error(errno, std::generic_category(), what);
-    return result;
-}
-
-sockaddr_in loopback(unsigned short port)
-{
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
-unsigned short portOf(int socket)
-{
-    sockaddr_in address = {};
-    socklen_t size = sizeof address;
-    checked(getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size), "getsockname");
-    return ntohs(address.sin_port);
-}
-
-int boundSocket()
-{
-    const int bound = checked(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
-    const sockaddr_in address = loopback(0);
-    checked(bind(bound, reinterpret_cast<const sockaddr*>(&address), sizeof address), "bind");
-    return bound;
-}
 
 // What parent and slave tell each other: a text is its length and its bytes.
 
@@ -498,51 +466,6 @@ void ScriptedSlave::dropConnections()
 {
     tell(control, std::string(1, dropCommand));
     readNumber(control);
-}
-
-unsigned short closedPort()
-{
-    const int bound = boundSocket();
-    const unsigned short port = portOf(bound);
-    close(bound);
-    return port;
-}
-
-BlackHole::BlackHole()
-{
-    const int listener = boundSocket();
-    checked(listen(listener, 0), "listen");
-    listeningPort = portOf(listener);
-    sockets.push_back(listener);
-    // The queue is full once a connection attempt is left hanging.
-    const sockaddr_in address = loopback(listeningPort);
-    for (int i = 0; i < 4; ++i) {
-        const int fd = checked(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0), "socket");
-        sockets.push_back(fd);
-        if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0 && errno != EINPROGRESS)
-            throw std::system_error(errno, std::generic_category(), "connect");
-    }
-}
-
-BlackHole::~BlackHole()
-{
-    for (const int fd : sockets)
-        close(fd);
-}
-
-unsigned short ownListeningPort()
-{
-    for (int fd = 3; fd < 1024; ++fd) {
-        int listening = 0;
-        socklen_t size = sizeof listening;
-        if (getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &listening, &size) == 0 && listening) {
-            sockaddr_in address = {};
-            socklen_t length = sizeof address;
-            if (getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0 && address.sin_family == AF_INET)
-                return ntohs(address.sin_port);
-        }
-    }
-    return 0;
 }
 
 } // namespace support

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "child.h"
+#include "ports.h" // where a slave is not wanted
 #include "xml.h"
 
 namespace support {
@@ -90,26 +91,5 @@ private:
     int control = -1;
     unsigned short listeningPort = 0;
 };
-
-/// A port of 127.0.0.1 on which nothing listens.
-unsigned short closedPort();
-
-/// A port that takes connections into a queue that is full: connecting to it never ends.
-class BlackHole {
-public:
-    BlackHole();
-    ~BlackHole();
-    BlackHole(const BlackHole&) = delete;
-    BlackHole& operator=(const BlackHole&) = delete;
-
-    unsigned short port() const { return listeningPort; }
-
-private:
-    std::vector<int> sockets;
-    unsigned short listeningPort = 0;
-};
-
-/// The port of this process's only listening TCP socket, 0 if there is none.
-unsigned short ownListeningPort();
 
 } // namespace support

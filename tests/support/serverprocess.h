@@ -7,8 +7,9 @@
 #include <nelkanet/xmlrpcserver.h>
 #include <unistd.h>
 
+#include "checked.h"
 #include "child.h"
-#include "scriptedslave.h"
+#include "ports.h"
 
 namespace support {
 
@@ -18,8 +19,7 @@ public:
     explicit ServerProcess(void (*publish)(nelka::XmlrpcServer&))
     {
         int ends[2];
-        if (pipe(ends) != 0)
-            throw std::runtime_error("pipe");
+        checked(pipe(ends), "pipe");
         child.emplace([&] { serve(publish, ends[1]); });
         close(ends[1]);
         const bool reported = read(ends[0], &listeningPort, sizeof listeningPort) == sizeof listeningPort;
