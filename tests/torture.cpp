@@ -343,7 +343,8 @@ TEST_P(TortureOf, SurvivesEveryFailedAllocation)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Operation, TortureOf, ::testing::ValuesIn(operationsOnTheWire()), ::testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(Operation, TortureOf, ::testing::ValuesIn(operationsOnTheWire()),
+                         ::testing::PrintToStringParamName());
 
 TEST_F(Torture, OfInitLeavesAClientThatCanBeInitialisedLater)
 {
