@@ -129,6 +129,15 @@ TEST(Nelkaslave, NamesTheFileThatItCannotRead)
     EXPECT_EQ(finished.err, "nelkaslave: /usr: Is a directory\n");
 }
 
+TEST(Nelkaslave, GivesNoConnectionTheNumberOfAStandardStreamThatIsClosed)
+{
+    SimulatedSlave slave({}, {}, {"/bin/sh", "-c", "exec \"$@\" <&- 2>&-", "sh"});
+    for (const char* stream : {"0", "2"})
+        EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(slave.pid()) + "/fd/" + stream), "/dev/null");
+    EXPECT_EQ(changes(*clientOf(slave)), 0);
+    EXPECT_EQ(slave.end(SIGTERM), 0);
+}
+
 TEST(Nelkaslave, WritesALineForEachCall)
 {
     SimulatedSlave slave;

@@ -64,11 +64,12 @@ inline std::vector<std::string> slaveCommand(const std::vector<std::string>& opt
     return builtCommand(NELKASLAVE, options);
 }
 
-/// A slave that listens on a free port.
+/// A slave that listens on a free port. `starter` is a command that runs the one that follows it.
 class SimulatedSlave : public Program {
 public:
-    explicit SimulatedSlave(std::vector<std::string> options = {}, const std::vector<std::string>& environment = {})
-        : Program(slaveCommand(onFreePort(std::move(options))), environment)
+    explicit SimulatedSlave(std::vector<std::string> options = {}, const std::vector<std::string>& environment = {},
+                            std::vector<std::string> starter = {})
+        : Program(onFreePort(std::move(options), std::move(starter)), environment)
     {
         const std::string announced = line();
         const std::string before = "listening on ";
@@ -87,10 +88,12 @@ public:
     }
 
 private:
-    static std::vector<std::string> onFreePort(std::vector<std::string> options)
+    static std::vector<std::string> onFreePort(std::vector<std::string> options, std::vector<std::string> command)
     {
         options.insert(options.end(), {"--port", "0"});
-        return options;
+        const std::vector<std::string> words = slaveCommand(options);
+        command.insert(command.end(), words.begin(), words.end());
+        return command;
     }
 
     unsigned short listeningPort = 0;

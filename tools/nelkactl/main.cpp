@@ -6,10 +6,9 @@
 #include <stdexcept>
 #include <string>
 
-#include <fcntl.h>
 #include <syslog.h>
-#include <unistd.h>
 
+#include "../standardstreams.h"
 #include "call.h"
 #include "failure.h"
 #include "files.h"
@@ -21,17 +20,6 @@
 namespace nelkactl {
 
 namespace {
-
-// A connection must not take the number of a standard stream that is closed. Writing there fails as it did.
-void occupyStandardStreams()
-{
-    for (int descriptor = open("/dev/null", O_RDONLY); descriptor >= 0; descriptor = open("/dev/null", O_RDONLY)) {
-        if (descriptor > STDERR_FILENO) {
-            close(descriptor);
-            return;
-        }
-    }
-}
 
 void setUpLog(const Options& options)
 {
@@ -129,6 +117,6 @@ int obey(int argc, const char* const* argv)
 
 int main(int argc, char** argv)
 {
-    nelkactl::occupyStandardStreams();
+    occupyStandardStreams();
     return nelkactl::obey(argc, argv);
 }

@@ -11,6 +11,7 @@
 #include <sys/file.h>
 #include <xmlrpc-c/base.h>
 
+#include "../standardstreams.h"
 #include "behave.h"
 #include "calls.h"
 #include "ending.h"
@@ -130,6 +131,7 @@ int run(const Options& options)
 int main(int argc, char** argv)
 {
     using namespace nelkaslave;
+    occupyStandardStreams();
     endOnSignals();
     int exitStatus = 0;
     const std::optional<Options> options = parseOptions(argc, argv, exitStatus);
