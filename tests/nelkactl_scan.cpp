@@ -1,8 +1,11 @@
 // nelkactl: interruption, a whole scan, a terminal, and many slaves.
 #include <csignal>
+#include <functional>
 #include <optional>
 #include <string>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "support/nelkactl.h"
@@ -13,21 +16,54 @@ namespace {
 
 // Interruption -----------------------------------------------------------------------------------------------------
 
-TEST_F(Nelkactl, EndsWithFiveWhenItIsInterruptedWhileItReads)
+void await(const std::function<bool()>& condition)
 {
-    Program program(command({"wrFicheroTablasSI", "1", "2", "--input", "-"}), environment(), std::nullopt);
-    // It catches SIGINT by the time it reads.
-    const auto catches = [&program] {
+    for (int tries = 0; tries < 10000 && !condition(); ++tries)
+        usleep(1000);
+}
+
+// A program that reads a file before it calls: it catches SIGINT by then.
+void interruptReader(Program& program)
+{
+    await([&program] {
         const std::string status = contents("/proc/" + std::to_string(program.pid()) + "/status");
         return (std::stoull(status.substr(status.find("SigCgt:") + 7), nullptr, 16) >> (SIGINT - 1) & 1) != 0;
-    };
-    for (int tries = 0; tries < 10000 && !catches(); ++tries)
-        usleep(1000);
+    });
     program.signal(SIGINT);
     const Finished finished = program.finish();
     EXPECT_EQ(finished.status, 5) << finished;
     EXPECT_NE(finished.lastWords().find(": interruption: SIGINT"), std::string::npos) << finished;
+}
+
+TEST_F(Nelkactl, EndsWithFiveWhenItIsInterruptedWhileItReads)
+{
+    Program program(command({"wrFicheroTablasSI", "1", "2", "--input", "-"}), environment(), std::nullopt);
+    interruptReader(program);
     EXPECT_TRUE(slave.requests().empty());
+}
+
+TEST_F(Nelkactl, EndsWithFiveWhenItIsInterruptedWhileItReadsAPipeThatNobodyWritesTo)
+{
+    ASSERT_EQ(mkfifo(file().c_str(), 0600), 0);
+    Program program(command({"wrFicheroTablasSI", "1", "2", "--input", "{file}"}), environment());
+    interruptReader(program);
+    EXPECT_TRUE(slave.requests().empty());
+}
+
+TEST_F(Nelkactl, EndsWithFiveWhenItIsInterruptedWhileAnotherProcessWritesToItsOutput)
+{
+    const int output = open(file().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_EQ(lockf(output, F_LOCK, 0), 0);
+    slave.play({replyArray({xml::i4(15)})});
+    Program program({"/bin/sh", "-c", "exec " NELKACTL " sampleadd > " + file()}, environment());
+    await([waiting = "-> POSIX  ADVISORY  WRITE " + std::to_string(program.pid()) + " "] {
+        return contents("/proc/locks").find(waiting) != std::string::npos;
+    });
+    program.signal(SIGINT);
+    const Finished finished = program.finish();
+    EXPECT_EQ(finished.status, 5) << finished;
+    EXPECT_EQ(contents(file()), "");
+    close(output);
 }
 
 TEST_F(Nelkactl, KnowsAnInterruptionFromATimeoutThatFollows)

@@ -37,16 +37,30 @@ public:
     const int number;
 };
 
+// Repeats a system call that a signal cut short, unless it was an interruption.
+template <typename Call>
+auto repeated(Call call)
+{
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        interruption::check();
+        result = call();
+    }
+    return result;
+}
+
+int openFile(const std::string& path, int flags)
+{
+    return repeated([&] { return open(path.c_str(), flags | O_CLOEXEC); });
+}
+
 bool writeAll(int descriptor, std::string_view bytes)
 {
     while (!bytes.empty()) {
-        const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-        if (written >= 0)
-            bytes.remove_prefix(static_cast<std::size_t>(written));
-        else if (errno == EINTR)
-            interruption::check();
-        else
+        const ssize_t written = repeated([&] { return write(descriptor, bytes.data(), bytes.size()); });
+        if (written < 0)
             return false;
+        bytes.remove_prefix(static_cast<std::size_t>(written));
     }
     return true;
 }
@@ -104,22 +118,19 @@ mode_t modeOfNewFiles()
 
 std::vector<char> readFile(const std::string& path)
 {
-    const Descriptor file(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor file(path == "-" ? STDIN_FILENO : openFile(path, O_RDONLY));
     const std::string name = path == "-" ? "standard input" : path;
     if (file.number < 0)
         fail("read", name);
     std::vector<char> bytes;
     char piece[65536];
     for (;;) {
-        const ssize_t got = read(file.number, piece, sizeof piece);
-        if (got > 0)
-            bytes.insert(bytes.end(), piece, piece + got);
-        else if (got == 0)
-            return bytes;
-        else if (errno == EINTR)
-            interruption::check();
-        else
+        const ssize_t got = repeated([&] { return read(file.number, piece, sizeof piece); });
+        if (got < 0)
             fail("read", name);
+        if (got == 0)
+            return bytes;
+        bytes.insert(bytes.end(), piece, piece + got);
     }
 }
 
@@ -129,7 +140,7 @@ void writeToStandardOutput(std::string_view bytes)
     struct flock whole = {};
     whole.l_type = F_WRLCK;
     whole.l_whence = SEEK_SET;
-    fcntl(STDOUT_FILENO, F_SETLKW, &whole);
+    repeated([&] { return fcntl(STDOUT_FILENO, F_SETLKW, &whole); });
     if (!writeAll(STDOUT_FILENO, bytes))
         fail("write", "standard output");
     whole.l_type = F_UNLCK;
@@ -154,7 +165,7 @@ void OutputFile::replace(std::string_view bytes) const
     struct stat found = {};
     const bool exists = stat(target.c_str(), &found) == 0;
     if (exists && !S_ISREG(found.st_mode)) {
-        const Descriptor device(open(target.c_str(), O_WRONLY | O_CLOEXEC));
+        const Descriptor device(openFile(target, O_WRONLY));
         if (device.number < 0 || !writeAll(device.number, bytes))
             fail("write", target);
         return;
