@@ -1,11 +1,13 @@
-// What each operation leaves on the heap after every kind of end: nothing, but for the replies that two of them keep on
-// purpose, and for what xmlrpc-c loses of an argument list that is no array.
+// What is left on the heap: by each operation after every kind of end nothing, but for the replies that two of them
+// keep on purpose, and for what xmlrpc-c loses of an argument list that is no array; by a table and a server nothing.
 //
 // The heap is measured where it can be. Valgrind and LeakSanitizer, which take its place, watch the same calls.
 #include <atomic>
 #include <functional>
 #include <iostream>
 #include <sstream>
+
+#include <nelkanet/xmlrpcserver.h>
 
 #include "support/fixture.h"
 #include "support/operations.h"
@@ -92,8 +94,21 @@ bool heapIsMeasured()
     return heapInUse() > before;
 }
 
-// Ends of a call
-// -------------------------------------------------------------------------------------------------------
+constexpr int warmUp = 5;
+constexpr int runs = 10;
+
+// By how much the heap grows over the runs that follow the first ones.
+long growth(const std::function<void()>& action)
+{
+    for (int i = 0; i < warmUp; ++i)
+        action();
+    const std::size_t before = heapInUse();
+    for (int i = 0; i < runs; ++i)
+        action();
+    return static_cast<long>(heapInUse()) - static_cast<long>(before);
+}
+
+// Ends of a call -----------------------------------------------------------------------------------------------------
 
 constexpr int refusal = -3;
 
@@ -128,9 +143,6 @@ std::vector<End> endsOf(const Operation& operation)
 
 class Leaks : public ClientTest {
 protected:
-    static constexpr int calls = 10;
-    static constexpr int warmUp = 5;
-
     XmlrpcSpy spy;
 
     /// Whether the operation keeps the reply of this call, by what is said of it.
@@ -152,23 +164,12 @@ protected:
                    : operation.kept == Kept::whenRefused && client.getFault() == refusal;
     }
 
-    /// By how much the heap grows in each of many runs.
-    static long growth(const std::function<void()>& action)
-    {
-        for (int i = 0; i < warmUp; ++i)
-            action();
-        const std::size_t before = heapInUse();
-        for (int i = 0; i < calls; ++i)
-            action();
-        return (static_cast<long>(heapInUse()) - static_cast<long>(before)) / calls;
-    }
-
     std::vector<xmlrpc_value*> keptReplies;
 
-    /// By how much it grows in each of many calls that keep their replies.
+    /// By how much it grows over calls that keep their replies.
     long growthByCalls(const Operation& operation)
     {
-        keptReplies.reserve(calls + warmUp);
+        keptReplies.reserve(warmUp + runs);
         return growth([&] {
             call(operation, ampleTimeout);
             if (xmlrpc_value* const reply = spy.keptResult())
@@ -180,7 +181,7 @@ protected:
     {
         const std::string body = xml::response(xml::array(values));
         std::vector<xmlrpc_value*> replies;
-        replies.reserve(calls + warmUp);
+        replies.reserve(warmUp + runs);
         xmlrpc_env env;
         xmlrpc_env_init(&env);
         const long grown = growth([&] {
@@ -201,7 +202,7 @@ protected:
     {
         slave.play({replyArray(values)});
         const long grown = growthByCalls(operation(name));
-        EXPECT_EQ(keptReplies.size(), std::size_t{calls + warmUp});
+        EXPECT_EQ(keptReplies.size(), std::size_t{warmUp + runs});
         if (heapIsMeasured()) {
             EXPECT_EQ(grown, growthByReplies(values));
             EXPECT_GT(grown, 0);
@@ -252,6 +253,44 @@ TEST_F(Leaks, OfADeletionAreWhatXmlrpcCLosesOfItsArgument)
     if (heapIsMeasured()) {
         EXPECT_GT(byXmlrpcC, 0);
     }
+}
+
+// Tables and servers -------------------------------------------------------------------------------------------------
+
+TEST(TableMemory, IsGivenBackWithTheTableWhateverItsCellsHold)
+{
+    EXPECT_EQ(growth([] {
+                  xmlrpc_env env;
+                  xmlrpc_env_init(&env);
+                  xmlrpc_value* const table = xmlrpc_build_value(&env, "((ssssss)(iIbds6))", "i4", "i8", "boolean",
+                                                                 "double", "string", "base64", 1, xmlrpc_int64{1},
+                                                                 xmlrpc_bool{1}, 1.5, "text", "bytes", std::size_t{5});
+                  nelkadb::ResultSet set;
+                  set.fill(env, table);
+                  EXPECT_FALSE(env.fault_occurred);
+                  xmlrpc_DECREF(table);
+                  xmlrpc_env_clean(&env);
+              }),
+              0);
+}
+
+TEST(ServerMemory, IsGivenBackWithTheServer)
+{
+    EXPECT_EQ(growth([] {
+                  nelka::XmlrpcServer server;
+                  server.Start("", 0);
+                  EXPECT_TRUE(server.listening());
+              }),
+              0);
+}
+
+TEST(ServerMemory, DoesNotGrowWithStartsThatFail)
+{
+    nelka::XmlrpcServer holder;
+    holder.Start("", 0);
+    nelka::XmlrpcServer server;
+    EXPECT_EQ(growth([&server, taken = ownListeningPort()] { server.Start("", taken); }), 0);
+    EXPECT_FALSE(server.listening());
 }
 
 } // namespace

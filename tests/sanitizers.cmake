@@ -1,4 +1,4 @@
-nelka_test(leaks SOURCES leaks.cpp support/xmlrpcspy.cpp)
+nelka_test(leaks)
 if(CMAKE_CXX_FLAGS MATCHES "-fsanitize")
   target_compile_definitions(test_leaks PRIVATE SANITIZED)
 endif()

@@ -153,8 +153,7 @@ bool isOurs(std::string_view place)
     return place.starts_with("libnelka");
 }
 
-// One call, in its process
-// ----------------------------------------------------------------------------------------------
+// One call, in its process --------------------------------------------------------------------------------------------
 
 constexpr std::size_t placeSize = 128;
 
