@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "support/blocks.h"
+#include "support/decoding.h"
 #include "support/descriptors.h"
 #include "support/fixture.h"
 #include "support/operations.h"
@@ -26,125 +27,6 @@ template <typename Parameter>
 std::string nameOf(const ::testing::TestParamInfo<Parameter>& parameter)
 {
     return parameter.param.name;
-}
-
-// Replies --------------------------------------------------------------------------------------------------------
-
-struct Element {
-    char type; // as in a shape; anything else fits no shape
-    std::string xml;
-};
-
-struct Reply {
-    std::vector<Element> elements;
-    bool isArray = true;
-
-    std::string body() const
-    {
-        std::vector<std::string> values;
-        for (const Element& element : elements)
-            values.push_back(element.xml);
-        return xml::response(isArray ? xml::array(values) : values.at(0));
-    }
-};
-
-Reply goodReply(const Operation& operation, int status = 0)
-{
-    Reply reply;
-    const std::vector<std::string> values = operation.sampleReply(status);
-    const std::string types = operation.types();
-    for (std::size_t i = 0; i < values.size(); ++i)
-        reply.elements.push_back({types[i], values[i]});
-    return reply;
-}
-
-Reply scalar(Element element)
-{
-    return {{std::move(element)}, false};
-}
-
-// What becomes of a reply, by the rules of decoding ------------------------------------------------------------------
-
-struct Decoding {
-    std::string shape;
-    std::size_t decoded = 0; // elements, from the first
-    int code = 0;
-
-    bool failed() const { return code != 0; }
-    bool holds(char type) const { return shape.find(type) != std::string::npos; }
-};
-
-Decoding decodingOf(const Operation& operation, const Reply& reply)
-{
-    const bool sized = !operation.shortReply.empty();
-    if (!reply.isArray)
-        return {sized ? "" : operation.reply, 0, -501};
-    const bool brief = sized && reply.elements.size() == 1;
-    Decoding decoding{brief ? operation.shortReply : operation.reply};
-    const std::string types = brief ? "i" : operation.types();
-    if (reply.elements.size() < types.size()) {
-        decoding.code = -502;
-        return decoding;
-    }
-    for (const char type : types) {
-        if (reply.elements[decoding.decoded].type != type) {
-            decoding.code = -501;
-            return decoding;
-        }
-        ++decoding.decoded;
-    }
-    return decoding;
-}
-
-std::string valueOf(const Element& element)
-{
-    const std::size_t begin = element.xml.find('>', element.xml.find('>') + 1) + 1;
-    return element.xml.substr(begin, element.xml.find('<', begin) - begin);
-}
-
-int statusIn(const Operation& operation, const Reply& reply, const Decoding& decoding)
-{
-    return decoding.decoded > operation.statusAt ? std::stoi(valueOf(reply.elements[operation.statusAt])) : 0;
-}
-
-std::vector<std::string> outputsAfter(const Operation& operation, const Reply& reply, const Decoding& decoding)
-{
-    const std::vector<std::string> delivered = operation.delivered(statusIn(operation, reply, decoding));
-    std::vector<std::string> outputs = operation.read(Variables());
-    const std::string types = operation.types();
-    for (std::size_t i = 0; i < outputs.size(); ++i) {
-        const Kind kind = operation.outputs[i].kind;
-        const bool whole = !decoding.failed() && decoding.shape == operation.reply;
-        bool written = whole;
-        if (kind == Kind::status)
-            written = decoding.decoded > operation.statusAt;
-        if (kind == Kind::integer)
-            written = decoding.decoded > types.find('i', 1);
-        if (written)
-            outputs[i] = delivered[i];
-        else if (kind == Kind::block && decoding.holds('6'))
-            outputs[i].clear();
-    }
-    return outputs;
-}
-
-// Lines that single operations add once the timer is disarmed.
-std::vector<LogLine> notesOn(const Operation& operation, const Reply& reply, const Decoding& decoding)
-{
-    const std::string status = std::to_string(statusIn(operation, reply, decoding));
-    const bool whole = !decoding.failed() && decoding.shape == operation.reply;
-    std::string note;
-    if (operation.name == "generarJSONWeb" && reply.isArray)
-        note = "size " + std::to_string(reply.elements.size());
-    if (operation.name == "xmlrpc_changes" && whole)
-        note = "check_changes result " + status + ", tmp_changes : " + valueOf(reply.elements[1]);
-    if (operation.name == "getHoraModulo" && whole)
-        note = "horaActual " + valueOf(reply.elements[1]);
-    if (operation.name == "ejecutar_script")
-        note = "ejecutar_script result " + status;
-    if (operation.name == "rdFicheroTablasSI" && decoding.holds('6'))
-        note = decoding.failed() ? "longitud 0" : "longitud 6";
-    return note.empty() ? std::vector<LogLine>{} : std::vector<LogLine>{{LOG_DEBUG, note}};
 }
 
 // Faults -----------------------------------------------------------------------------------------------------------
@@ -188,37 +70,9 @@ Fault replying(const std::string& name, std::function<std::vector<Reply>(const O
     return fault;
 }
 
-const std::vector<Element> anyElements{{'i', xml::i4(5)},       {'I', xml::i8(6)},     {'b', xml::boolean(true)},
-                                       {'d', xml::real("1.5")}, {'s', xml::text("x")}, {'6', xml::base64("y")},
-                                       {'n', xml::nil()},       {'A', xml::array({})}, {'S', xml::structure({})}};
-
 std::vector<Reply> good(const Operation& operation)
 {
     return {goodReply(operation)};
-}
-
-std::vector<Reply> wrongTypes(const Operation& operation)
-{
-    std::vector<Reply> all;
-    for (std::size_t place = 0; place < operation.types().size(); ++place) {
-        for (const Element& element : anyElements) {
-            Reply reply = goodReply(operation, 3);
-            if (reply.elements[place].type == element.type)
-                continue;
-            reply.elements[place] = element;
-            all.push_back(std::move(reply));
-        }
-    }
-    return all;
-}
-
-std::vector<Reply> missingElements(const Operation& operation)
-{
-    std::vector<Reply> all;
-    const Reply whole = goodReply(operation, 3);
-    for (std::size_t size = 1; size < whole.elements.size(); ++size)
-        all.push_back({{whole.elements.begin(), whole.elements.begin() + static_cast<std::ptrdiff_t>(size)}});
-    return all;
 }
 
 std::vector<Reply> with(const Operation& operation, std::vector<Element> extra)
@@ -316,14 +170,7 @@ std::vector<Fault> faults()
         transport("FaultWithANegativeCode", -77, replyFault(-77, "no")),
         transport("FaultWithAPositiveCode", 77, replyFault(77, "no")),
         transport("FaultWithCode0", 0, replyFault(0, "no")),
-        replying("ScalarForTheArray",
-                 [](const Operation&) {
-                     std::vector<Reply> all;
-                     for (const Element& element : anyElements)
-                         if (element.type != 'A')
-                             all.push_back(scalar(element));
-                     return all;
-                 }),
+        replying("ScalarForTheArray", [](const Operation&) { return scalars(); }),
         replying("EmptyArray", [](const Operation&) { return std::vector<Reply>{{}}; }),
         replying("TextForTheStatusAlone",
                  [](const Operation&) {
@@ -331,10 +178,7 @@ std::vector<Fault> faults()
                  }),
         replying("MissingElements", missingElements),
         replying("WrongTypeAtEachPlace", wrongTypes),
-        replying("MoreElements",
-                 [](const Operation& operation) {
-                     return with(operation, {anyElements.begin(), anyElements.end()});
-                 }),
+        replying("MoreElements", [](const Operation& operation) { return with(operation, anyElements()); }),
         replying("Refusals",
                  [](const Operation& operation) {
                      return std::vector<Reply>{goodReply(operation, 3), goodReply(operation, -3)};
@@ -395,27 +239,21 @@ protected:
     void expectReply(const Operation& operation, nelka::XmlrpcClient& target, const Reply& reply)
     {
         SCOPED_TRACE(reply.body().substr(0, 2000));
-        const Decoding decoding = decodingOf(operation, reply);
-        const int status = statusIn(operation, reply, decoding);
-        const bool throws = decoding.failed() && decoding.holds('s');
-        const bool refused = !decoding.failed() && operation.refuses(status);
-
+        const Decoding expected = decodingOf(operation, reply);
         slave.play({GetParam().wrap(reply.body())});
         const Outcome outcome = run(operation, target, ampleTimeout);
 
+        const std::string message = operation.message(ampleTimeout);
         std::vector<LogLine> rest{disarmed()};
-        const std::vector<LogLine> notes = notesOn(operation, reply, decoding);
-        rest.insert(rest.end(), notes.begin(), notes.end());
-        if (operation.name == "sampleadd" && !decoding.failed())
-            rest.push_back({LOG_INFO, "Resultado " + std::to_string(status) + "\n"});
-        if (decoding.failed() && !throws)
-            rest.insert(rest.end(), {faultLine(target, operation.message(ampleTimeout)), place()});
-        if (refused)
-            rest.insert(rest.end(), {refusedLine(operation.message(ampleTimeout), status), place()});
+        rest.insert(rest.end(), expected.notes.begin(), expected.notes.end());
+        if (expected.failed)
+            rest.insert(rest.end(), {faultLine(target, message), place()});
+        if (expected.refused)
+            rest.insert(rest.end(), {refusedLine(message, expected.fault), place()});
 
-        EXPECT_EQ(outcome.thrown, throws);
-        EXPECT_EQ(target.getFault(), throws ? 0 : decoding.failed() ? decoding.code : refused ? status : 0);
-        EXPECT_EQ(operation.read(outcome.variables), outputsAfter(operation, reply, decoding));
+        EXPECT_EQ(outcome.thrown, expected.throws);
+        EXPECT_EQ(target.getFault(), expected.fault);
+        EXPECT_EQ(operation.read(outcome.variables), expected.outputs);
         expectLines(operation, ampleTimeout, rest);
         EXPECT_EQ(timerLeft(), 0s);
     }

@@ -5,15 +5,14 @@
 // A family's file adds what is peculiar to each operation.
 #pragma once
 
-#include <algorithm>
 #include <climits>
-#include <cstdint>
 #include <locale>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "decoding.h"
 #include "fixture.h"
 #include "operations.h"
 #include "signals.h"
@@ -71,48 +70,9 @@ protected:
     }
 };
 
-/// A reply, and how far it can be decoded.
-struct Answer {
-    static constexpr std::size_t noArray = SIZE_MAX;
-
-    std::size_t size;    ///< its elements
-    std::size_t decoded; ///< how many of the leading ones are decoded
-    int status;          ///< the slave's; 0 when it is not decoded
-};
-
-/// The lines that an operation writes of its own, once the timer is disarmed and before any error is reported.
-inline std::vector<LogLine> notes(const Operation& operation, const Answer& answer)
-{
-    const auto note = [](const std::string& text) { return std::vector<LogLine>{{LOG_DEBUG, text}}; };
-    const bool whole = answer.decoded == 2;
-    if (operation.name == "xmlrpc_changes" && whole)
-        return note("check_changes result " + std::to_string(answer.status)
-                    + ", tmp_changes : " + operation.delivered(answer.status).front());
-    if (operation.name == "getHoraModulo" && whole)
-        return note("horaActual " + operation.delivered(answer.status).front());
-    if (operation.name == "ejecutar_script")
-        return note("ejecutar_script result " + std::to_string(answer.status));
-    if (answer.size == Answer::noArray)
-        return {};
-    if (operation.name == "generarJSONWeb")
-        return note("size " + std::to_string(answer.size));
-    if (operation.name == "rdFicheroTablasSI" && answer.size != 1)
-        return note("longitud " + std::to_string(whole ? operation.delivered(answer.status).front().size() : 0));
-    return {};
-}
-
 class RemoteOperation : public FamilyTest, public ::testing::WithParamInterface<Operation> {
 protected:
-    struct WrongReply {
-        std::string value;
-        Answer answer;
-        int code;
-        bool raises; ///< for want of a text
-    };
-
     const Operation& operation = GetParam();
-    const std::string shape = operation.types();
-    const bool hasShortForm = !operation.shortReply.empty();
     const std::string message = operation.message(ampleTimeout);
     const std::vector<std::string> presets = operation.read({});
 
@@ -136,38 +96,23 @@ protected:
         return operation.read(variables);
     }
 
-    /// The outputs after an answer: what was decoded straight into them, and what is copied to them.
-    std::vector<std::string> outputsAfter(const Answer& answer) const
+    void expectAnswer(const Reply& reply)
     {
-        const std::vector<std::string> delivered = operation.delivered(answer.status);
-        const bool whole = answer.decoded == shape.size();
-        const bool longForm = answer.size != Answer::noArray && !(hasShortForm && answer.size == 1);
-        std::vector<std::string> expected = presets;
-        for (std::size_t i = 0; i < expected.size(); ++i) {
-            const Kind kind = operation.outputs[i].kind;
-            if (whole || (kind == Kind::status && answer.decoded > operation.statusAt)
-                || (kind == Kind::integer && answer.decoded > shape.rfind('i')))
-                expected[i] = delivered[i];
-            else if (kind == Kind::block && longForm)
-                expected[i].clear();
-        }
-        return expected;
-    }
-
-    void expectDelivery(const std::vector<std::string>& values, int status)
-    {
-        SCOPED_TRACE(xml::array(values));
-        const Answer answer{values.size(), std::min(values.size(), shape.size()), status};
-        const bool refused = operation.refuses(status);
-        std::vector<LogLine> rest = notes(operation, answer);
-        if (refused)
-            rest.insert(rest.end(), {refusedLine(message, status), place()});
-
-        EXPECT_EQ(callWith(replyArray(values)), outputsAfter(answer));
-        EXPECT_EQ(client.getFault(), refused ? status : 0);
+        SCOPED_TRACE(reply.body());
+        const Decoding expected = decodingOf(operation, reply);
+        EXPECT_EQ(callWith(ok(reply.body())), expected.outputs);
+        EXPECT_EQ(raised, expected.throws);
+        std::vector<LogLine> rest = expected.notes;
+        if (expected.failed)
+            rest.insert(rest.end(), {faultLine(message), place()});
+        if (expected.refused)
+            rest.insert(rest.end(), {refusedLine(message, expected.fault), place()});
+        EXPECT_EQ(client.getFault(), expected.fault);
         EXPECT_EQ(log.linesWithoutNumbers(), replied(message, rest));
         EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
-        EXPECT_EQ(released, refused && operation.kept == Kept::whenRefused ? 0 : 1);
+        const bool kept = (expected.refused && operation.kept == Kept::whenRefused)
+                          || (expected.throws && operation.kept == Kept::whenThrowing);
+        EXPECT_EQ(released, kept ? 0 : 1);
     }
 
     void expectFailure(int code, const std::vector<LogLine>& lines)
@@ -192,37 +137,18 @@ protected:
                 {replyFault(0, "agotado"), 0}};
     }
 
-    /// Every type that does not belong at each place, every length too short, and all that is no array.
-    std::vector<WrongReply> wrongReplies() const
+    std::vector<Reply> wrongReplies() const
     {
-        static const std::vector<std::pair<char, std::string>> values{
-            {'i', xml::i4(5)},       {'I', xml::i8(6)},        {'b', xml::boolean(true)},
-            {'d', xml::real("1.5")}, {'s', xml::text("otro")}, {'6', xml::base64("otro")},
-            {'n', xml::nil()},       {'A', xml::array({})},    {'S', xml::structure({{"a", xml::i4(1)}})}};
-        constexpr int status = 3;
-        const std::vector<std::string> good = operation.sampleReply(status);
-
-        std::vector<WrongReply> all;
-        for (const auto& [type, value] : values) {
-            for (std::size_t at = 0; at < shape.size(); ++at) {
-                std::vector<std::string> elements = good;
-                elements[at] = value;
-                if (type != shape[at])
-                    all.push_back({xml::array(elements),
-                                   {elements.size(), at, at > operation.statusAt ? status : 0},
-                                   -501,
-                                   operation.throwsWithoutText()});
-            }
-            if (hasShortForm && type != 'i')
-                all.push_back({xml::array({value}), {1, 0, 0}, -501, false});
-            if (type != 'A')
-                all.push_back({value, {Answer::noArray, 0, 0}, -501, operation.throwsWithoutText() && !hasShortForm});
-        }
-        for (std::vector<std::string> elements = good; !elements.empty();) {
-            elements.pop_back();
-            if (elements.size() != 1 || !hasShortForm)
-                all.push_back({xml::array(elements), {elements.size(), 0, 0}, -502, operation.throwsWithoutText()});
-        }
+        std::vector<Reply> all = scalars();
+        for (const std::vector<Reply>& more : {wrongTypes(operation), missingElements(operation)})
+            all.insert(all.end(), more.begin(), more.end());
+        for (const Element& element : anyElements())
+            all.push_back({{element}});
+        // A status alone is right for some.
+        std::erase_if(all, [&](const Reply& reply) {
+            const Decoding decoding = decodingOf(operation, reply);
+            return !decoding.failed && !decoding.throws;
+        });
         return all;
     }
 };
@@ -239,49 +165,33 @@ TEST_P(RemoteOperation, SendsWhatAnotherDecoderReadsBack)
 TEST_P(RemoteOperation, DeliversAReplyWhateverItsStatus)
 {
     for (const int status : {0, 1, -1, INT_MAX, INT_MIN})
-        expectDelivery(operation.sampleReply(status), status);
+        expectAnswer(goodReply(operation, status));
 }
 
 TEST_P(RemoteOperation, IgnoresWhatFollowsInTheReply)
 {
-    std::vector<std::string> values = operation.sampleReply(0);
-    values.insert(values.end(), {xml::text("x"), xml::i4(5)});
-    expectDelivery(values, 0);
+    Reply reply = goodReply(operation);
+    reply.elements.insert(reply.elements.end(), {{'s', xml::text("x")}, {'i', xml::i4(5)}});
+    expectAnswer(reply);
 }
 
 TEST_P(RemoteOperation, TakesAStatusAloneOnlyWhereThatIsAReply)
 {
-    for (const int status : {0, 3, -3}) {
-        if (hasShortForm || shape == "i") {
-            expectDelivery({xml::i4(status)}, status);
-        } else {
-            EXPECT_EQ(callWith(replyArray({xml::i4(status)})), presets);
-            EXPECT_EQ(raised, operation.throwsWithoutText());
-            EXPECT_EQ(client.getFault(), raised ? 0 : -502);
-        }
-    }
+    for (const int status : {0, 3, -3})
+        expectAnswer({{{'i', xml::i4(status)}}, status});
 }
 
 TEST_P(RemoteOperation, ReportsAWrongReplyOrRaisesForWantOfAText)
 {
-    for (const WrongReply& wrong : wrongReplies()) {
-        SCOPED_TRACE(wrong.value);
-        EXPECT_EQ(callWith(reply(wrong.value)), outputsAfter(wrong.answer));
-        EXPECT_EQ(raised, wrong.raises);
-        std::vector<LogLine> rest = notes(operation, wrong.answer);
-        if (!wrong.raises)
-            rest.insert(rest.end(), {faultLine(message), place()});
-        expectFailure(wrong.raises ? 0 : wrong.code, replied(message, rest));
-        EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
-        EXPECT_EQ(released, wrong.raises && operation.kept == Kept::whenThrowing ? 0 : 1);
-    }
+    for (const Reply& wrong : wrongReplies())
+        expectAnswer(wrong);
 }
 
 TEST_P(RemoteOperation, WorksAfterEachWrongReply)
 {
-    for (const WrongReply& wrong : wrongReplies()) {
-        SCOPED_TRACE(wrong.value);
-        callWith(reply(wrong.value));
+    for (const Reply& wrong : wrongReplies()) {
+        SCOPED_TRACE(wrong.body());
+        callWith(ok(wrong.body()));
         expectWorkingClient();
     }
 }
