@@ -377,6 +377,16 @@ TEST_F(Nelkactl, TellsAFaultResponseFromAStatusByWhereItCameFrom)
     EXPECT_EQ(answered({xml::i4(3)}, {"updateNTP"}).status, 1);
 }
 
+TEST_F(Nelkactl, StopsTheTimerOfACallThatAFaultResponseEndedWhateverItsCode)
+{
+    for (const int code : {0, 3}) {
+        slave.play({replyFault(code, "no puedo")});
+        const Finished fault = type({"updateNTP", "-v"});
+        EXPECT_EQ(fault.status, 3) << fault;
+        EXPECT_NE(fault.err.find("nelkactl: INICIO ALARMA 0\n"), std::string::npos) << fault;
+    }
+}
+
 TEST_F(Nelkactl, TellsATimeoutFromASlaveThatAnswersWithItsNumber)
 {
     EXPECT_EQ(answered({xml::i4(-505)}, {"updateNTP"}).status, 1);

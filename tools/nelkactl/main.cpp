@@ -70,7 +70,7 @@ int run(const Operation& operation, const Options& options)
     const Ending ending = perform(action, client, call);
 
     // The alarm of a call that failed is still to come; nothing that follows is to be cut short by it.
-    if (client.getFault() != 0)
+    if (ending.status != done)
         client.set_timer(0);
     interruption::forget();
     writeToStandardOutput(options.json ? json(operation.name, ending.fault, call.results()) : readable(call.results()));
