@@ -62,6 +62,21 @@ TEST_F(Nelkactl, FollowsALinkToTheFileItReplaces)
     EXPECT_EQ(contents(file()), "new");
 }
 
+TEST_F(Nelkactl, FollowsALinkToTheFileItMakes)
+{
+    namespace fs = std::filesystem;
+    const fs::path link = folder / "link";
+    fs::create_symlink("second", link);
+    fs::create_symlink(file(), folder / "second");
+    for (const char* block : {"first", "new"}) {
+        EXPECT_EQ(answered({xml::i4(0), xml::base64(block)}, {"RdFicheroEsclavo", "x", "0", "--output", link}).status,
+                  0);
+        EXPECT_TRUE(fs::is_symlink(link));
+        EXPECT_TRUE(fs::is_symlink(folder / "second"));
+        EXPECT_EQ(contents(file()), block);
+    }
+}
+
 TEST_F(Nelkactl, WritesToADeviceWithoutReplacingIt)
 {
     const std::filesystem::path pipe = folder / "pipe";
@@ -99,10 +114,13 @@ TEST_F(Nelkactl, SendsABlockFromStandardInput)
 TEST_F(Nelkactl, EndsWithTwoBeforeItCallsWhenAFileCannotBeUsed)
 {
     const std::string nowhere = folder / "nowhere" / "file";
+    const std::string circle = folder / "circle";
+    std::filesystem::create_symlink("circle", circle);
     for (const Words& words : {Words{"wrFicheroTablasSI", "1", "2", "--input", nowhere},
                                Words{"wrFicheroTablasSI", "1", "2", "--input", folder},
                                Words{"RdFicheroEsclavo", "x", "1", "--output", nowhere},
                                Words{"RdFicheroEsclavo", "x", "1", "--output", folder},
+                               Words{"RdFicheroEsclavo", "x", "1", "--output", circle},
                                Words{"RdFicheroEsclavo", "x", "1", "--output", ""}}) {
         const Finished finished = type(words);
         EXPECT_EQ(finished.status, 2) << finished;

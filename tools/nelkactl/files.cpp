@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <memory>
+#include <system_error>
 #include <utility>
 
 #include <fcntl.h>
@@ -13,6 +13,8 @@
 
 #include "failure.h"
 #include "interruption.h"
+
+namespace fs = std::filesystem;
 
 namespace nelkactl {
 
@@ -88,6 +90,17 @@ private:
     bool renamed = false;
 };
 
+// Where links lead, even if nothing is there yet.
+fs::path endOfLinks(fs::path path)
+{
+    constexpr int mostLinks = 40; // as the kernel has it
+    std::error_code error;
+    for (int links = 0; links < mostLinks && fs::is_symlink(path, error) && !fs::exists(path, error); ++links)
+        path = fs::absolute(path, error).parent_path() / fs::read_symlink(path, error);
+    const fs::path found = fs::canonical(path, error);
+    return error ? path : found;
+}
+
 // Whether a file can be replaced, or written to if it is none; errno says why not.
 bool writable(const std::string& path)
 {
@@ -100,10 +113,10 @@ bool writable(const std::string& path)
         const bool allowed = access(path.c_str(), W_OK) == 0;
         if (!allowed || !S_ISREG(found.st_mode))
             return allowed;
-    } else if (path.empty()) {
+    } else if (path.empty() || errno != ENOENT) {
         return false;
     }
-    const std::string folder = std::filesystem::path(path).parent_path();
+    const std::string folder = fs::path(path).parent_path();
     return access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) == 0;
 }
 
@@ -151,9 +164,7 @@ OutputFile::OutputFile(std::string path) : target(std::move(path))
 {
     if (isStandardOutput())
         return;
-    // A link stays, and leads to the new contents.
-    if (const std::unique_ptr<char, decltype(&std::free)> real(realpath(target.c_str(), nullptr), std::free); real)
-        target = real.get();
+    target = endOfLinks(target); // links stay, and lead to the new contents
     if (!writable(target))
         fail("write", target.empty() ? "''" : target);
 }
