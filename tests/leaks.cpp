@@ -4,12 +4,11 @@
 // The heap is measured where it can be. Valgrind and LeakSanitizer, which take its place, watch the same calls.
 #include <atomic>
 #include <functional>
-#include <iostream>
-#include <sstream>
 
 #include <nelkanet/xmlrpcserver.h>
 
 #include "support/fixture.h"
+#include "support/mutedoutput.h"
 #include "support/operations.h"
 #include "support/xmlrpcspy.h"
 
@@ -148,8 +147,7 @@ protected:
     /// Whether the operation keeps the reply of this call, by what is said of it.
     bool call(const Operation& operation, int timeout)
     {
-        std::ostringstream printed; // by the probe
-        std::streambuf* const standardOutput = std::cout.rdbuf(printed.rdbuf());
+        const MutedOutput muted;
         Variables variables;
         bool threw = false;
         try {
@@ -157,7 +155,6 @@ protected:
         } catch (const std::logic_error&) {
             threw = true;
         }
-        std::cout.rdbuf(standardOutput);
         log.clear();
         return operation.kept == Kept::whenThrowing
                    ? threw

@@ -1,12 +1,12 @@
 #include <algorithm>
 #include <array>
-#include <locale>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "support/fixture.h"
+#include "support/groupinglocale.h"
 #include "support/signals.h"
 #include "support/xmlrpcspy.h"
 
@@ -101,26 +101,9 @@ TEST_F(Lifecycle, TheUrlHoldsHostAndPortAsTheyWereGiven)
     }
 }
 
-// 8080 becomes 8.080 where a number is written in this locale.
-class Grouping : public std::numpunct<char> {
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
-class GlobalLocale {
-public:
-    explicit GlobalLocale(const std::locale& locale) : former(std::locale::global(locale)) {}
-    ~GlobalLocale() { std::locale::global(former); }
-    GlobalLocale(const GlobalLocale&) = delete;
-    GlobalLocale& operator=(const GlobalLocale&) = delete;
-
-private:
-    const std::locale former;
-};
-
 TEST_F(Lifecycle, TheUrlIsFreeOfTheGlobalLocalesGrouping)
 {
-    const GlobalLocale grouping(std::locale(std::locale::classic(), new Grouping));
+    const GroupingLocale grouping;
     XmlrpcClient remote("10.0.0.5", 8080, "eth0", "app", "1.0");
     EXPECT_EQ(remote.init(), 0);
     EXPECT_EQ(log.lines().at(0), urlLine("http://10.0.0.5:8080/RPC2"));

@@ -12,6 +12,7 @@
 #include "support/decoding.h"
 #include "support/descriptors.h"
 #include "support/fixture.h"
+#include "support/mutedoutput.h"
 #include "support/operations.h"
 #include "support/signals.h"
 
@@ -206,15 +207,13 @@ protected:
     Outcome run(const Operation& operation, nelka::XmlrpcClient& target, int timeout)
     {
         Outcome outcome;
-        std::ostringstream printed; // by the probe
-        std::streambuf* const standardOutput = std::cout.rdbuf(printed.rdbuf());
+        const MutedOutput muted;
         log.clear();
         try {
             operation.call(target, outcome.variables, timeout);
         } catch (const std::logic_error&) {
             outcome.thrown = true;
         }
-        std::cout.rdbuf(standardOutput);
         return outcome;
     }
 

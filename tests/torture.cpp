@@ -12,7 +12,6 @@
 #include <memory>
 #include <new>
 #include <set>
-#include <streambuf>
 #include <string_view>
 
 #include <dlfcn.h>
@@ -22,6 +21,7 @@
 
 #include "support/child.h"
 #include "support/fixture.h"
+#include "support/mutedoutput.h"
 #include "support/operations.h"
 #include "support/signals.h"
 #include "support/xmlrpcspy.h"
@@ -278,10 +278,7 @@ protected:
 
     void operate(const Operation& operation, long first)
     {
-        struct : std::streambuf {
-            int overflow(int c) override { return c; }
-        } nowhere; // for what the probe prints
-        std::cout.rdbuf(&nowhere);
+        const MutedOutput muted;
         XmlrpcSpy spy;
         if (client.init() != 0)
             complain("not initialised");

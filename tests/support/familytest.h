@@ -6,7 +6,6 @@
 #pragma once
 
 #include <climits>
-#include <locale>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -14,6 +13,7 @@
 
 #include "decoding.h"
 #include "fixture.h"
+#include "groupinglocale.h"
 #include "operations.h"
 #include "signals.h"
 #include "xmlrpcspy.h"
@@ -216,13 +216,8 @@ TEST_P(RemoteOperation, LogsTheTextAndTheCodeOfAFaultResponse)
 
 TEST_P(RemoteOperation, WritesItsNumbersWithoutTheGroupingOfTheGlobalLocale)
 {
-    struct Grouped : std::numpunct<char> {
-        char do_thousands_sep() const override { return '.'; }
-        std::string do_grouping() const override { return "\1"; }
-    };
-    const std::locale before = std::locale::global(std::locale(std::locale(), new Grouped));
+    const GroupingLocale grouping;
     callWith(replyArray(operation.sampleReply(0)));
-    std::locale::global(before);
     EXPECT_EQ(log.lines().at(0), debug(message));
 }
 

@@ -1,0 +1,23 @@
+// Standard output that is dropped.
+#pragma once
+
+#include <iostream>
+#include <streambuf>
+
+namespace support {
+
+/// For its life, what goes to std::cout goes nowhere: the probe prints its answers there.
+class MutedOutput : std::streambuf {
+public:
+    MutedOutput() : former(std::cout.rdbuf(this)) {}
+    ~MutedOutput() override { std::cout.rdbuf(former); }
+    MutedOutput(const MutedOutput&) = delete;
+    MutedOutput& operator=(const MutedOutput&) = delete;
+
+private:
+    int overflow(int c) override { return traits_type::not_eof(c); }
+
+    std::streambuf* const former;
+};
+
+} // namespace support
