@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <csignal>
 #include <functional>
-#include <iostream>
-#include <sstream>
 
 #include <unistd.h>
 
