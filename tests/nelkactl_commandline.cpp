@@ -101,7 +101,7 @@ TEST_F(Nelkactl, RefusesACommandLineThatMeansNothing)
         {"initInputScan", "1", "2", "256"},
         {"initInputScan", "1", "2", "-1"},
         {"changeFPGASOC", "-1"},
-        {"changeFPGASOC", "18446744073709551616"},
+        {"changeFPGASOC", "4294967296"},
         {"sintonizarCanalTerr", "1", "2"},
         {"sintonizarCanalTerr", "1", "yes"},
         {"sintonizarCanalTerr", "1", "1", "--frecuencia", "4294967296"},

@@ -1,6 +1,7 @@
 #include "operations.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iostream>
 #include <sstream>
 #include <tuple>
@@ -267,8 +268,8 @@ std::vector<Operation> everyOperation()
                       call.output("soc", soc);
                   }),
         operation("changeFPGASOC", {{"SOC", "the new identifier"}}, "status",
-                  "Changes the slave's FPGA SOC identifier. The slave receives the low 32 bits.",
-                  [](Call& call, unsigned long soc) {
+                  "Changes the slave's FPGA SOC identifier.",
+                  [](Call& call, std::uint32_t soc) {
                       int status = 0;
                       call.client.changeFPGASOC(soc, status, call.timeout);
                       call.output("status", status);
