@@ -1,5 +1,6 @@
 // nelkactl: what it takes, and what it tells.
 #include <algorithm>
+#include <cctype>
 #include <set>
 #include <sstream>
 #include <string>
@@ -150,12 +151,24 @@ TEST_F(Nelkactl, HelpFitsAScreenAndNamesTheExitStatuses)
         EXPECT_NE(finished.out.find(status), std::string::npos) << status;
 }
 
-TEST_F(Nelkactl, ManPageAndCompletionNameEveryOperationAndOption)
+// Whether a text has a name as a word, not only as a part of one.
+bool names(const std::string& text, const std::string& name)
+{
+    const auto inWord = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '-'; };
+    for (std::size_t at = text.find(name); at != std::string::npos; at = text.find(name, at + 1))
+        if ((at == 0 || !inWord(text[at - 1])) && !inWord(text[at + name.size()]))
+            return true;
+    return false;
+}
+
+TEST_F(Nelkactl, HelpManPageAndCompletionNameEveryOperationAndOption)
 {
     const std::string help = type({"--help"}).out;
-    Words names = operationsNamedIn(help);
-    std::set<std::string> options{"--json", "--trace", "--help", "--version", "-H", "-p", "-t", "-d", "-v"};
-    for (const std::string& name : names) {
+    Words all = operationsNamedIn(help);
+    std::set<std::string> options{"-H", "-p", "-t", "-d", "--json", "-v", "--trace", "-h", "--help", "--version"};
+    for (const std::string& option : options)
+        EXPECT_TRUE(names(help, option)) << option;
+    for (const std::string& name : all) {
         std::istringstream words(type({name, "--help"}).out);
         for (std::string word; words >> word;)
             if (word.starts_with("--"))
@@ -164,10 +177,10 @@ TEST_F(Nelkactl, ManPageAndCompletionNameEveryOperationAndOption)
     std::string page = contents(MAN_PAGE);
     page.erase(std::remove(page.begin(), page.end(), '\\'), page.end());
     const std::string completion = contents(COMPLETION);
-    names.insert(names.end(), options.begin(), options.end());
-    for (const std::string& name : names) {
-        EXPECT_NE(page.find(name), std::string::npos) << name;
-        EXPECT_NE(completion.find(name), std::string::npos) << name;
+    all.insert(all.end(), options.begin(), options.end());
+    for (const std::string& name : all) {
+        EXPECT_TRUE(names(page, name)) << name;
+        EXPECT_TRUE(names(completion, name)) << name;
     }
 }
 

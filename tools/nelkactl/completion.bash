@@ -7,7 +7,7 @@ _nelkactl()
         setRefrescoWeb updateNTP ejecutar_script sintonizarCanalTerr sintonizarCanalSat initInputScan statusInputScan
         getScanReport cancelInputScan scan getFPGASOC changeFPGASOC generarJSONWeb DlFicheroEsclavo RdFicheroEsclavo
         wrFicheroTablasSI configureSAPServer rdFicheroTablasSI rdFicheroResumen"
-    local options="-H -p -t -d --json -v --trace --help --version"
+    local options="-H -p -t -d --json -v --trace -h --help --version"
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     # Bash makes a word of the "=" in --option=value.
     if [ "$previous" = "=" ]; then

@@ -51,7 +51,7 @@ std::string generalHelp()
            "  --json     the result as one line of JSON\n"
            "  -v         all of the library's log on standard error, not the errors only\n"
            "  --trace    the XML that travels, on standard error\n"
-           "  --version  the version; --help: this\n"
+           "  -h, --help this; --version: the version\n"
            "A text that begins with '-', other than a negative number, goes behind --.\n"
            "Operations:\n"
            + namesOfOperations()
