@@ -19,6 +19,12 @@ int drawn()
     return static_cast<int>(std::random_device()());
 }
 
+// Fault state -505 without a signal is a status, or a fault response, of the slave's own choice.
+bool cutShort(const nelka::XmlrpcClient& client)
+{
+    return client.getFault() == XMLRPC_TIMEOUT_ERROR && (interruption::seen() || interruption::alarmSeen());
+}
+
 } // namespace
 
 Number::Number() : preset(drawn()), value(preset) {}
@@ -37,12 +43,6 @@ Table::Table()
 bool Table::written() const
 {
     return value.columnCount() == 0 || value.columnName(0) != Text::preset;
-}
-
-// Fault state -505 without a signal is a status, or a fault response, of the slave's own choice.
-static bool cutShort(const nelka::XmlrpcClient& client)
-{
-    return client.getFault() == XMLRPC_TIMEOUT_ERROR && (interruption::seen() || interruption::alarmSeen());
 }
 
 bool Call::answered() const

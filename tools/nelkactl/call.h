@@ -1,7 +1,6 @@
 // One operation's run: the client it calls, what it has brought back, and how it ended.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
