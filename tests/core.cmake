@@ -1,9 +1,9 @@
 nelka_test(probe)
-nelka_test(lifecycle SOURCES lifecycle.cpp support/xmlrpcspy.cpp)
-nelka_test(frame SOURCES frame.cpp support/xmlrpcspy.cpp)
-nelka_test(timeouts SOURCES timeouts.cpp support/xmlrpcspy.cpp)
+nelka_test(lifecycle)
+nelka_test(frame)
+nelka_test(timeouts)
 nelka_test(transportlimit LABEL long)
-nelka_test(threads SOURCES threads.cpp support/xmlrpcspy.cpp)
+nelka_test(threads)
 
 nelka_test(deadlines)
 target_compile_definitions(test_deadlines PRIVATE EXPIRIES=10)

@@ -4,5 +4,5 @@ nelka_test(systemlog LABEL long)
 
 # Takes the allocator's place, as the sanitizers do.
 if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
-  nelka_test(torture SOURCES torture.cpp support/xmlrpcspy.cpp)
+  nelka_test(torture)
 endif()

@@ -160,7 +160,8 @@ using support::XmlrpcWatch;
 #pragma GCC visibility push(default)
 extern "C" {
 
-void xmlrpc_env_init(xmlrpc_env* env)
+// Weak, like xmlrpc_client_call2f(): programs of tests have their own.
+[[gnu::weak]] void xmlrpc_env_init(xmlrpc_env* env)
 {
     static const auto real = next<decltype(xmlrpc_env_init)>("xmlrpc_env_init");
     real(env);
@@ -219,8 +220,8 @@ void xmlrpc_limit_set(int limit, size_t value)
     real(limit, value);
 }
 
-void xmlrpc_client_call2f(xmlrpc_env* env, xmlrpc_client* client, const char* url, const char* method,
-                          xmlrpc_value** result, const char* format, ...)
+[[gnu::weak]] void xmlrpc_client_call2f(xmlrpc_env* env, xmlrpc_client* client, const char* url, const char* method,
+                                        xmlrpc_value** result, const char* format, ...)
 {
     XmlrpcWatch::aboutToCall(*env);
     va_list values;

@@ -1,5 +1,5 @@
-// Stands between the library and xmlrpc-c: sees what the library asks of it, and makes it fail on demand. Only in the
-// programs of tests that have xmlrpcspy.cpp among their sources.
+// Stands between the library and xmlrpc-c: sees what the library asks of it, and makes it fail on demand. In every
+// program that uses it or calls one of these functions.
 #pragma once
 
 #include <cstddef>
