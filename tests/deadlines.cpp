@@ -45,7 +45,7 @@ protected:
         std::async(std::launch::async, expire).get();
 
         const std::vector<LogLine> lines = log.lines();
-        const LogLine notice{LOG_NOTICE, "SIGALRM signal received. interrupt 0"};
+        const LogLine notice = signalLine("SIGALRM");
         EXPECT_EQ(std::count(lines.begin(), lines.end(), notice), GetParam());
         std::cout << "worst of " << GetParam() << ": " << worst.count() << " us late\n";
         RecordProperty("worstMicroseconds", static_cast<int>(worst.count()));

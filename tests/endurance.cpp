@@ -232,7 +232,7 @@ TEST(Drift, DoesNotShowOverManyCallsWithFaults)
     const std::vector<Step> faults{resetAfterRequest(),
                                    ok("no"),
                                    replyFault(-7, "no"),
-                                   http("HTTP/1.1 500 No", "Content-Length: 0\r\n", ""),
+                                   serverError(),
                                    thenClose(silence()),
                                    reply(xml::i4(3)),
                                    silence()};

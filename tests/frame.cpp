@@ -195,7 +195,7 @@ const Step goodReply = replyArray({xml::i4(0), xml::text("temperatura")});
 INSTANTIATE_TEST_SUITE_P(
     Kinds, FailedTransport,
     ::testing::Values(
-        Failure{"ServerError", http("HTTP/1.1 500 Internal Server Error", "Content-Length: 0\r\n", ""), -504},
+        Failure{"ServerError", serverError(), -504},
         Failure{"NotFound", http("HTTP/1.1 404 Not Found", "Content-Length: 0\r\n", ""), -504},
         Failure{"Redirection", http("HTTP/1.1 302 Found", "Location: /RPC2\r\nContent-Length: 0\r\n", ""), -504},
         Failure{"EmptyBody", ok(""), -503}, Failure{"NoXml", ok("hello"), -503},
@@ -342,10 +342,8 @@ TEST_F(Frame, ATimeoutIsOneErrorLineAndLowersTheFlag)
     askAlarms(100);
     EXPECT_EQ(client.getFault(), -505);
     EXPECT_EQ(*spy.interruptFlag, 0);
-    EXPECT_EQ(log.linesWithoutNumbers(), (Lines{debug(alarmsMessage),
-                                                armed(100),
-                                                {LOG_NOTICE, "SIGALRM signal received. interrupt 0"},
-                                                timeoutLine(alarmsMessage)}));
+    EXPECT_EQ(log.linesWithoutNumbers(),
+              (Lines{debug(alarmsMessage), armed(100), signalLine("SIGALRM"), timeoutLine(alarmsMessage)}));
     expectOutputsUntouched();
     expectTheNextCallToSucceed();
 }
@@ -360,10 +358,8 @@ TEST_F(Frame, ACallThatSucceedsWithTheFlagRaisedIsATimeoutAndItsReplyIsReleased)
     EXPECT_EQ(spy.resultsReceived, 1);
     EXPECT_EQ(spy.resultsReleased, 1);
     EXPECT_EQ(*spy.interruptFlag, 0);
-    EXPECT_EQ(log.linesWithoutNumbers(), (Lines{debug(alarmsMessage),
-                                                armed(ampleTimeout),
-                                                {LOG_NOTICE, "SIGALRM signal received. interrupt 0"},
-                                                timeoutLine(alarmsMessage)}));
+    EXPECT_EQ(log.linesWithoutNumbers(),
+              (Lines{debug(alarmsMessage), armed(ampleTimeout), signalLine("SIGALRM"), timeoutLine(alarmsMessage)}));
     EXPECT_GT(timerLeft(), microseconds(0));
     expectOutputsUntouched();
     expectTheNextCallToSucceed();
@@ -376,10 +372,8 @@ TEST_F(Frame, ARaisedFlagComesBeforeTheTransportFault)
     askAlarms();
     spy.afterCall = nullptr;
     EXPECT_EQ(client.getFault(), -505);
-    EXPECT_EQ(log.linesWithoutNumbers(), (Lines{debug(alarmsMessage),
-                                                armed(ampleTimeout),
-                                                {LOG_NOTICE, "SIGINT signal received. interrupt 0"},
-                                                timeoutLine(alarmsMessage)}));
+    EXPECT_EQ(log.linesWithoutNumbers(),
+              (Lines{debug(alarmsMessage), armed(ampleTimeout), signalLine("SIGINT"), timeoutLine(alarmsMessage)}));
     EXPECT_EQ(*spy.interruptFlag, 0);
     expectTheNextCallToSucceed();
 }
@@ -477,11 +471,6 @@ protected:
         GetParam().make(client, spy);
         log.clear();
     }
-
-    static LogLine notReady(const std::string& message)
-    {
-        return error("ERROR en XML-RPC: mensaje : " + message + ", error : client not ready (0xfffffe0c)\n");
-    }
 };
 
 TEST_P(NotReady, EndsAnOperationWithTheInternalFault)
@@ -489,7 +478,7 @@ TEST_P(NotReady, EndsAnOperationWithTheInternalFault)
     client.setFault(7);
     askAlarms();
     EXPECT_EQ(client.getFault(), -500);
-    EXPECT_EQ(log.linesWithoutNumbers(), (Lines{debug(alarmsMessage), notReady(alarmsMessage), place()}));
+    EXPECT_EQ(log.linesWithoutNumbers(), (Lines{debug(alarmsMessage), notReadyLine(alarmsMessage), place()}));
     expectOutputsUntouched();
 }
 
@@ -499,7 +488,7 @@ TEST_P(NotReady, EndsTheProbeWithTheInternalFault)
     client.sampleadd(ampleTimeout);
     EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(client.getFault(), -500);
-    EXPECT_EQ(log.linesWithoutNumbers(), (Lines{notReady("sampleadd : host : 127.0.0.1"), place()}));
+    EXPECT_EQ(log.linesWithoutNumbers(), (Lines{notReadyLine("sampleadd : host : 127.0.0.1"), place()}));
 }
 
 TEST_P(NotReady, TouchesNoTimer)

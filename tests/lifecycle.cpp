@@ -185,7 +185,7 @@ TEST_F(Lifecycle, AfterInitTheFlagIsDownThoughASignalCameEarlier)
     EXPECT_EQ(*spy.interruptFlag, 0);
     log.clear();
     std::raise(SIGINT);
-    EXPECT_EQ(log.lines(), (std::vector<LogLine>{{LOG_NOTICE, "SIGINT signal received. interrupt 0"}}));
+    EXPECT_EQ(log.lines(), (std::vector<LogLine>{signalLine("SIGINT")}));
 }
 
 TEST_F(Lifecycle, InitLeavesTheFaultStateAlone)

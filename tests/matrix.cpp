@@ -159,7 +159,7 @@ std::vector<Fault> faults()
         transport("BadChunk", -504,
                   http("HTTP/1.1 200 OK", "Content-Type: text/xml\r\nTransfer-Encoding: chunked\r\n", "zz\r\n" + body)),
         transport("Status404", -504, answering("HTTP/1.1 404 Not Found")),
-        transport("Status500", -504, answering("HTTP/1.1 500 Internal Server Error")),
+        transport("Status500", -504, serverError()),
         transport("Status302", -504, http("HTTP/1.1 302 Found", "Location: /x\r\nContent-Length: 0\r\n", "")),
         transport("Status204", -504, http("HTTP/1.1 204 No Content", "", "")),
         transport("NoHttp", -504, thenClose(http("SSH-2.0-x", "", ""))),
@@ -230,7 +230,7 @@ protected:
     {
         log.clear();
         raise(SIGALRM);
-        EXPECT_EQ(log.lines(), (std::vector<LogLine>{{LOG_NOTICE, "SIGALRM signal received. interrupt 0"}}));
+        EXPECT_EQ(log.lines(), (std::vector<LogLine>{signalLine("SIGALRM")}));
     }
 
     void expectReply(const Operation& operation, nelka::XmlrpcClient& target, const Reply& reply)
@@ -279,10 +279,8 @@ protected:
         case Ending::timeout: {
             slave.play({fault.step});
             const Outcome outcome = run(operation, target, shortTimeout);
-            expectFailure(
-                operation, target, shortTimeout, -505,
-                {{LOG_NOTICE, "SIGALRM signal received. interrupt 0"}, timeoutLine(operation.message(shortTimeout))},
-                outcome);
+            expectFailure(operation, target, shortTimeout, -505,
+                          {signalLine("SIGALRM"), timeoutLine(operation.message(shortTimeout))}, outcome);
             EXPECT_EQ(timerLeft(), 0s);
             break;
         }
@@ -291,10 +289,8 @@ protected:
             std::future<void> user = onceAsked(slave, [] { kill(getpid(), SIGINT); });
             const Outcome outcome = run(operation, target, ampleTimeout);
             user.get();
-            expectFailure(
-                operation, target, ampleTimeout, -505,
-                {{LOG_NOTICE, "SIGINT signal received. interrupt 0"}, timeoutLine(operation.message(ampleTimeout))},
-                outcome);
+            expectFailure(operation, target, ampleTimeout, -505,
+                          {signalLine("SIGINT"), timeoutLine(operation.message(ampleTimeout))}, outcome);
             EXPECT_GT(timerLeft(), 0s);
             break;
         }
@@ -371,7 +367,7 @@ TEST_P(Sending, IsCutShortByItsDeadline)
     EXPECT_EQ(sent.read(variables), sent.read(Variables()));
     const std::vector<LogLine> lines = log.lines();
     ASSERT_GE(lines.size(), 2U);
-    EXPECT_EQ(lines[lines.size() - 2], (LogLine{LOG_NOTICE, "SIGALRM signal received. interrupt 0"}));
+    EXPECT_EQ(lines[lines.size() - 2], signalLine("SIGALRM"));
     EXPECT_TRUE(slave.requests().empty());
 }
 

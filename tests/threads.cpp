@@ -106,8 +106,6 @@ protected:
         const Lines lines = log.lines();
         return std::count(lines.begin(), lines.end(), line);
     }
-
-    static LogLine notice(const std::string& signal) { return {LOG_NOTICE, signal + " signal received. interrupt 0"}; }
 };
 
 // Signals that cut a call short --------------------------------------------------------------------------------------
@@ -127,7 +125,7 @@ protected:
         EXPECT_EQ(outcome.fault, -505);
         EXPECT_EQ(outcome.held, GetParam().held);
         EXPECT_EQ(log.linesWithoutNumbers(),
-                  (Lines{debug("updateNTP"), armed(ampleTimeout), notice(name), timeoutLine("updateNTP")}));
+                  (Lines{debug("updateNTP"), armed(ampleTimeout), signalLine(name), timeoutLine("updateNTP")}));
     }
 };
 
@@ -187,7 +185,7 @@ TEST_F(Threads, ASignalThatTheCallingThreadTookItselfIsNotPassedOn)
     call.get();
     EXPECT_EQ(client.getFault(), -505);
     EXPECT_EQ(threadsThatTook(), std::vector<pid_t>{worker});
-    EXPECT_EQ(count(notice("SIGINT")), 1);
+    EXPECT_EQ(count(signalLine("SIGINT")), 1);
 }
 
 TEST_F(Threads, EachOfManySignalsIsLoggedOnceAndCutsItsCall)
@@ -202,7 +200,7 @@ TEST_F(Threads, EachOfManySignalsIsLoggedOnceAndCutsItsCall)
         ASSERT_EQ(worker.get().fault, -505);
         ASSERT_LT(sent.elapsed(), tolerance);
     }
-    EXPECT_EQ(count(notice("SIGINT")), rounds);
+    EXPECT_EQ(count(signalLine("SIGINT")), rounds);
 }
 
 // Signals that are not passed on -------------------------------------------------------------------------------------
@@ -228,7 +226,7 @@ TEST_F(Threads, ASignalBetweenCallsStaysInTheThreadThatTookIt)
     for (const int signal : {SIGINT, SIGALRM})
         std::raise(signal);
     EXPECT_EQ(threadsThatTook(), (std::vector<pid_t>{self, self}));
-    EXPECT_EQ(count(notice("SIGINT")), 1);
+    EXPECT_EQ(count(signalLine("SIGINT")), 1);
 }
 
 TEST_F(Threads, ASignalBetweenCallsIsNotPassedOnToTheCallingThreadThatLivesOn)
@@ -241,14 +239,14 @@ TEST_F(Threads, ASignalBetweenCallsIsNotPassedOnToTheCallingThreadThatLivesOn)
                             return gettid();
                         }).get();
     EXPECT_EQ(threadsThatTook(), std::vector<pid_t>{taker});
-    EXPECT_EQ(count(notice("SIGINT")), 1);
+    EXPECT_EQ(count(signalLine("SIGINT")), 1);
 }
 
 TEST_F(Threads, ASignalAfterACallThatWasCutStaysInTheThreadThatTookIt)
 {
     slave.play({silence()});
     EXPECT_EQ(callInWorker(50).get().fault, -505);
-    slave.play({http("HTTP/1.1 500 Internal Server Error", "Content-Length: 0\r\n", "")});
+    slave.play({serverError()});
     EXPECT_EQ(callInWorker(ampleTimeout).get().fault, -504);
     slave.play({replyArray({})});
     std::async(std::launch::async, [this] {
@@ -297,7 +295,7 @@ TEST_P(LateAlarm, OfAnEarlierCallNeverCutsTheNextOneBesideBusyThreads)
         }
         client.updateNTP(ampleTimeout);
         cut += client.getFault() != 0;
-        alarms += count(notice("SIGALRM"));
+        alarms += count(signalLine("SIGALRM"));
     }
     EXPECT_EQ(cut, 0) << "of " << tries;
     EXPECT_GT(alarms, tries / 20);
@@ -337,7 +335,7 @@ TEST_F(Threads, ACallAfterAnAlarmThatTheApplicationTookSucceedsAfterAHundredNaps
 {
     static std::atomic<bool> rung;
     rung = false;
-    slave.play({http("HTTP/1.1 500 Internal Server Error", "Content-Length: 0\r\n", ""), replyArray({xml::i4(0)})});
+    slave.play({serverError(), replyArray({xml::i4(0)})});
     client.updateNTP(500);
     ASSERT_EQ(client.getFault(), -504);
     std::signal(SIGALRM, [](int) { rung = true; });
@@ -353,7 +351,7 @@ TEST_F(Threads, ACallWaitsForTheAlarmThatAnotherThreadStillHandles)
     static std::atomic<bool> stalled, released, handled;
     stalled = released = handled = false;
     const HoldingBack held({SIGALRM, SIGINT});
-    slave.play({http("HTTP/1.1 500 Internal Server Error", "Content-Length: 0\r\n", ""), replyArray({xml::i4(0)})});
+    slave.play({serverError(), replyArray({xml::i4(0)})});
     client.updateNTP(500);
     ASSERT_EQ(client.getFault(), -504);
     LogRecorder::duringLogCall = [] {
@@ -381,7 +379,7 @@ TEST_F(Threads, ACallWaitsForTheAlarmThatAnotherThreadStillHandles)
     LogRecorder::duringLogCall = nullptr;
     taker.join();
     EXPECT_EQ(client.getFault(), 0);
-    EXPECT_EQ(count(notice("SIGALRM")), 1);
+    EXPECT_EQ(count(signalLine("SIGALRM")), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Masks, LateAlarm, ::testing::Values(std::set<int>{}, std::set<int>{SIGALRM, SIGINT}));

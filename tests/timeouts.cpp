@@ -54,21 +54,12 @@ protected:
         ClientTest::TearDown();
     }
 
-    static LogLine alarmNotice(int flag)
-    {
-        return {LOG_NOTICE, "SIGALRM signal received. interrupt " + std::to_string(flag)};
-    }
-    static LogLine interruptNotice(int flag)
-    {
-        return {LOG_NOTICE, "SIGINT signal received. interrupt " + std::to_string(flag)};
-    }
-
     void replyWell() { slave.play({replyArray({xml::i4(0)})}); }
 
     // A transport fault, which leaves the timer running.
     void fail(int timeout)
     {
-        slave.play({http("HTTP/1.1 500 Internal Server Error", "Content-Length: 0\r\n", "")});
+        slave.play({serverError()});
         client.updateNTP(timeout);
         ASSERT_EQ(client.getFault(), -504);
     }
@@ -205,12 +196,12 @@ TEST_F(Timeouts, EachSignalIsLoggedOnceWithTheFlagBeforeIt)
     std::raise(SIGALRM);
     std::raise(SIGALRM);
     std::raise(SIGINT);
-    EXPECT_EQ(log.lines(), (Lines{alarmNotice(0), alarmNotice(1), interruptNotice(1)}));
+    EXPECT_EQ(log.lines(), (Lines{signalLine("SIGALRM"), signalLine("SIGALRM", 1), signalLine("SIGINT", 1)}));
     ASSERT_EQ(client.resetConn(), 0);
     log.clear();
     std::raise(SIGINT);
     std::raise(SIGALRM);
-    EXPECT_EQ(log.lines(), (Lines{interruptNotice(0), alarmNotice(1)}));
+    EXPECT_EQ(log.lines(), (Lines{signalLine("SIGINT"), signalLine("SIGALRM", 1)}));
 }
 
 TEST_F(Timeouts, AnotherSignalRoutedToTheHandlerIsAnInternalErrorAndRaisesTheFlag)
@@ -269,7 +260,7 @@ TEST_F(Timeouts, ASilentSlaveIsLeftAfterTheTwoSecondsAskedFor)
     EXPECT_EQ(client.getFault(), -505);
     EXPECT_EQ(*spy.interruptFlag, 0);
     EXPECT_EQ(log.linesWithoutNumbers(),
-              (Lines{debug("updateNTP"), armed(2000), alarmNotice(0), timeoutLine("updateNTP")}));
+              (Lines{debug("updateNTP"), armed(2000), signalLine("SIGALRM"), timeoutLine("updateNTP")}));
 }
 
 // How a slave keeps a caller waiting. Each takes a call of 200 ms to its end.
@@ -329,7 +320,7 @@ TEST_F(Timeouts, ASigintCutsTheCallShortAndLeavesTheTimerRunning)
     EXPECT_LT(sent.elapsed(), tolerance);
     EXPECT_EQ(client.getFault(), -505);
     EXPECT_EQ(log.linesWithoutNumbers(),
-              (Lines{debug("updateNTP"), armed(ampleTimeout), interruptNotice(0), timeoutLine("updateNTP")}));
+              (Lines{debug("updateNTP"), armed(ampleTimeout), signalLine("SIGINT"), timeoutLine("updateNTP")}));
     EXPECT_GT(timerLeft(), 0ms);
 }
 
@@ -392,7 +383,7 @@ TEST_F(Timeouts, TheTimerOfAFailedCallRunsOnBetweenCallsAndItsAlarmRaisesTheFlag
     fail(1000);
     for (const Stopwatch watch; *spy.interruptFlag == 0 && watch.elapsed() < 5s;)
         poll(nullptr, 0, 10);
-    EXPECT_EQ(log.lines().back(), alarmNotice(0));
+    EXPECT_EQ(log.lines().back(), signalLine("SIGALRM"));
     EXPECT_EQ(*spy.interruptFlag, 1);
     EXPECT_EQ(client.getFault(), -504);
     replyWell();
@@ -610,7 +601,7 @@ TEST_P(CallersMask, DoesNotKeepACallFromItsDeadline)
     EXPECT_EQ(client.getFault(), -505);
     EXPECT_LT(watch.elapsed(), 100ms + tolerance);
     EXPECT_EQ(log.linesWithoutNumbers(),
-              (Lines{debug("updateNTP"), armed(100), alarmNotice(0), timeoutLine("updateNTP")}));
+              (Lines{debug("updateNTP"), armed(100), signalLine("SIGALRM"), timeoutLine("updateNTP")}));
 }
 
 TEST_P(CallersMask, IsOpenedForTheTwoSignalsOnly)
@@ -645,7 +636,7 @@ TEST_P(WaitingSignal, OfBeforeTheCallIsHandledOnceAndDoesNotCutIt)
     sigpending(&waiting);
     EXPECT_EQ(members(waiting), std::set<int>{});
     EXPECT_EQ(slave.requests().size(), 1U);
-    const LogLine notice = GetParam() == SIGALRM ? alarmNotice(0) : interruptNotice(0);
+    const LogLine notice = GetParam() == SIGALRM ? signalLine("SIGALRM") : signalLine("SIGINT");
     const Lines lines = log.lines();
     EXPECT_EQ(std::count(lines.begin(), lines.end(), notice), 1);
 }

@@ -1,8 +1,8 @@
 // What most tests of the client start from.
 #pragma once
 
-#include <memory>
-#include <vector>
+#include <cstdio>
+#include <string>
 
 #include <gtest/gtest.h>
 #include <nelkanet/xmlrpclient.h>
@@ -12,6 +12,12 @@
 #include "scriptedslave.h"
 
 namespace support {
+
+/// The line of a signal's handler: "SIGINT" or "SIGALRM", and the flag as it was before.
+inline LogLine signalLine(const std::string& signal, int flag = 0)
+{
+    return {LOG_NOTICE, signal + " signal received. interrupt " + std::to_string(flag)};
+}
 
 /// A scripted slave, forked first, and a client that is ready to call it; the log is recorded from there on.
 class ClientTest : public ::testing::Test {
@@ -45,6 +51,11 @@ protected:
         char code[16];
         std::snprintf(code, sizeof code, "0x%x", static_cast<unsigned int>(env.fault_code));
         return error("ERROR en XML-RPC: mensaje : " + message + ", error : " + env.fault_string + " (" + code + ")\n");
+    }
+
+    static LogLine notReadyLine(const std::string& message)
+    {
+        return error("ERROR en XML-RPC: mensaje : " + message + ", error : client not ready (0xfffffe0c)\n");
     }
 
     static LogLine refusedLine(const std::string& message, int status)

@@ -339,6 +339,11 @@ Step replyFault(int code, const std::string& text)
     return ok(xml::fault(code, text));
 }
 
+Step serverError()
+{
+    return http("HTTP/1.1 500 Internal Server Error", "Content-Length: 0\r\n", "");
+}
+
 Step silence()
 {
     return {};

@@ -41,6 +41,8 @@ Step replyArray(const std::vector<std::string>& values);
 /// ok() of a fault response.
 Step replyFault(int code, const std::string& text);
 
+/// "500 Internal Server Error", without a body.
+Step serverError();
 /// Silence: the request is read and nothing is ever sent.
 Step silence();
 /// The connection is reset once the request has been read.
