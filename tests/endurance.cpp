@@ -229,13 +229,9 @@ TEST(Drift, DoesNotShowOverManyCallsWithFaults)
     constexpr int perScript = 100;
     // Per hundred calls one fault, of changing kind.
     const std::vector<Operation> calls = operationsOnTheWire();
-    const std::vector<Step> faults{resetAfterRequest(),
-                                   ok("no"),
-                                   replyFault(-7, "no"),
-                                   serverError(),
-                                   thenClose(silence()),
-                                   reply(xml::i4(3)),
-                                   silence()};
+    const std::vector<Step> faults{
+        resetAfterRequest(), ok("no"), replyFault(-7, "no"), serverError(), thenClose(silence()),
+        reply(xml::i4(3)),   silence()};
     ScriptedSlave slave;
     LogRecorder log;
     XmlrpcSpy spy;
