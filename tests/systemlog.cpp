@@ -21,6 +21,7 @@
 #include "support/child.h"
 #include "support/scriptedslave.h"
 #include "support/signals.h"
+#include "support/stopwatch.h"
 
 using namespace support;
 using namespace std::chrono_literals;
@@ -164,8 +165,7 @@ protected:
     {
         return Child([=] {
             std::mt19937 random(1);
-            const auto end = std::chrono::steady_clock::now() + length + 30s;
-            while (std::chrono::steady_clock::now() < end) {
+            for (const Stopwatch watch; watch.elapsed() < length + 30s;) {
                 kill(target, random() % 2 ? SIGALRM : SIGINT);
                 std::this_thread::sleep_for(std::chrono::microseconds(800 + random() % 400));
             }

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "checked.h"
+#include "stopwatch.h"
 
 namespace support {
 
@@ -44,10 +45,10 @@ Child::~Child()
 
 int Child::end(std::chrono::seconds patience)
 {
-    const auto last = std::chrono::steady_clock::now() + patience;
+    const Stopwatch watch;
     int status = 0;
     while (waitpid(child, &status, WNOHANG) == 0) {
-        if (std::chrono::steady_clock::now() > last)
+        if (watch.elapsed() > patience)
             kill(child, SIGKILL);
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }

@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "checked.h"
+#include "stopwatch.h"
 
 namespace support {
 
@@ -28,7 +29,7 @@ std::vector<char*> pointers(std::vector<std::string>& texts)
     return all;
 }
 
-// Entries that come first win.
+// What is given replaces what is inherited.
 std::vector<std::string> withOwnEnvironment(std::vector<std::string> entries)
 {
     for (char** entry = environ; *entry; ++entry) {
@@ -123,7 +124,7 @@ Finished Program::finish()
     Finished finished;
     std::array<std::pair<pollfd, std::string*>, 2> streams{
         {{{out, POLLIN, 0}, &finished.out}, {{err, POLLIN, 0}, &finished.err}}};
-    const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    const Stopwatch watch;
     for (int open = 2; open > 0;) {
         std::array<pollfd, 2> watched{streams[0].first, streams[1].first};
         poll(watched.data(), watched.size(), 1000);
@@ -139,7 +140,7 @@ Finished Program::finish()
                 --open;
             }
         }
-        if (std::chrono::steady_clock::now() > patience)
+        if (watch.elapsed() > std::chrono::seconds(60))
             throw std::runtime_error("the program does not end");
     }
     int status = 0;

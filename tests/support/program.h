@@ -38,7 +38,7 @@ public:
     /// Waits for the next line of standard output, without its end; empty when none comes any more.
     std::string line();
 
-    /// Waits for its end, reading what it writes. Throws std::runtime_error, and ends it, after 60 seconds.
+    /// Waits for its end, reading what it writes. Throws std::runtime_error after 60 seconds; the destructor ends it.
     Finished finish();
 
 private:

@@ -16,6 +16,7 @@
 
 #include "checked.h"
 #include "ports.h"
+#include "stopwatch.h"
 
 namespace support {
 
@@ -459,9 +460,9 @@ std::size_t ScriptedSlave::connections() const
 
 void ScriptedSlave::awaitRequests(std::size_t count) const
 {
-    const Clock::time_point patience = Clock::now() + std::chrono::seconds(10);
+    const Stopwatch watch;
     while (requests().size() < count) {
-        if (Clock::now() > patience)
+        if (watch.elapsed() > std::chrono::seconds(10))
             throw std::runtime_error("the scripted slave was not asked");
         poll(nullptr, 0, 1);
     }

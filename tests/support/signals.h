@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <functional>
 #include <future>
 #include <set>
@@ -11,6 +10,7 @@
 #include <sys/time.h>
 
 #include "scriptedslave.h"
+#include "stopwatch.h" // what a signal ends is timed
 
 namespace support {
 
@@ -80,28 +80,6 @@ inline std::future<void> onceAsked(const ScriptedSlave& slave, std::function<voi
         slave.awaitRequests(1);
         action();
     });
-}
-
-/// Time since its construction, or the last restart.
-class Stopwatch {
-public:
-    void restart() { start = Clock::now(); }
-
-    std::chrono::microseconds elapsed() const
-    {
-        return std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
-    }
-
-private:
-    using Clock = std::chrono::steady_clock;
-    Clock::time_point start = Clock::now();
-};
-
-/// How late a call may end. A tool or an emulator under which everything is late is announced with NELKANET_SLOW:
-/// nothing is said of lateness then.
-inline std::chrono::milliseconds lateness()
-{
-    return std::getenv("NELKANET_SLOW") ? std::chrono::hours(1) : std::chrono::milliseconds(250);
 }
 
 } // namespace support
