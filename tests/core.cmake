@@ -1,4 +1,6 @@
 nelka_test(probe)
+nelka_test(localnetwork)
+nelka_test(localnetwork_namespaces)
 nelka_test(lifecycle)
 nelka_test(frame)
 nelka_test(timeouts)

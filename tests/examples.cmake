@@ -1,5 +1,4 @@
 if(TARGET nelkaslave)
-  list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
   nelka_test(examples)
   add_dependencies(test_examples nelkaslave)
   target_compile_definitions(test_examples PRIVATE NELKASLAVE="$<TARGET_FILE:nelkaslave>" EMULATOR="${emulator}")

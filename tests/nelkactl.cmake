@@ -1,10 +1,9 @@
-if(NELKANET_TOOLS AND TARGET nelkactl)
+if(TARGET nelkactl)
   nelka_test(nelkactl SOURCES nelkactl.cpp nelkactl_commandline.cpp nelkactl_files.cpp nelkactl_scan.cpp)
   add_dependencies(test_nelkactl nelkactl)
   # The tests start it from shells and scripts, which know nothing of emulators.
   set(program $<TARGET_FILE:nelkactl>)
   if(CMAKE_CROSSCOMPILING_EMULATOR)
-    list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
     set(program ${CMAKE_CURRENT_BINARY_DIR}/nelkactl)
     file(GENERATE OUTPUT ${program} CONTENT "#!/bin/sh\nexec ${emulator} $<TARGET_FILE:nelkactl> \"$@\"\n"
       FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)

@@ -13,7 +13,6 @@ if(TARGET nelkaslave)
     target_link_libraries(shown_${name} PRIVATE nelkanet::nelkanet XmlrpcC::value)
   endforeach()
 
-  list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
   nelka_test(readme)
   add_dependencies(test_readme nelkaslave shown_README shown_writing-a-slave)
   target_compile_definitions(test_readme PRIVATE NELKASLAVE="$<TARGET_FILE:nelkaslave>" EMULATOR="${emulator}"

@@ -1,1 +1,0 @@
-nelka_test(deletion)

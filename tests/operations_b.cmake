@@ -1,3 +1,0 @@
-foreach(name operations tuning scanning files tables)
-  nelka_test(${name})
-endforeach()
