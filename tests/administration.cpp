@@ -7,7 +7,8 @@ using namespace support;
 
 namespace {
 
-INSTANTIATE_TEST_SUITE_P(Administration, RemoteOperation, family("administration"), operationName);
+INSTANTIATE_TEST_SUITE_P(Administration, RemoteOperation, family("administration"),
+                         ::testing::PrintToStringParamName());
 
 class ResetModuleToFactorySettings : public FamilyTest {};
 
@@ -236,7 +237,7 @@ TEST_F(EjecutarScript, OfANameThatIsNotUtf8FailsAndSendsNothing)
     EXPECT_TRUE(slave.requests().empty());
     const std::string latin1Message = "ejecutar_script : nombre_script : " + latin1;
     EXPECT_EQ(log.linesWithoutNumbers(),
-              (std::vector<LogLine>{debug(latin1Message), armed(ampleTimeout), faultLine(latin1Message), place()}));
+              (Lines{debug(latin1Message), armed(ampleTimeout), faultLine(latin1Message), place()}));
 }
 
 } // namespace

@@ -7,7 +7,7 @@ using namespace support;
 
 namespace {
 
-INSTANTIATE_TEST_SUITE_P(Database, RemoteOperation, family("database"), operationName);
+INSTANTIATE_TEST_SUITE_P(Database, RemoteOperation, family("database"), ::testing::PrintToStringParamName());
 
 const std::string row = xml::array({xml::text("La 1"), xml::i4(7)});
 const std::string names = xml::array({xml::text("nombre"), xml::text("canal")});

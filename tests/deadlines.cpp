@@ -44,7 +44,7 @@ protected:
         };
         std::async(std::launch::async, expire).get();
 
-        const std::vector<LogLine> lines = log.lines();
+        const Lines lines = log.lines();
         const LogLine notice = signalLine("SIGALRM");
         EXPECT_EQ(std::count(lines.begin(), lines.end(), notice), GetParam());
         std::cout << "worst of " << GetParam() << ": " << worst.count() << " us late\n";

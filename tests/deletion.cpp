@@ -41,9 +41,9 @@ protected:
         client.DlFicheroEsclavo("/tmp/a", status, ampleTimeout);
     }
 
-    void expectLogged(const std::vector<LogLine>& afterwards)
+    void expectLogged(const Lines& afterwards)
     {
-        std::vector<LogLine> expected{debug(message), armed(ampleTimeout), disarmed()};
+        Lines expected{debug(message), armed(ampleTimeout), disarmed()};
         expected.insert(expected.end(), afterwards.begin(), afterwards.end());
         EXPECT_EQ(log.linesWithoutNumbers(), expected);
     }

@@ -8,7 +8,7 @@ using namespace support;
 
 namespace {
 
-INSTANTIATE_TEST_SUITE_P(Files, RemoteOperation, family("files"), operationName);
+INSTANTIATE_TEST_SUITE_P(Files, RemoteOperation, family("files"), ::testing::PrintToStringParamName());
 
 class ADeletedFile : public FamilyTest {
 protected:
@@ -18,7 +18,7 @@ protected:
         client.DlFicheroEsclavo(path, status, timeout);
     }
 
-    std::vector<LogLine> failure(const std::string& message, int milliseconds = ampleTimeout) const
+    Lines failure(const std::string& message, int milliseconds = ampleTimeout) const
     {
         return {debug(message), armed(milliseconds), faultLine(message), place()};
     }
@@ -103,7 +103,7 @@ TEST_F(ADeletedFile, OfAClientThatIsNotReadyTouchesNoTimer)
     remove("/tmp/a");
     const std::string message = "DlFicheroEsclavo : ruta_archivo : /tmp/a";
     EXPECT_EQ(client.getFault(), XMLRPC_INTERNAL_ERROR);
-    EXPECT_EQ(log.linesWithoutNumbers(), (std::vector<LogLine>{debug(message), notReadyLine(message), place()}));
+    EXPECT_EQ(log.linesWithoutNumbers(), (Lines{debug(message), notReadyLine(message), place()}));
     EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
 }
 

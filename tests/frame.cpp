@@ -12,8 +12,6 @@ using namespace support;
 namespace {
 
 using std::chrono::microseconds;
-using Lines = std::vector<LogLine>;
-
 class Frame : public ClientTest {
 protected:
     XmlrpcSpy spy;

@@ -7,7 +7,7 @@ using namespace support;
 
 namespace {
 
-INSTANTIATE_TEST_SUITE_P(Hardware, RemoteOperation, family("hardware"), operationName);
+INSTANTIATE_TEST_SUITE_P(Hardware, RemoteOperation, family("hardware"), ::testing::PrintToStringParamName());
 
 class GetFPGASOC : public FamilyTest {
 protected:

@@ -8,7 +8,7 @@ using namespace support;
 
 namespace {
 
-INSTANTIATE_TEST_SUITE_P(Identity, RemoteOperation, family("identity"), operationName);
+INSTANTIATE_TEST_SUITE_P(Identity, RemoteOperation, family("identity"), ::testing::PrintToStringParamName());
 
 class ActualizaIdentificacion : public FamilyTest {
 protected:

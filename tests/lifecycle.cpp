@@ -53,7 +53,7 @@ TEST_F(Lifecycle, ConstructionDoesNothingButKeepTheArguments)
     }
     EXPECT_EQ(spy.calls, std::vector<std::string>{});
     EXPECT_EQ(slave.connections(), 0U);
-    EXPECT_EQ(log.lines(), std::vector<LogLine>{});
+    EXPECT_EQ(log.lines(), Lines{});
     EXPECT_EQ(disposition(SIGINT).sa_handler, SIG_DFL);
     EXPECT_EQ(disposition(SIGALRM).sa_handler, SIG_DFL);
 }
@@ -76,7 +76,7 @@ TEST_F(Lifecycle, InitLogsTheUrlThenTheSizeLimit)
 {
     XmlrpcClient remote("10.0.0.5", 8000, "eth0", "app", "1.0");
     EXPECT_EQ(remote.init(), 0);
-    EXPECT_EQ(log.lines(), (std::vector<LogLine>{urlLine("http://10.0.0.5:8000/RPC2"), limitLine()}));
+    EXPECT_EQ(log.lines(), (Lines{urlLine("http://10.0.0.5:8000/RPC2"), limitLine()}));
 }
 
 TEST_F(Lifecycle, TheUrlHoldsHostAndPortAsTheyWereGiven)
@@ -115,7 +115,7 @@ TEST_F(Lifecycle, InitSetsUpCreatesRegistersTheFlagAndSetsTheLimitInThisOrder)
     EXPECT_EQ(spy.calls, (std::vector<std::string>{"setup_global_const", "create", "set_interrupt", "limit_set"}));
 }
 
-TEST_F(Lifecycle, InitAsksForExactlyTheDocumentedTransport)
+TEST_F(Lifecycle, InitAsksForExactlyThisTransport)
 {
     XmlrpcClient remote("127.0.0.1", slave.port(), "eth1", "controller", "2.1");
     EXPECT_EQ(remote.init(), 0);
@@ -185,7 +185,7 @@ TEST_F(Lifecycle, AfterInitTheFlagIsDownThoughASignalCameEarlier)
     EXPECT_EQ(*spy.interruptFlag, 0);
     log.clear();
     std::raise(SIGINT);
-    EXPECT_EQ(log.lines(), (std::vector<LogLine>{signalLine("SIGINT")}));
+    EXPECT_EQ(log.lines(), (Lines{signalLine("SIGINT")}));
 }
 
 TEST_F(Lifecycle, InitLeavesTheFaultStateAlone)
@@ -236,7 +236,7 @@ TEST_P(FailedInit, ReturnsTheFaultCodeAndLogsItInTwoLines)
     failNext();
     EXPECT_EQ(client.init(), code);
     EXPECT_EQ(log.linesWithoutNumbers(),
-              (std::vector<LogLine>{urlLine(slaveUrl()), error("XML-RPC Fault: not today (0xfffffe03)\n"), place()}));
+              (Lines{urlLine(slaveUrl()), error("XML-RPC Fault: not today (0xfffffe03)\n"), place()}));
 }
 
 TEST_P(FailedInit, LeavesTheFaultInTheEnvironmentAndTheFaultStateAlone)
@@ -346,7 +346,7 @@ TEST_F(Lifecycle, CleanupLogsNothingAndLeavesHandlersFlagAndFaultState)
     client.setFault(7);
     log.clear();
     client.cleanup();
-    EXPECT_EQ(log.lines(), std::vector<LogLine>{});
+    EXPECT_EQ(log.lines(), Lines{});
     EXPECT_EQ(disposition(SIGINT).sa_handler, &XmlrpcClient::interruptRpc);
     EXPECT_EQ(disposition(SIGALRM).sa_handler, &XmlrpcClient::interruptRpc);
     EXPECT_EQ(*spy.interruptFlag, 1);
@@ -468,7 +468,7 @@ TEST_F(Lifecycle, ASecondInitWithoutCleanupLosesOneClientAndOneSetup)
 TEST_F(Lifecycle, ResetConnOfAConstructedClientMakesItReady)
 {
     EXPECT_EQ(client.resetConn(), 0);
-    EXPECT_EQ(log.lines(), (std::vector<LogLine>{urlLine(slaveUrl()), limitLine()}));
+    EXPECT_EQ(log.lines(), (Lines{urlLine(slaveUrl()), limitLine()}));
     EXPECT_EQ(faultOfACall(client), 0);
 }
 
@@ -489,7 +489,7 @@ TEST_F(Lifecycle, UpdateHostInterfazChangesTheHostAndKeepsThePort)
     ASSERT_EQ(remote.init(), 0);
     log.clear();
     EXPECT_EQ(remote.updateHostInterfaz("10.0.0.6", "eth1"), 0);
-    EXPECT_EQ(log.lines(), (std::vector<LogLine>{urlLine("http://10.0.0.6:8000/RPC2"), limitLine()}));
+    EXPECT_EQ(log.lines(), (Lines{urlLine("http://10.0.0.6:8000/RPC2"), limitLine()}));
 }
 
 TEST_F(Lifecycle, UpdateHostInterfazLeadsTheNextCallToTheNewHost)

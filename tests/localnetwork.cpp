@@ -17,6 +17,7 @@
 
 #include "support/logrecorder.h"
 
+using support::Lines;
 using support::LogLine;
 
 namespace {
@@ -126,7 +127,7 @@ protected:
         return {call("socket", {AF_INET, SOCK_DGRAM, 0}), query(descriptor, request), call("close", {descriptor})};
     }
 
-    void expectLogged(const LogLine& line) const { EXPECT_EQ(log.lines(), std::vector<LogLine>{line}); }
+    void expectLogged(const LogLine& line) const { EXPECT_EQ(log.lines(), Lines{line}); }
 };
 
 TEST_F(LocalNetwork, TellsTheIpAddressInDottedDecimalAndLogsIt)

@@ -21,13 +21,6 @@ namespace {
 
 constexpr int shortTimeout = 60;
 
-// Names the tests after their parameters.
-template <typename Parameter>
-std::string nameOf(const ::testing::TestParamInfo<Parameter>& parameter)
-{
-    return parameter.param.name;
-}
-
 // Faults -----------------------------------------------------------------------------------------------------------
 
 enum class Ending { transport, timeout, interruption, reply };
@@ -130,8 +123,8 @@ std::vector<Fault> faults()
 
     Fault refused = transport("RefusedConnection", -504, {});
     refused.target = Target::closedPort;
-    Fault unroutable = expiry("UnroutableAddress", {});
-    unroutable.target = Target::blackHole;
+    Fault untaken = expiry("ConnectionThatNobodyTakes", {});
+    untaken.target = Target::blackHole;
     Fault closedWhileIdle = replying("ConnectionClosedWhileIdle", [](const Operation& operation) {
         return std::vector<Reply>(2, goodReply(operation));
     });
@@ -139,7 +132,7 @@ std::vector<Fault> faults()
 
     return {
         refused,
-        unroutable,
+        untaken,
         expiry("Silence", silence()),
         expiry("AcceptedAndNeverRead", deaf()),
         transport("ResetBeforeTheStatusLine", -504, resetAfterRequest()),
@@ -216,9 +209,9 @@ protected:
     }
 
     // The lines from the debug line on, `rest` being what follows the line of the armed timer.
-    void expectLines(const Operation& operation, int timeout, std::vector<LogLine> rest) const
+    void expectLines(const Operation& operation, int timeout, Lines rest) const
     {
-        std::vector<LogLine> lines;
+        Lines lines;
         if (operation.logsDebugLine())
             lines.push_back(debug(operation.message(timeout)));
         lines.push_back(armed(timeout));
@@ -230,7 +223,7 @@ protected:
     {
         log.clear();
         raise(SIGALRM);
-        EXPECT_EQ(log.lines(), (std::vector<LogLine>{signalLine("SIGALRM")}));
+        EXPECT_EQ(log.lines(), (Lines{signalLine("SIGALRM")}));
     }
 
     void expectReply(const Operation& operation, nelka::XmlrpcClient& target, const Reply& reply)
@@ -241,7 +234,7 @@ protected:
         const Outcome outcome = run(operation, target, ampleTimeout);
 
         const std::string message = operation.message(ampleTimeout);
-        std::vector<LogLine> rest{disarmed()};
+        Lines rest{disarmed()};
         rest.insert(rest.end(), expected.notes.begin(), expected.notes.end());
         if (expected.failed)
             rest.insert(rest.end(), {faultLine(target, message), place()});
@@ -256,7 +249,7 @@ protected:
     }
 
     void expectFailure(const Operation& operation, nelka::XmlrpcClient& target, int timeout, int fault,
-                       const std::vector<LogLine>& rest, const Outcome& outcome)
+                       const Lines& rest, const Outcome& outcome)
     {
         EXPECT_FALSE(outcome.thrown);
         EXPECT_EQ(target.getFault(), fault);
@@ -336,7 +329,7 @@ TEST_P(Matrix, EndsAsItShould)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Fault, Matrix, ::testing::ValuesIn(faults()), nameOf<Fault>);
+INSTANTIATE_TEST_SUITE_P(Fault, Matrix, ::testing::ValuesIn(faults()), ::testing::PrintToStringParamName());
 
 // Only what sends something long can be caught while sending ---------------------------------------------------------
 
@@ -365,7 +358,7 @@ TEST_P(Sending, IsCutShortByItsDeadline)
     EXPECT_EQ(client.getFault(), -505);
     const Operation& sent = operation(GetParam().name);
     EXPECT_EQ(sent.read(variables), sent.read(Variables()));
-    const std::vector<LogLine> lines = log.lines();
+    const Lines lines = log.lines();
     ASSERT_GE(lines.size(), 2U);
     EXPECT_EQ(lines[lines.size() - 2], signalLine("SIGALRM"));
     EXPECT_TRUE(slave.requests().empty());
@@ -391,6 +384,6 @@ INSTANTIATE_TEST_SUITE_P(
                                  Variables&) { client.wrFicheroTablasSI(1, 2, block(text), shortTimeout); }},
         {"configureSAPServer", [](nelka::XmlrpcClient& client, const std::string& text,
                                   Variables&) { client.configureSAPServer(1, 2, block(text), shortTimeout); }}}),
-    nameOf<Sender>);
+    ::testing::PrintToStringParamName());
 
 } // namespace

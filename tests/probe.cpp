@@ -31,8 +31,7 @@ TEST_F(Probe, AsksForTenAndFiveAndPrintsTheAnswer)
     EXPECT_EQ(slave.calls()[0].method, "sample.add");
     EXPECT_EQ(slave.calls()[0].parameters, (std::vector<std::string>{"i4 10", "i4 5"}));
     EXPECT_EQ(client.getFault(), 0);
-    EXPECT_EQ(log.linesWithoutNumbers(),
-              (std::vector<LogLine>{armed(ampleTimeout), disarmed(), {LOG_INFO, "Resultado 15\n"}}));
+    EXPECT_EQ(log.linesWithoutNumbers(), (Lines{armed(ampleTimeout), disarmed(), {LOG_INFO, "Resultado 15\n"}}));
 }
 
 TEST_F(Probe, TakesAnyAnswerForGood)
@@ -70,8 +69,7 @@ TEST_F(Probe, OfASilentSlaveEndsWithTheTimeoutAskedFor)
     slave.play({silence()});
     EXPECT_EQ(printed(100), "");
     EXPECT_EQ(client.getFault(), -505);
-    EXPECT_EQ(log.linesWithoutNumbers(),
-              (std::vector<LogLine>{armed(100), signalLine("SIGALRM"), timeoutLine(message)}));
+    EXPECT_EQ(log.linesWithoutNumbers(), (Lines{armed(100), signalLine("SIGALRM"), timeoutLine(message)}));
 }
 
 TEST_F(Probe, OfAClosedPortEndsWithTheTransportFault)
@@ -86,10 +84,10 @@ TEST_F(Probe, OfAClosedPortEndsWithTheTransportFault)
     EXPECT_EQ(lost.getFault(), -504);
     EXPECT_GT(timerLeft(), std::chrono::seconds(0));
     const std::string reason = lost.environment().fault_string;
-    EXPECT_EQ(log.linesWithoutNumbers(), (std::vector<LogLine>{armed(ampleTimeout),
-                                                               error("ERROR en XML-RPC: mensaje : " + message
-                                                                     + ", error : " + reason + " (0xfffffe08)\n"),
-                                                               place()}));
+    EXPECT_EQ(
+        log.linesWithoutNumbers(),
+        (Lines{armed(ampleTimeout),
+               error("ERROR en XML-RPC: mensaje : " + message + ", error : " + reason + " (0xfffffe08)\n"), place()}));
 }
 
 TEST_F(Probe, OfAReplyOfAnotherShapeEndsWithTheDecodingFault)
@@ -109,8 +107,7 @@ TEST_F(Probe, OfAReplyOfAnotherShapeEndsWithTheDecodingFault)
         EXPECT_EQ(printed(), "");
         EXPECT_EQ(client.getFault(), wrong.fault);
         EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
-        EXPECT_EQ(log.linesWithoutNumbers(),
-                  (std::vector<LogLine>{armed(ampleTimeout), disarmed(), faultLine(message), place()}));
+        EXPECT_EQ(log.linesWithoutNumbers(), (Lines{armed(ampleTimeout), disarmed(), faultLine(message), place()}));
     }
 }
 

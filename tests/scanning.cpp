@@ -7,7 +7,7 @@ using namespace support;
 
 namespace {
 
-INSTANTIATE_TEST_SUITE_P(Scanning, RemoteOperation, family("scanning"), operationName);
+INSTANTIATE_TEST_SUITE_P(Scanning, RemoteOperation, family("scanning"), ::testing::PrintToStringParamName());
 
 class AScan : public FamilyTest {
 protected:

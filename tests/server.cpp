@@ -151,7 +151,7 @@ protected:
     }
 
     // What xmlrpc-c itself says of a name registered twice.
-    static std::vector<LogLine> duplicateLines()
+    static Lines duplicateLines()
     {
         xmlrpc_env env;
         xmlrpc_env_init(&env);
@@ -177,7 +177,7 @@ protected:
 TEST_F(Server, LogsNothingWhenConstructedAndGivenAMethod)
 {
     server.AddFunction("RdHora", answer, &fifteen);
-    EXPECT_EQ(log.lines(), std::vector<LogLine>{});
+    EXPECT_EQ(log.lines(), Lines{});
     EXPECT_FALSE(server.listening());
 }
 
@@ -312,7 +312,7 @@ TEST_F(Server, AnswersABodyThatIsNoXmlWithAFault)
 TEST_F(Server, LogsThatItStarts)
 {
     start();
-    EXPECT_EQ(log.lines(), std::vector<LogLine>{banner});
+    EXPECT_EQ(log.lines(), Lines{banner});
 }
 
 TEST_F(Server, TakesTheLowBitsOfThePortWhateverTheAddress)
@@ -340,7 +340,7 @@ TEST_F(Server, LogsAPortInUseAndDoesNotListen)
     const char* reason = nullptr;
     ChanSwitchUnixCreate2(PF_INET, reinterpret_cast<const sockaddr*>(&address), sizeof address, &none, &reason);
     ASSERT_NE(reason, nullptr);
-    EXPECT_EQ(log.lines(), (std::vector<LogLine>{{LOG_ERR, "Couldn't create.  " + std::string(reason)}}));
+    EXPECT_EQ(log.lines(), (Lines{{LOG_ERR, "Couldn't create.  " + std::string(reason)}}));
     EXPECT_TRUE(contains(reason, std::to_string(EADDRINUSE)));
     std::free(const_cast<char*>(reason));
 }
@@ -372,7 +372,7 @@ TEST_F(Server, MovesToAnotherPortWhenStartedAgain)
     startOnAChosenPort();
     EXPECT_FALSE(Peer(former).connected());
     expectAnswer("RdHora", 15);
-    EXPECT_EQ(log.lines(), (std::vector<LogLine>{banner, banner}));
+    EXPECT_EQ(log.lines(), (Lines{banner, banner}));
 }
 
 TEST_F(Server, ClosesItsPortWhenStartedAgainOnOneInUse)

@@ -89,7 +89,7 @@ using namespace support;
 
 namespace {
 
-INSTANTIATE_TEST_SUITE_P(Tables, RemoteOperation, family("tables"), operationName);
+INSTANTIATE_TEST_SUITE_P(Tables, RemoteOperation, family("tables"), ::testing::PrintToStringParamName());
 
 /// The two operations that send a block differ in their names only.
 struct Writer {
@@ -156,7 +156,7 @@ INSTANTIATE_TEST_SUITE_P(, AWrittenBlock,
                                                   &nelka::XmlrpcClient::wrFicheroTablasSI},
                                            Writer{"configureSAPServer", "configureSAP", "SAPMode",
                                                   &nelka::XmlrpcClient::configureSAPServer}),
-                         [](const auto& each) { return each.param.name; });
+                         ::testing::PrintToStringParamName());
 
 TEST_P(AWrittenBlock, SendsTheseBytes)
 {
@@ -247,7 +247,7 @@ TEST_P(AWrittenBlock, ThatCannotBeCopiedTouchesNeitherTheFaultStateNorTheTimer)
     EXPECT_THROW(courseOf(content, replyArray({xml::i4(0)})), std::bad_alloc);
     Course::end();
     EXPECT_EQ(client.getFault(), 5);
-    EXPECT_EQ(log.lines(), (std::vector<LogLine>{debug(message(1, content.size()))}));
+    EXPECT_EQ(log.lines(), (Lines{debug(message(1, content.size()))}));
     EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
     EXPECT_TRUE(slave.requests().empty());
 }
@@ -268,7 +268,7 @@ struct AReadBlock : FamilyTest {
         client.rdFicheroResumen(1, 2, bloque, ampleTimeout);
     }
 
-    static std::vector<LogLine> tableLines(std::size_t longitud)
+    static Lines tableLines(std::size_t longitud)
     {
         return replied(operation("rdFicheroTablasSI").message(ampleTimeout),
                        {debug("longitud " + std::to_string(longitud))});
@@ -362,7 +362,7 @@ TEST_F(AReadBlock, OfATableThatIsNoBlockIsEmptiedAndLoggedWith0BeforeTheFault)
     readTable({xml::i4(0), xml::text("bloque")});
     EXPECT_TRUE(bloque.empty());
     EXPECT_EQ(client.getFault(), XMLRPC_TYPE_ERROR);
-    std::vector<LogLine> lines = tableLines(0);
+    Lines lines = tableLines(0);
     lines.insert(lines.end(), {faultLine(operation("rdFicheroTablasSI").message(ampleTimeout)), place()});
     EXPECT_EQ(log.linesWithoutNumbers(), lines);
 }
@@ -378,10 +378,9 @@ TEST_F(AReadBlock, OfATableLogsItsTimeoutInFullAndArmsItsLow16Bits)
 {
     answerWith({xml::i4(0)});
     client.rdFicheroTablasSI(1, 2, 3, 4, 5, bloque, 70'000);
-    EXPECT_EQ(log.lines(),
-              (std::vector<LogLine>{debug("rdFicheroTablasSI : host : 127.0.0.1, source :1, id_tabla :2, ext1 :3, "
-                                          "ext2 :4, ext3 :5 timeout 70000"),
-                                    armed(4464), disarmed()}));
+    EXPECT_EQ(log.lines(), (Lines{debug("rdFicheroTablasSI : host : 127.0.0.1, source :1, id_tabla :2, ext1 :3, "
+                                        "ext2 :4, ext3 :5 timeout 70000"),
+                                  armed(4464), disarmed()}));
 }
 
 TEST_F(AReadBlock, SendsAndLogsTheSmallestAndTheLargestIntegers)

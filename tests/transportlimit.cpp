@@ -16,8 +16,7 @@ TEST_P(TransportLimit, OfAboutSeventeenSecondsEndsACallThatArmsNoAlarm)
     EXPECT_GE(watch.elapsed(), 16s);
     EXPECT_LE(watch.elapsed(), 20s);
     EXPECT_EQ(client.getFault(), -504);
-    EXPECT_EQ(log.linesWithoutNumbers(),
-              (std::vector<LogLine>{debug("updateNTP"), disarmed(), faultLine("updateNTP"), place()}));
+    EXPECT_EQ(log.linesWithoutNumbers(), (Lines{debug("updateNTP"), disarmed(), faultLine("updateNTP"), place()}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Timeouts, TransportLimit, ::testing::Values(0, 65536));

@@ -21,7 +21,7 @@ nelka::tcanal sampleCanal()
     return canal;
 }
 
-INSTANTIATE_TEST_SUITE_P(Tuning, RemoteOperation, family("tuning"), operationName);
+INSTANTIATE_TEST_SUITE_P(Tuning, RemoteOperation, family("tuning"), ::testing::PrintToStringParamName());
 
 class ATunedChannel : public FamilyTest {
 protected:

@@ -41,7 +41,7 @@ struct Decoding {
     bool refused = false; ///< by the slave's status
     int fault = 0;        ///< the fault state
     std::vector<std::string> outputs;
-    std::vector<LogLine> notes; ///< lines of the operation's own, once the timer is disarmed and before any error's
+    Lines notes; ///< lines of the operation's own, once the timer is disarmed and before any error's
 };
 
 Decoding decodingOf(const Operation& operation, const Reply& reply);

@@ -1,6 +1,6 @@
 // What holds for every remote operation that asks the slave, as tests that each family runs over its own operations:
 //
-//     INSTANTIATE_TEST_SUITE_P(Database, RemoteOperation, family("database"), operationName);
+//     INSTANTIATE_TEST_SUITE_P(Database, RemoteOperation, family("database"), ::testing::PrintToStringParamName());
 //
 // A family's file adds what is peculiar to each operation.
 #pragma once
@@ -54,9 +54,9 @@ protected:
     }
 
     /// The lines of a call that was replied to: those of every call, then `rest`.
-    static std::vector<LogLine> replied(const std::string& message, const std::vector<LogLine>& rest = {})
+    static Lines replied(const std::string& message, const Lines& rest = {})
     {
-        std::vector<LogLine> lines{debug(message), armed(ampleTimeout), disarmed()};
+        Lines lines{debug(message), armed(ampleTimeout), disarmed()};
         lines.insert(lines.end(), rest.begin(), rest.end());
         return lines;
     }
@@ -102,7 +102,7 @@ protected:
         const Decoding expected = decodingOf(operation, reply);
         EXPECT_EQ(callWith(ok(reply.body())), expected.outputs);
         EXPECT_EQ(raised, expected.throws);
-        std::vector<LogLine> rest = expected.notes;
+        Lines rest = expected.notes;
         if (expected.failed)
             rest.insert(rest.end(), {faultLine(message), place()});
         if (expected.refused)
@@ -115,7 +115,7 @@ protected:
         EXPECT_EQ(released, kept ? 0 : 1);
     }
 
-    void expectFailure(int code, const std::vector<LogLine>& lines)
+    void expectFailure(int code, const Lines& lines)
     {
         EXPECT_EQ(client.getFault(), code);
         EXPECT_EQ(log.linesWithoutNumbers(), lines);
@@ -228,7 +228,7 @@ TEST_P(RemoteOperation, FailsAtAClosedPort)
     EXPECT_EQ(stranger.getFault(), -504);
     EXPECT_EQ(operation.read(variables), presets);
     EXPECT_EQ(log.linesWithoutNumbers(),
-              (std::vector<LogLine>{debug(message), armed(ampleTimeout), faultLine(stranger, message), place()}));
+              (Lines{debug(message), armed(ampleTimeout), faultLine(stranger, message), place()}));
 }
 
 TEST_P(RemoteOperation, LeavesTheTimerArmedAfterATransportFault)
@@ -291,11 +291,6 @@ inline auto family(const std::string& name)
     std::vector<Operation> members = operationsOnTheWire();
     std::erase_if(members, [&](const Operation& operation) { return operation.family != name; });
     return ::testing::ValuesIn(members);
-}
-
-inline std::string operationName(const ::testing::TestParamInfo<Operation>& info)
-{
-    return info.param.name;
 }
 
 } // namespace support

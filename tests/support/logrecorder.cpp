@@ -60,9 +60,9 @@ LogRecorder::~LogRecorder()
     recording = false;
 }
 
-std::vector<LogLine> LogRecorder::lines() const
+Lines LogRecorder::lines() const
 {
-    std::vector<LogLine> all;
+    Lines all;
     const std::size_t count = std::min(taken.load(), slots.size());
     for (std::size_t i = 0; i < count; ++i)
         if (slots[i].complete)
@@ -70,11 +70,11 @@ std::vector<LogLine> LogRecorder::lines() const
     return all;
 }
 
-std::vector<LogLine> LogRecorder::linesWithoutNumbers() const
+Lines LogRecorder::linesWithoutNumbers() const
 {
     const std::string file = "in file src/";
     const std::string number = ", line ";
-    std::vector<LogLine> all = lines();
+    Lines all = lines();
     for (LogLine& line : all) {
         const std::size_t place = line.text.find(number, std::min(line.text.rfind(file), line.text.size()));
         if (place == std::string::npos)

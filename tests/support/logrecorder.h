@@ -14,6 +14,8 @@ struct LogLine {
     bool operator==(const LogLine&) const = default;
 };
 
+using Lines = std::vector<LogLine>;
+
 std::ostream& operator<<(std::ostream& out, const LogLine& line);
 
 /// While it lives, syslog() and its kin record. Safe in signal handlers and threads: the handler's lines are among
@@ -25,11 +27,11 @@ public:
     LogRecorder(const LogRecorder&) = delete;
     LogRecorder& operator=(const LogRecorder&) = delete;
 
-    std::vector<LogLine> lines() const;
+    Lines lines() const;
 
     /// The lines, with the number that follows "line " in those that name a source file replaced by N, so that a
     /// test can compare them exactly.
-    std::vector<LogLine> linesWithoutNumbers() const;
+    Lines linesWithoutNumbers() const;
 
     /// Forgets what was recorded so far.
     void clear();
