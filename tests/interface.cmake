@@ -27,8 +27,7 @@ endforeach()
 if(TARGET nelkadb)
   set(environment SOURCE=${PROJECT_SOURCE_DIR} BUILD=${PROJECT_BINARY_DIR} WORK=${CMAKE_CURRENT_BINARY_DIR}/install
     VERSION=${PROJECT_VERSION} LIBDIR=${CMAKE_INSTALL_LIBDIR} CMAKE=${CMAKE_COMMAND} CXX=${CMAKE_CXX_COMPILER}
-    "CXXFLAGS=${CMAKE_CXX_FLAGS}" SYSROOT=${CMAKE_SYSROOT})
-  list(APPEND environment "EMULATOR=${emulator}")
+    "CXXFLAGS=${CMAKE_CXX_FLAGS}" SYSROOT=${CMAKE_SYSROOT} "EMULATOR=${emulator}")
   foreach(part prefix files headers pkgconfig cmake replaced)
     add_test(NAME install.${part} COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/check ${part})
     set_tests_properties(install.${part} PROPERTIES LABELS quick TIMEOUT 300 ENVIRONMENT "${environment}"

@@ -11,9 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <xmlrpc-c/base.h>
+
+#include "support/interpose.h"
 
 namespace {
 
@@ -29,8 +30,7 @@ extern "C" void xmlrpc_array_read_item(xmlrpc_env* env, const xmlrpc_value* arra
 {
     if (readsUntilFailure > 0 && --readsUntilFailure == 0)
         return xmlrpc_env_set_fault(env, XMLRPC_INTERNAL_ERROR, "unreadable");
-    static const auto real =
-        reinterpret_cast<decltype(&xmlrpc_array_read_item)>(dlsym(RTLD_NEXT, "xmlrpc_array_read_item"));
+    static const auto real = support::next<decltype(xmlrpc_array_read_item)>("xmlrpc_array_read_item");
     real(env, array, index, element);
 }
 
@@ -39,7 +39,7 @@ extern "C" void xmlrpc_read_base64(xmlrpc_env* env, const xmlrpc_value* value, s
 {
     if (!bytesAreReadable)
         return xmlrpc_env_set_fault(env, XMLRPC_INTERNAL_ERROR, "unreadable");
-    static const auto real = reinterpret_cast<decltype(&xmlrpc_read_base64)>(dlsym(RTLD_NEXT, "xmlrpc_read_base64"));
+    static const auto real = support::next<decltype(xmlrpc_read_base64)>("xmlrpc_read_base64");
     real(env, value, length, bytes);
 }
 #pragma GCC visibility pop

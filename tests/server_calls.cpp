@@ -2,7 +2,6 @@
 #include <nelkanet/xmlrpcserver.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -10,16 +9,17 @@
 #include <vector>
 
 #include <arpa/inet.h>
-#include <dlfcn.h>
 #include <netinet/in.h>
 #include <syslog.h>
 #include <xmlrpc-c/server_abyss.h>
 
 #include <gtest/gtest.h>
 
+#include "support/interpose.h"
 #include "support/logrecorder.h"
 
 using support::LogLine;
+using support::next;
 
 namespace {
 
@@ -43,13 +43,6 @@ struct {
 void called(const std::string& call)
 {
     abyss.calls.push_back(call);
-}
-
-// The function that the test stands before.
-template <typename Function>
-Function* next(const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
 TChanSwitch* someSwitch()

@@ -7,12 +7,12 @@
 #include <set>
 #include <thread>
 
-#include <dlfcn.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include "support/busythreads.h"
 #include "support/fixture.h"
+#include "support/interpose.h"
 #include "support/signals.h"
 #include "support/xmlrpcspy.h"
 
@@ -33,7 +33,7 @@ void (*duringNap)();
 // The library's naps begin here, because the program's symbols come before those of the C library.
 extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* time, timespec* left)
 {
-    static const auto real = reinterpret_cast<decltype(&nanosleep)>(dlsym(RTLD_NEXT, "nanosleep"));
+    static const auto real = next<decltype(nanosleep)>("nanosleep");
     ++naps;
     if (duringNap)
         duringNap();

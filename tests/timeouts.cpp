@@ -5,12 +5,12 @@
 #include <functional>
 #include <stdexcept>
 
-#include <dlfcn.h>
 #include <poll.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include "support/fixture.h"
+#include "support/interpose.h"
 #include "support/signals.h"
 #include "support/xmlrpcspy.h"
 
@@ -29,7 +29,7 @@ std::vector<itimerval> timersSet;
 extern "C" __attribute__((visibility("default"))) int setitimer(__itimer_which_t which, const itimerval* value,
                                                                 itimerval* former) noexcept
 {
-    static const auto real = reinterpret_cast<decltype(&setitimer)>(dlsym(RTLD_NEXT, "setitimer"));
+    static const auto real = next<decltype(setitimer)>("setitimer");
     timersSet.push_back(*value);
     return real(which, value, former);
 }

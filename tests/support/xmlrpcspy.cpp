@@ -2,25 +2,14 @@
 
 #include <cstdarg>
 #include <cstring>
-#include <stdexcept>
 
-#include <dlfcn.h>
+#include "interpose.h"
 
 namespace support {
 
 namespace {
 
 XmlrpcSpy* spy = nullptr;
-
-// xmlrpc-c's own function of that name.
-template <typename Function>
-Function* next(const char* name)
-{
-    void* const symbol = dlsym(RTLD_NEXT, name);
-    if (!symbol)
-        throw std::runtime_error(name);
-    return reinterpret_cast<Function*>(symbol);
-}
 
 } // namespace
 
