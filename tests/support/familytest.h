@@ -20,21 +20,7 @@
 
 namespace support {
 
-/// The body of a request, its parameters given as they travel: requestBody("RdHora", {"<i4>1</i4>"}).
-inline std::string requestBody(const std::string& method, const std::vector<std::string>& parameters)
-{
-    std::string body = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
-                       "<methodCall>\r\n"
-                       "<methodName>"
-                       + method
-                       + "</methodName>\r\n"
-                         "<params>\r\n";
-    for (const std::string& parameter : parameters)
-        body += "<param><value>" + parameter + "</value></param>\r\n";
-    return body
-           + "</params>\r\n"
-             "</methodCall>\r\n";
-}
+using xml::requestBody;
 
 /// A client whose database is named.
 class FamilyTest : public ClientTest {

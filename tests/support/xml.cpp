@@ -1,5 +1,6 @@
 #include "xml.h"
 
+#include <algorithm>
 #include <array>
 #include <stdexcept>
 
@@ -180,6 +181,21 @@ std::string fault(int code, std::string_view reason)
            + element("methodResponse",
                      element("fault", structure({{"faultCode", i4(code)}, {"faultString", text(reason)}})))
            + "\r\n";
+}
+
+std::string requestBody(const std::string& method, const std::vector<std::string>& parameters)
+{
+    std::string body = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
+                       "<methodCall>\r\n"
+                       "<methodName>"
+                       + method
+                       + "</methodName>\r\n"
+                         "<params>\r\n";
+    for (const std::string& parameter : parameters)
+        body += "<param><value>" + parameter + "</value></param>\r\n";
+    return body
+           + "</params>\r\n"
+             "</methodCall>\r\n";
 }
 
 std::string encodeBase64(std::string_view bytes)

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace support::xml {
@@ -21,7 +22,9 @@ std::string array(const std::vector<std::string>& values);
 
 /// Documents.
 std::string response(const std::string& value);
-std::string fault(int code, std::string_view text);
+std::string fault(int code, std::string_view reason);
+/// As xmlrpc-c writes it, its parameters given as they travel: requestBody("RdHora", {"<i4>1</i4>"}).
+std::string requestBody(const std::string& method, const std::vector<std::string>& parameters);
 
 std::string encodeBase64(std::string_view bytes);
 std::string decodeBase64(std::string_view text);
