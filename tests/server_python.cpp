@@ -1,10 +1,10 @@
 // nelka::XmlrpcServer against a client that is not xmlrpc-c: server_python.py, which says what it expects.
-#include <cstdlib>
 #include <string>
 
 #include <gtest/gtest.h>
 #include <nelkanet/xmlrpcserver.h>
 
+#include "support/program.h"
 #include "support/serverprocess.h"
 
 namespace {
@@ -38,9 +38,9 @@ TEST_P(PythonClient, IsServed)
         server.AddFunction(nelka::remote::RdHora, echo, nullptr);
         server.AddFunction(nelka::remote::UpdateNTP, refuse, nullptr);
     });
-    const std::string command =
-        std::string("/usr/bin/python3 " SCRIPT " ") + std::to_string(slave.port()) + " " + GetParam();
-    EXPECT_EQ(std::system(command.c_str()), 0);
+    const support::Finished finished =
+        support::run({"/usr/bin/python3", SCRIPT, std::to_string(slave.port()), GetParam()});
+    EXPECT_EQ(finished.status, 0) << finished;
 }
 
 INSTANTIATE_TEST_SUITE_P(Server, PythonClient,
