@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <memory>
 #include <ostream>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -26,6 +27,7 @@
 #include "support/logrecorder.h"
 #include "support/ports.h"
 #include "support/scriptedslave.h"
+#include "support/signals.h"
 #include "support/stopwatch.h"
 
 using namespace support;
@@ -349,9 +351,7 @@ TEST_F(Server, LeavesSigpipeAloneWhenThePortIsInUse)
 {
     ScriptedSlave occupant;
     server.Start("", occupant.port());
-    struct sigaction action = {};
-    sigaction(SIGPIPE, nullptr, &action);
-    EXPECT_EQ(action.sa_handler, SIG_DFL);
+    EXPECT_EQ(disposition(SIGPIPE).sa_handler, SIG_DFL);
 }
 
 TEST_F(Server, StartsAfterAStartThatFailed)
@@ -397,12 +397,10 @@ TEST_F(Server, ClosesItsPortWhenDestroyed)
 TEST_F(Server, IgnoresSigpipeOnceStarted)
 {
     start();
-    struct sigaction action = {};
-    ASSERT_EQ(sigaction(SIGPIPE, nullptr, &action), 0);
+    const struct sigaction action = disposition(SIGPIPE);
     EXPECT_EQ(action.sa_handler, SIG_IGN);
     EXPECT_EQ(action.sa_flags & (SA_RESTART | SA_SIGINFO | SA_NODEFER | static_cast<int>(SA_RESETHAND)), 0);
-    for (int signal = 1; signal < NSIG; ++signal)
-        EXPECT_EQ(sigismember(&action.sa_mask, signal), 0) << signal;
+    EXPECT_EQ(members(action.sa_mask), std::set<int>{});
 }
 
 // Run ----------------------------------------------------------------------------------------------------------

@@ -17,17 +17,15 @@
 
 #include "support/interpose.h"
 #include "support/logrecorder.h"
+#include "support/signals.h"
 
-using support::LogLine;
-using support::next;
+using namespace support;
 
 namespace {
 
 bool sigpipeIgnored()
 {
-    struct sigaction action = {};
-    sigaction(SIGPIPE, nullptr, &action);
-    return action.sa_handler == SIG_IGN;
+    return disposition(SIGPIPE).sa_handler == SIG_IGN;
 }
 
 // What the library called, in order, and what shall fail.
@@ -185,7 +183,7 @@ xmlrpc_value* handler(xmlrpc_env* env, xmlrpc_value*, void*, void*)
 
 class ServerCalls : public ::testing::Test {
 protected:
-    support::LogRecorder log;
+    LogRecorder log;
     std::unique_ptr<nelka::XmlrpcServer> server;
 
     void SetUp() override
@@ -215,14 +213,14 @@ protected:
 
 TEST_F(ServerCalls, StartInTheirOrderWithTheirArguments)
 {
-    support::LogRecorder::duringLogCall = [] { called("syslog"); };
+    LogRecorder::duringLogCall = [] { called("syslog"); };
     start();
-    support::LogRecorder::duringLogCall = nullptr;
+    LogRecorder::duringLogCall = nullptr;
     EXPECT_EQ(calls(),
               (Calls{createSwitch, "ServerCreateSwitch", "ServerSetName NelkaXMLRPCServer",
                      "ServerSetLogFileName /dev/null", "ServerSetTimeout 2", "ServerSetKeepaliveTimeout 2",
                      "ServerSetAdvertise 0", "xmlrpc_server_abyss_set_handlers2 /RPC2", "syslog", "ServerInit"}));
-    EXPECT_EQ(log.lines(), std::vector<LogLine>{banner});
+    EXPECT_EQ(log.lines(), Lines{banner});
     EXPECT_TRUE(sigpipeIgnored());
     EXPECT_TRUE(server->listening());
 }
@@ -275,7 +273,7 @@ TEST_F(ServerCalls, StartEndsAtASwitchThatFails)
     abyss.switchError = "100% taken";
     start();
     EXPECT_EQ(calls(), Calls{createSwitch});
-    EXPECT_EQ(log.lines(), (std::vector<LogLine>{{LOG_ERR, "Couldn't create.  100% taken"}}));
+    EXPECT_EQ(log.lines(), (Lines{{LOG_ERR, "Couldn't create.  100% taken"}}));
     EXPECT_FALSE(sigpipeIgnored());
     EXPECT_FALSE(server->listening());
     EXPECT_EQ(server->Run(), 0);
@@ -287,9 +285,9 @@ TEST_F(ServerCalls, StartGoesOnPastAServerThatFailsWithoutTouchingIt)
     abyss.serverError = "100% out of memory";
     start();
     EXPECT_EQ(calls(), (Calls{createSwitch, "ServerCreateSwitch"}));
-    EXPECT_EQ(log.lines(), (std::vector<LogLine>{{LOG_ERR, "Couldn't create a server!  100% out of memory"},
-                                                 {LOG_ERR, "HEADEND::: Couldn't create a server!"},
-                                                 banner}));
+    EXPECT_EQ(log.lines(), (Lines{{LOG_ERR, "Couldn't create a server!  100% out of memory"},
+                                  {LOG_ERR, "HEADEND::: Couldn't create a server!"},
+                                  banner}));
     EXPECT_TRUE(sigpipeIgnored());
     EXPECT_FALSE(server->listening());
 }
@@ -319,7 +317,7 @@ TEST_F(ServerCalls, ConstructorLogsTheFaultOfEachOfItsStepsAndGoesOn)
     abyss.environmentFails = true;
     abyss.registryFails = true;
     construct();
-    EXPECT_EQ(log.linesWithoutNumbers(), (std::vector<LogLine>{noEnvironment, place, noRegistry, place}));
+    EXPECT_EQ(log.linesWithoutNumbers(), (Lines{noEnvironment, place, noRegistry, place}));
     EXPECT_EQ(callsOfDestructor(), Calls{"xmlrpc_env_clean"});
 }
 
@@ -327,7 +325,7 @@ TEST_F(ServerCalls, ConstructorLogsARegistryThatFails)
 {
     abyss.registryFails = true;
     construct();
-    EXPECT_EQ(log.linesWithoutNumbers(), (std::vector<LogLine>{noRegistry, place}));
+    EXPECT_EQ(log.linesWithoutNumbers(), (Lines{noRegistry, place}));
 }
 
 TEST_F(ServerCalls, AServerWithoutARegistryRefusesMethodsAndServesNone)
@@ -336,7 +334,7 @@ TEST_F(ServerCalls, AServerWithoutARegistryRefusesMethodsAndServesNone)
     construct();
     log.clear();
     server->AddFunction("RdHora", handler, nullptr);
-    EXPECT_EQ(log.linesWithoutNumbers(), (std::vector<LogLine>{noRegistry, place}));
+    EXPECT_EQ(log.linesWithoutNumbers(), (Lines{noRegistry, place}));
     server->Start("", 8080);
     for (const std::string& call : calls())
         EXPECT_FALSE(call.starts_with("xmlrpc_server_abyss_set_handlers2"));

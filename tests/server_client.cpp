@@ -6,6 +6,7 @@
 #include <nelkanet/xmlrpclient.h>
 #include <nelkanet/xmlrpcserver.h>
 
+#include "support/blocks.h"
 #include "support/serverprocess.h"
 
 namespace {
@@ -101,9 +102,7 @@ TEST_F(ClientOfServer, SeesThatAMethodIsNotPublished)
 
 TEST_F(ClientOfServer, ReadsBackTheBlockItWrote)
 {
-    std::vector<char> block;
-    for (int i = 0; i < 60000; ++i)
-        block.push_back(static_cast<char>(i % 251));
+    const std::vector<char> block = support::block(support::bytes(60'000));
     client.wrFicheroTablasSI(1, 2, block, timeout);
     ASSERT_EQ(client.getFault(), 0);
     std::vector<char> read;
