@@ -10,7 +10,7 @@ using namespace support;
 
 namespace {
 
-// What the slave is made to answer, or nothing.
+// What the slave is made to answer, and what it was called with.
 const char* format = "";
 int answered = 0;
 std::vector<std::string> called;
