@@ -1,6 +1,4 @@
 // Administration: resetModuleToFactorySettings, getHoraModulo, setRefrescoWeb, updateNTP, ejecutar_script.
-#include <climits>
-
 #include "support/familytest.h"
 
 using namespace support;

@@ -1,3 +1,4 @@
+// The base of database clients, by itself and derived from.
 #include <nelkadb/cdb.h>
 
 #include <memory>

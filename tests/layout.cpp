@@ -5,7 +5,6 @@
 #include <nelkanet/xmlrpcserver.h>
 
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <string>
 #include <type_traits>

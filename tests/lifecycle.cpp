@@ -1,3 +1,4 @@
+// The client from its construction to its release: init(), resetConn() and cleanup(), and what fails in them.
 #include <algorithm>
 #include <array>
 #include <memory>

@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <functional>
 #include <string>
-#include <utility>
 
 #include <fcntl.h>
 #include <sched.h>

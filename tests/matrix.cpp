@@ -1,8 +1,9 @@
 // Every operation that reaches the wire against every fault of a slave: how each cell ends, what it logs, which outputs
 // it writes, whether it leaves the timer running, the flag raised or a descriptor open.
-#include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <functional>
+#include <stdexcept>
 
 #include <unistd.h>
 

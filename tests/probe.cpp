@@ -1,4 +1,4 @@
-
+// The probe, sampleadd: what it asks, prints and logs.
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -1,3 +1,4 @@
+// Result sets: what fills them, what is refused, how values read.
 #include <nelkadb/resultset.h>
 
 #include <cstdint>

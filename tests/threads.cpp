@@ -1,8 +1,8 @@
+// Signals and late alarms in a process of several threads.
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <csignal>
-#include <functional>
 #include <future>
 #include <set>
 #include <thread>
@@ -20,8 +20,6 @@ using namespace support;
 using namespace std::chrono_literals;
 
 namespace {
-
-using Lines = std::vector<LogLine>;
 
 const auto tolerance = lateness();
 
@@ -275,6 +273,8 @@ TEST_F(Threads, CallsOfSeveralObjectsTakeTurnsInSeveralThreads)
 
 class LateAlarm : public Threads, public ::testing::WithParamInterface<std::set<int>> {};
 
+INSTANTIATE_TEST_SUITE_P(Masks, LateAlarm, ::testing::Values(std::set<int>{}, std::set<int>{SIGALRM, SIGINT}));
+
 // A call that fails at once leaves its alarm of a millisecond behind, and the next one begins just about then.
 TEST_P(LateAlarm, OfAnEarlierCallNeverCutsTheNextOneBesideBusyThreads)
 {
@@ -381,7 +381,5 @@ TEST_F(Threads, ACallWaitsForTheAlarmThatAnotherThreadStillHandles)
     EXPECT_EQ(client.getFault(), 0);
     EXPECT_EQ(count(signalLine("SIGALRM")), 1);
 }
-
-INSTANTIATE_TEST_SUITE_P(Masks, LateAlarm, ::testing::Values(std::set<int>{}, std::set<int>{SIGALRM, SIGINT}));
 
 } // namespace

@@ -1,3 +1,5 @@
+// Time-outs and interruption: the timer, the handlers of its signals, calls that are cut short, what is left of a
+// timer.
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -18,8 +20,6 @@ using namespace support;
 using namespace std::chrono_literals;
 
 namespace {
-
-using Lines = std::vector<LogLine>;
 
 std::vector<itimerval> timersSet;
 
