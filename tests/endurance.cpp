@@ -19,7 +19,7 @@
 #include "support/mutedoutput.h"
 #include "support/operations.h"
 #include "support/ports.h"
-#include "support/signals.h"
+#include "support/stopwatch.h"
 #include "support/xmlrpcspy.h"
 
 using namespace support;
@@ -252,7 +252,7 @@ TEST(Drift, DoesNotShowOverManyCallsWithFaults)
             Variables variables;
             const MutedOutput muted;
             try {
-                operation.call(client, variables, i == 0 ? 20 : 5000);
+                operation.call(client, variables, i == 0 ? 20 : ampleTimeout);
             } catch (const std::logic_error&) {
                 ++failed;
             }
