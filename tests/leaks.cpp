@@ -119,23 +119,22 @@ struct End {
 
 std::vector<End> endsOf(const Operation& operation)
 {
-    constexpr int ample = 5000;
     constexpr int brief = 5;
-    std::vector<End> all{{"agreed", replyArray(operation.sampleReply(0)), ample},
-                         {"refused", replyArray(operation.sampleReply(refusal)), ample},
-                         {"status alone", replyArray({xml::i4(0)}), ample},
-                         {"refused by the status alone", replyArray({xml::i4(refusal)}), ample},
-                         {"no array", reply(xml::text("x")), ample},
-                         {"empty array", replyArray({}), ample},
-                         {"fault response", replyFault(-77, "agotado"), ample},
-                         {"no XML-RPC", ok("agotado"), ample},
-                         {"reset", resetAfterRequest(), ample},
+    std::vector<End> all{{"agreed", replyArray(operation.sampleReply(0)), ampleTimeout},
+                         {"refused", replyArray(operation.sampleReply(refusal)), ampleTimeout},
+                         {"status alone", replyArray({xml::i4(0)}), ampleTimeout},
+                         {"refused by the status alone", replyArray({xml::i4(refusal)}), ampleTimeout},
+                         {"no array", reply(xml::text("x")), ampleTimeout},
+                         {"empty array", replyArray({}), ampleTimeout},
+                         {"fault response", replyFault(-77, "agotado"), ampleTimeout},
+                         {"no XML-RPC", ok("agotado"), ampleTimeout},
+                         {"reset", resetAfterRequest(), ampleTimeout},
                          {"time-out", silence(), brief}};
     const std::size_t size = operation.sampleReply(0).size();
     for (std::size_t at = 0; at < size; ++at) {
         std::vector<std::string> elements = operation.sampleReply(0);
         elements[at] = xml::structure({{"a", xml::i4(1)}});
-        all.push_back({"wrong type at " + std::to_string(at), replyArray(elements), ample});
+        all.push_back({"wrong type at " + std::to_string(at), replyArray(elements), ampleTimeout});
     }
     return all;
 }

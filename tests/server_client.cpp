@@ -7,11 +7,13 @@
 #include <nelkanet/xmlrpcserver.h>
 
 #include "support/blocks.h"
+#include "support/fixture.h"
 #include "support/serverprocess.h"
+
+using support::ampleTimeout;
 
 namespace {
 
-constexpr int timeout = 5000;
 constexpr int noSuchMethod = -506;
 
 xmlrpc_value* add(xmlrpc_env* env, xmlrpc_value* arguments, void*, void*)
@@ -73,7 +75,7 @@ protected:
 TEST_F(ClientOfServer, IsToldASum)
 {
     ::testing::internal::CaptureStdout();
-    client.sampleadd(timeout);
+    client.sampleadd(ampleTimeout);
     EXPECT_EQ(::testing::internal::GetCapturedStdout(), "RESULTADO 15");
     EXPECT_EQ(client.getFault(), 0);
 }
@@ -82,7 +84,7 @@ TEST_F(ClientOfServer, IsToldTheTimeInMoreThanThirtyTwoBits)
 {
     unsigned long long time = 0;
     int status = -1;
-    client.getHoraModulo(7, time, status, timeout);
+    client.getHoraModulo(7, time, status, ampleTimeout);
     EXPECT_EQ(client.getFault(), 0);
     EXPECT_EQ(status, 0);
     EXPECT_EQ(time, 5000000007ULL);
@@ -90,23 +92,23 @@ TEST_F(ClientOfServer, IsToldTheTimeInMoreThanThirtyTwoBits)
 
 TEST_F(ClientOfServer, SeesTheStatusOfARefusal)
 {
-    client.updateNTP(timeout);
+    client.updateNTP(ampleTimeout);
     EXPECT_EQ(client.getFault(), 3);
 }
 
 TEST_F(ClientOfServer, SeesThatAMethodIsNotPublished)
 {
-    client.resetModuleToFactorySettings(timeout);
+    client.resetModuleToFactorySettings(ampleTimeout);
     EXPECT_EQ(client.getFault(), noSuchMethod);
 }
 
 TEST_F(ClientOfServer, ReadsBackTheBlockItWrote)
 {
     const std::vector<char> block = support::block(support::bytes(60'000));
-    client.wrFicheroTablasSI(1, 2, block, timeout);
+    client.wrFicheroTablasSI(1, 2, block, ampleTimeout);
     ASSERT_EQ(client.getFault(), 0);
     std::vector<char> read;
-    client.rdFicheroTablasSI(1, 2, 0, 0, 0, read, timeout);
+    client.rdFicheroTablasSI(1, 2, 0, 0, 0, read, ampleTimeout);
     EXPECT_EQ(client.getFault(), 0);
     EXPECT_EQ(read, block);
 }
@@ -116,7 +118,7 @@ TEST_F(ClientOfServer, CallsAgainAndAgain)
     for (unsigned short n = 0; n < 50; ++n) {
         unsigned long long time = 0;
         int status = -1;
-        client.getHoraModulo(n, time, status, timeout);
+        client.getHoraModulo(n, time, status, ampleTimeout);
         ASSERT_EQ(client.getFault(), 0) << n;
         ASSERT_EQ(time, 5000000000ULL + n);
     }

@@ -284,7 +284,7 @@ protected:
             complain("not initialised");
         {
             Variables warmingUp;
-            operation.call(client, warmingUp, 5000);
+            operation.call(client, warmingUp, ampleTimeout);
         }
         for (long failing = first;; ++failing) {
             auto variables = std::make_unique<Variables>();
@@ -292,7 +292,7 @@ protected:
             log.clear();
             const std::set<int> mask = heldSignals();
             const int received = spy.resultsReceived;
-            const End end = attempt(failing, [&] { operation.call(client, *variables, 5000); });
+            const End end = attempt(failing, [&] { operation.call(client, *variables, ampleTimeout); });
             const bool failed = allocator.failed;
             const bool replied = spy.resultsReceived > received;
             const int releases = spy.resultsReleased;
@@ -310,7 +310,7 @@ protected:
                 complain("failed without a reason");
 
             client.set_timer(0);
-            operation.call(client, after, 5000);
+            operation.call(client, after, ampleTimeout);
             if (client.getFault() != 0)
                 complain("the next call does not work");
             variables.reset();

@@ -13,6 +13,9 @@
 
 namespace support {
 
+/// In milliseconds, for calls that are not to time out.
+constexpr int ampleTimeout = 5000;
+
 /// The line of a signal's handler: "SIGINT" or "SIGALRM", and the flag as it was before.
 inline LogLine signalLine(const std::string& signal, int flag = 0)
 {
@@ -22,8 +25,6 @@ inline LogLine signalLine(const std::string& signal, int flag = 0)
 /// A scripted slave, forked first, and a client that is ready to call it; the log is recorded from there on.
 class ClientTest : public ::testing::Test {
 protected:
-    static constexpr int ampleTimeout = 5000;
-
     ScriptedSlave slave;
     LogRecorder log;
     nelka::XmlrpcClient client{"127.0.0.1", slave.port(), "eth1", "app", "1.0"};
