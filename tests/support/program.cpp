@@ -44,6 +44,15 @@ std::vector<std::string> withOwnEnvironment(std::vector<std::string> entries)
     return entries;
 }
 
+std::string lineOf(int descriptor)
+{
+    std::string text;
+    // One character at a time, so that what follows is left to finish().
+    for (char character; read(descriptor, &character, 1) == 1 && character != '\n';)
+        text += character;
+    return text;
+}
+
 } // namespace
 
 std::string Finished::lastWords() const
@@ -110,13 +119,14 @@ void Program::signal(int number) const
     kill(child, number);
 }
 
-std::string Program::line()
+std::string Program::line() const
 {
-    std::string text;
-    // One character at a time, so that what follows is left to finish().
-    for (char character; read(out, &character, 1) == 1 && character != '\n';)
-        text += character;
-    return text;
+    return lineOf(out);
+}
+
+std::string Program::errorLine() const
+{
+    return lineOf(err);
 }
 
 Finished Program::finish()

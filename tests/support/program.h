@@ -36,7 +36,10 @@ public:
     void signal(int number) const;
 
     /// Waits for the next line of standard output, without its end; empty when none comes any more.
-    std::string line();
+    std::string line() const;
+
+    /// The same of standard error.
+    std::string errorLine() const;
 
     /// Waits for its end, reading what it writes. Throws std::runtime_error after 60 seconds; the destructor ends it.
     Finished finish();
