@@ -1,6 +1,9 @@
 if(TARGET nelkactl)
   nelka_test(nelkactl SOURCES nelkactl.cpp nelkactl_commandline.cpp nelkactl_files.cpp nelkactl_scan.cpp)
   add_dependencies(test_nelkactl nelkactl)
+  if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=address")
+    target_sources(nelkactl PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/suppressions/leaksanitizer.cpp)
+  endif()
   # The tests start it from shells and scripts, which know nothing of emulators.
   set(program $<TARGET_FILE:nelkactl>)
   if(CMAKE_CROSSCOMPILING_EMULATOR)
@@ -11,7 +14,6 @@ if(TARGET nelkactl)
   target_compile_definitions(test_nelkactl PRIVATE
     NELKACTL="${program}"
     SCRIPT="${CMAKE_CURRENT_SOURCE_DIR}/nelkactl.py"
-    SUPPRESSIONS="${CMAKE_CURRENT_SOURCE_DIR}/nelkactl.lsan"
     MAN_PAGE="${PROJECT_SOURCE_DIR}/docs/man/nelkactl.1"
     COMPLETION="${PROJECT_SOURCE_DIR}/tools/nelkactl/completion.bash")
 endif()

@@ -75,12 +75,7 @@ protected:
         return all;
     }
 
-    Words environment() const
-    {
-        return {"NELKA_HOST=", "NELKA_PORT=" + std::to_string(slave.port()),
-                // Where it is built to look for leaks; the stacks lead through libraries without frame pointers.
-                "LSAN_OPTIONS=print_suppressions=0:suppressions=" SUPPRESSIONS, "ASAN_OPTIONS=fast_unwind_on_malloc=0"};
-    }
+    Words environment() const { return {"NELKA_HOST=", "NELKA_PORT=" + std::to_string(slave.port())}; }
 
     Finished type(const Words& words, const std::optional<std::string>& input = "") const
     {

@@ -1,8 +1,9 @@
-// What LeakSanitizer is not to report: in every program of tests that it is built into.
+// What LeakSanitizer is not to report: in nelkactl and in every program of tests that it is built into.
 #pragma GCC visibility push(default)
 extern "C" {
 
-/// Each line exempts one operation; the tests of leaks hold these three to exactly their loss.
+/// Each line exempts one operation, the last one the test that makes xmlrpc-c's own loss. The tests of leaks hold them
+/// to exactly that.
 const char* __lsan_default_suppressions()
 {
     // The reply of a script that the slave refuses, and that of a report which lacks its text, are not released.
