@@ -1,9 +1,7 @@
 // The programs that users start from do what they say, against the simulated slave.
 #include <csignal>
 #include <ctime>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -53,9 +51,8 @@ TEST_F(Tune, TunesTheSlaveToTheFrequency)
     EXPECT_EQ(tuned.status, 0);
     EXPECT_EQ(tuned.err, "");
 
-    std::ostringstream kept;
-    kept << std::ifstream(state() + "/state.json").rdbuf();
-    EXPECT_NE(kept.str().find("626000000"), std::string::npos) << kept.str();
+    const std::string kept = contents(state() + "/state.json");
+    EXPECT_NE(kept.find("626000000"), std::string::npos) << kept;
 }
 
 TEST_F(Tune, SaysThatTheSlaveRefused)

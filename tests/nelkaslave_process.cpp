@@ -11,16 +11,15 @@
 #include <thread>
 #include <vector>
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <nelkanet/version.h>
 #include <nelkanet/xmlrpclient.h>
-#include <netinet/in.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
+#include "support/ports.h"
 #include "support/simulatedslave.h"
+#include "support/stopwatch.h"
 
 using namespace support;
 namespace fs = std::filesystem;
@@ -382,15 +381,11 @@ TEST_P(NelkaslaveEnd, IsCleanAtMomentsOfItsService)
 TEST_P(NelkaslaveEnd, WaitsForNoClientThatSaysNothing)
 {
     SimulatedSlave slave;
-    const int silent = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(slave.port());
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    ASSERT_EQ(connect(silent, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    const auto start = std::chrono::steady_clock::now();
+    const int silent = connectedTo(slave.port());
+    ASSERT_GE(silent, 0);
+    const Stopwatch watch;
     EXPECT_EQ(slave.end(GetParam()), 0);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1500)); // 2000 if it waited
+    EXPECT_LT(watch.elapsed(), std::chrono::milliseconds(1500)); // 2000 if it waited
     close(silent);
 }
 

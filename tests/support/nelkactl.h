@@ -2,16 +2,14 @@
 #pragma once
 
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
+#include "folder.h"
 #include "program.h"
 #include "scriptedslave.h"
 
@@ -24,14 +22,6 @@ inline Words operator+(Words words, const Words& more)
 {
     words.insert(words.end(), more.begin(), more.end());
     return words;
-}
-
-inline std::string contents(const std::filesystem::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
 }
 
 /// The operations that its --help names.
@@ -49,22 +39,15 @@ inline Words operationsNamedIn(const std::string& help)
 class Nelkactl : public ::testing::Test {
 protected:
     ScriptedSlave slave;
-    std::filesystem::path folder;
+    const TemporaryFolder temporary;
+    const std::filesystem::path& folder = temporary.path;
 
-    void SetUp() override
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "nelkactl.XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        folder = pattern;
-        std::ofstream(block()) << "bloque";
-    }
-
-    void TearDown() override { std::filesystem::remove_all(folder); }
+    void SetUp() override { fileWith(block(), "bloque"); }
 
     std::string block() const { return folder / "block"; }
     std::string file() const { return folder / "file"; }
 
-    void keep(const std::string& text) const { std::ofstream(file()) << text; }
+    void keep(const std::string& text) const { fileWith(file(), text); }
 
     /// The program and its words, in which {block} and {file} stand for those files.
     Words command(const Words& words) const

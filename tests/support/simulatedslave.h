@@ -1,50 +1,17 @@
-// nelkaslave, as a user runs it, and folders for its state. The build names it: NELKASLAVE, and EMULATOR if it needs
-// one.
+// nelkaslave, as a user runs it. The build names it: NELKASLAVE, and EMULATOR if it needs one.
 #pragma once
 
-#include <cerrno>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <vector>
 
-#include <stdlib.h>
-
+#include "folder.h"
 #include "program.h"
 
 namespace support {
-
-/// An empty folder that goes with the object.
-class TemporaryFolder {
-public:
-    TemporaryFolder()
-    {
-        std::string name = std::filesystem::temp_directory_path() / "nelka-test-XXXXXX";
-        if (!mkdtemp(name.data()))
-            throw std::system_error(errno, std::generic_category(), name);
-        path = name;
-    }
-    ~TemporaryFolder()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    std::filesystem::path path;
-};
-
-/// Writes a file and returns its name.
-inline std::string fileWith(const std::filesystem::path& path, const std::string& content)
-{
-    std::ofstream(path, std::ios::binary) << content;
-    return path;
-}
 
 /// How to run a program of the build, through the emulator if it needs one.
 inline std::vector<std::string> builtCommand(const std::string& program, const std::vector<std::string>& arguments)
