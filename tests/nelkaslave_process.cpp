@@ -132,7 +132,7 @@ TEST(Nelkaslave, GivesNoConnectionTheNumberOfAStandardStreamThatIsClosed)
 {
     SimulatedSlave slave({}, {}, {"/bin/sh", "-c", "exec \"$@\" <&- 2>&-", "sh"});
     for (const char* stream : {"0", "2"})
-        EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(slave.pid()) + "/fd/" + stream), "/dev/null");
+        EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(slave.pid()) + "/fd/" + stream).filename(), "null");
     EXPECT_EQ(changes(*clientOf(slave)), 0);
     EXPECT_EQ(slave.end(SIGTERM), 0);
 }
