@@ -30,14 +30,12 @@ bool connect(nelka::XmlrpcClient& slave)
     return ready;
 }
 
-// The environment tells a refusal from a fault: a slave may refuse with a negative status too.
+// The environment tells a fault from a refusal: a slave may refuse with a negative status too.
 Outcome outcomeOf(const nelka::XmlrpcClient& slave)
 {
-    if (slave.getFault() == XMLRPC_TIMEOUT_ERROR)
-        return Outcome::late;
-    if (slave.environment().fault_occurred)
-        return Outcome::broken;
-    return slave.getFault() == 0 ? Outcome::done : Outcome::refused;
+    if (!slave.environment().fault_occurred)
+        return slave.getFault() == 0 ? Outcome::done : Outcome::refused;
+    return slave.getFault() == XMLRPC_TIMEOUT_ERROR ? Outcome::late : Outcome::broken;
 }
 
 // Whether to go on.

@@ -287,6 +287,9 @@ public:
                     sourceFile, __LINE__);
             client.setFault(XMLRPC_TIMEOUT_ERROR);
             interrupted() = 0;
+            // An answer that came all the same is not delivered, and the environment is to say so.
+            if (!client.env.fault_occurred)
+                xmlrpc_env_set_fault(&client.env, XMLRPC_TIMEOUT_ERROR, "the call was cut short");
             return false;
         }
         if (client.env.fault_occurred) {

@@ -17,7 +17,7 @@
 
 namespace nelka {
 
-/// A channel's tuning parameters. All but the two frequencies mean what the slave takes them to mean.
+/// A channel's tuning parameters, in the units and with the meanings that the slave gives them; nothing is converted.
 struct tcanal {
     std::uint32_t frecuencia = 0;           ///< channel frequency; logged for both kinds, sent for terrestrial ones
     std::uint32_t frecuenciaIntermedia = 0; ///< intermediate frequency; logged and sent for satellite channels
@@ -35,11 +35,14 @@ struct tcanal {
 /// XML-RPC call. To go to another address use updateHostInterfaz(), to renew the connection resetConn().
 ///
 /// **Outcome.** Remote operations return nothing. After each, getFault() is
-/// - 0: the call succeeded and the slave reported no error (or the operation does not check its status);
-/// - -505: the operation's time-out passed, or a SIGINT arrived;
-/// - an xmlrpc-c fault code (-500 to -510) or the code of the slave's fault response: nothing usable came back;
-///   environment() says why;
-/// - any other value: the status with which the slave refused.
+/// - 0: the call succeeded and the slave reported no error, or one that the operation does not check;
+/// - -505: the operation's time-out passed, or a SIGINT arrived, which a handler of one's own can tell apart;
+/// - an xmlrpc-c fault code (-500 to -510) or the code of the slave's fault response, which may be any number, 0 too:
+///   nothing usable came back;
+/// - any other value: the status with which the slave refused, which may be any number too.
+///
+/// environment() holds a fault, with the reason, in the second and third case, and none after a refusal, except what
+/// getTable() met when it filled its result.
 ///
 /// **Outputs.** An output is written only once a reply has been decoded that far: after a time-out, an interruption
 /// or a transport fault every output holds what the caller put there. Where the slave reports an error status
@@ -93,8 +96,8 @@ public:
     /// Goes to another slave: changes the address, then resetConn(), whose result it returns. The port stays.
     int updateHostInterfaz(std::string host, std::string interfaz);
 
-    /// The xmlrpc-c environment of the last call: its fault text and code say why a call failed, and whether a
-    /// negative fault state is xmlrpc-c's or the slave's. Valid until the next call on this object.
+    /// The xmlrpc-c environment of the last call: its fault text says why no usable answer came. Valid until the next
+    /// call on this object.
     const xmlrpc_env& environment() const;
 
     /// Routes SIGINT and SIGALRM to interruptRpc(), for the whole process and for good. Called by init().

@@ -360,6 +360,8 @@ TEST_F(Frame, ACallThatSucceedsWithTheFlagRaisedIsATimeoutAndItsReplyIsReleased)
               (Lines{debug(alarmsMessage), armed(ampleTimeout), signalLine("SIGALRM"), timeoutLine(alarmsMessage)}));
     EXPECT_GT(timerLeft(), microseconds(0));
     expectOutputsUntouched();
+    EXPECT_EQ(client.environment().fault_code, XMLRPC_TIMEOUT_ERROR);
+    EXPECT_STREQ(client.environment().fault_string, "the call was cut short");
     expectTheNextCallToSucceed();
 }
 

@@ -19,12 +19,6 @@ int drawn()
     return static_cast<int>(std::random_device()());
 }
 
-// Fault state -505 without a signal is a status, or a fault response, of the slave's own choice.
-bool cutShort(const nelka::XmlrpcClient& client)
-{
-    return client.getFault() == XMLRPC_TIMEOUT_ERROR && (interruption::seen() || interruption::alarmSeen());
-}
-
 } // namespace
 
 Number::Number() : preset(drawn()), value(preset) {}
@@ -47,7 +41,7 @@ bool Table::written() const
 
 bool Call::answered() const
 {
-    return !client.environment().fault_occurred && !cutShort(client);
+    return !client.environment().fault_occurred;
 }
 
 void Call::output(const std::string& name, const Text& text)
@@ -124,20 +118,20 @@ Ending Call::ending() const
 {
     const xmlrpc_env& env = client.environment();
     const int fault = client.getFault();
-    const std::string reason = env.fault_occurred ? oneLine(env.fault_string) : "";
-    if (cutShort(client)) {
-        const std::string because = reason.empty() ? "" : " (" + reason + ")";
-        if (interruption::seen())
-            return {interrupted, fault, "interruption: SIGINT" + because};
-        return {timedOut, fault, "time-out: no answer within " + std::to_string(timeout) + " ms" + because};
+    if (!env.fault_occurred) {
+        if (fault != 0)
+            return {refused, fault, "slave's status: " + std::to_string(fault)};
+        return {};
     }
-    if (env.fault_occurred)
-        // What a result set does not take is no fault of the call, but there is no result.
-        return {faulted, fault != 0 ? fault : env.fault_code,
-                kindOf(env) + ": " + reason + " (" + std::to_string(env.fault_code) + ")"};
-    if (fault != 0)
-        return {refused, fault, "slave's status: " + std::to_string(fault)};
-    return {};
+    const std::string reason = oneLine(env.fault_string);
+    // Fault state -505 without a signal is a fault response of the slave's own choice.
+    if (fault == XMLRPC_TIMEOUT_ERROR && interruption::seen())
+        return {interrupted, fault, "interruption: SIGINT (" + reason + ")"};
+    if (fault == XMLRPC_TIMEOUT_ERROR && interruption::alarmSeen())
+        return {timedOut, fault, "time-out: no answer within " + std::to_string(timeout) + " ms (" + reason + ")"};
+    // What a result set does not take is no fault of the call, but there is no result.
+    return {faulted, fault != 0 ? fault : env.fault_code,
+            kindOf(env) + ": " + reason + " (" + std::to_string(env.fault_code) + ")"};
 }
 
 // Output ---------------------------------------------------------------------------------------------------------
