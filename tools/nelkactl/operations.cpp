@@ -205,16 +205,16 @@ std::vector<Operation> everyOperation()
 
         // Tuning ---------------------------------------------------------------------------------------------------
 
-        operation("sintonizarCanalTerr", {{"PARAMETRO", "passed on"}, {"INDICADOR", "passed on"}}, "status",
-                  "Tunes a terrestrial channel.",
+        operation("sintonizarCanalTerr", {{"PARAMETRO", "passed on; nelkaslave's input"}, {"INDICADOR", "passed on"}},
+                  "status", "Tunes a terrestrial channel.",
                   [](Call& call, int parametro, bool indicador, nelka::tcanal canal) {
                       int status = 0;
                       call.client.sintonizarCanalTerr(canal, parametro, status, indicador, call.timeout);
                       call.output("status", status);
                   }),
         operation("sintonizarCanalSat",
-                  {{"PARAMETRO", "passed on"}, {"INDICADOR", "passed on"}, {"EXTRA", "passed on"}}, "status",
-                  "Tunes a satellite channel, by its intermediate frequency.",
+                  {{"PARAMETRO", "passed on; nelkaslave's input"}, {"INDICADOR", "passed on"}, {"EXTRA", "passed on"}},
+                  "status", "Tunes a satellite channel, by its intermediate frequency.",
                   [](Call& call, int parametro, bool indicador, int extra, nelka::tcanal canal) {
                       int status = 0;
                       call.client.sintonizarCanalSat(canal, parametro, status, indicador, extra, call.timeout);

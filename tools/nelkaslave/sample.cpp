@@ -34,12 +34,12 @@ CREATE TABLE canales (
     activo INTEGER NOT NULL DEFAULT 1
 );
 INSERT INTO canales VALUES
-    (1, 'TVN Uno', 0, 'terrestre', 482000000, 1),
-    (2, 'TVN Dos', 0, 'terrestre', 482000000, 1),
-    (3, 'Canal Montaña', 1, 'terrestre', 626000000, 1),
-    (4, 'Noticias 24', 2, 'satelite', 1186000000, 1),
-    (5, 'Cine Clásico', 2, 'satelite', 1186000000, 0),
-    (6, 'Música', 3, 'satelite', 1520000000, 1);
+    (1, 'TVN Uno', 0, 'terrestre', 482000, 1),
+    (2, 'TVN Dos', 0, 'terrestre', 482000, 1),
+    (3, 'Canal Montaña', 1, 'terrestre', 626000, 1),
+    (4, 'Noticias 24', 2, 'satelite', 1186000, 1),
+    (5, 'Cine Clásico', 2, 'satelite', 1186000, 0),
+    (6, 'Música', 3, 'satelite', 1520000, 1);
 
 CREATE TABLE servicios (
     id INTEGER PRIMARY KEY,
@@ -79,7 +79,7 @@ State state()
     sample.scripts = {"diagnostico", "reinicio_sintonizadores", "limpieza_logs"};
     sample.entradas.resize(4);
     sample.entradas[0].sintonia = {{"tipo", "terrestre"},
-                                   {"frecuencia", 482000000},
+                                   {"frecuencia", 482000},
                                    {"parametroTerr", 8},
                                    {"parametroComun", 0},
                                    {"indicador", true}};
