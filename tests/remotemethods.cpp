@@ -1,4 +1,5 @@
 // The table of names, byte for byte.
+#include <algorithm>
 #include <fstream>
 #include <iomanip>
 #include <sstream>
@@ -75,13 +76,15 @@ TEST(RemoteMethodNames, AreTheTextsThatSlavesKnow)
         EXPECT_EQ(name, text);
 }
 
-TEST(RemoteMethodNames, AreThirtyTwoInTheHeaderEachNamedAsItsText)
+TEST(RemoteMethodNames, AreInTheHeaderEachNamedAsItsText)
 {
     std::vector<Entry> expected;
     for (const auto& [name, text] : table)
         expected.emplace_back(text, text);
-    EXPECT_EQ(expected.size(), 32U);
-    EXPECT_EQ(declaredIn(HEADER), expected);
+    const std::vector<Entry> declared = declaredIn(HEADER);
+    for (std::size_t i = 0; i < std::min(declared.size(), expected.size()); ++i)
+        EXPECT_EQ(declared[i], expected[i]);
+    EXPECT_EQ(declared.size(), expected.size());
 }
 
 TEST(RemoteMethodNames, IncludeNO_TABLEInTheClientAlone)
