@@ -38,8 +38,8 @@ std::string report(int entrada, const Scan& scan, int percent)
     for (int channel = firstChannel; channel < reached; ++channel) {
         const unsigned int luck = scattered(entrada, scan, channel);
         if (luck % 4 == 0)
-            text << "canal " << channel << " frecuencia " << 474000 + 8000 * (channel - firstChannel)
-                 << " kHz C/N " << 18 + luck / 4 % 18 << " dB\n";
+            text << "canal " << channel << " frecuencia " << 474000 + 8000 * (channel - firstChannel) << " kHz C/N "
+                 << 18 + luck / 4 % 18 << " dB\n";
     }
     return text.str();
 }
