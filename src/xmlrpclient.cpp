@@ -31,7 +31,7 @@ namespace nelka {
 
 namespace remote {
 
-// No procedure: the name that stands for none. No call sends it, and only this file has it.
+// No call sends it, and no other file has it.
 [[maybe_unused]] static const std::string NO_TABLE = "NO_TABLE";
 
 } // namespace remote
