@@ -1,2 +1,0 @@
-nelka_test(endurance LABEL long)
-nelka_test(systemlog LABEL long)

@@ -1,0 +1,75 @@
+// nelkactl as a user types it, against a scripted slave.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/folder.h"
+#include "support/program.h"
+#include "support/scriptedslave.h"
+
+namespace support {
+
+using Words = std::vector<std::string>;
+using Values = std::vector<std::string>; ///< of a reply array
+
+inline Words operator+(Words words, const Words& more)
+{
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
+
+/// The operations that its --help names.
+inline Words operationsNamedIn(const std::string& help)
+{
+    const std::string title = "Operations:\n";
+    const std::size_t start = help.find(title) + title.size();
+    std::istringstream names(help.substr(start, help.find("Exit status:") - start));
+    Words all;
+    for (std::string name; names >> name;)
+        all.push_back(name);
+    return all;
+}
+
+class Nelkactl : public ::testing::Test {
+protected:
+    ScriptedSlave slave;
+    const TemporaryFolder temporary;
+    const std::filesystem::path& folder = temporary.path;
+
+    void SetUp() override { fileWith(block(), "bloque"); }
+
+    std::string block() const { return folder / "block"; }
+    std::string file() const { return folder / "file"; }
+
+    void keep(const std::string& text) const { fileWith(file(), text); }
+
+    /// The program and its words, in which {block} and {file} stand for those files.
+    Words command(const Words& words) const
+    {
+        Words all{NELKACTL};
+        for (const std::string& word : words)
+            all.push_back(word == "{block}" ? block() : word == "{file}" ? file() : word);
+        return all;
+    }
+
+    Words environment() const { return {"NELKA_HOST=", "NELKA_PORT=" + std::to_string(slave.port())}; }
+
+    Finished type(const Words& words, const std::optional<std::string>& input = "") const
+    {
+        return run(command(words), environment(), input);
+    }
+
+    Finished answered(const Values& reply, const Words& words)
+    {
+        slave.play({replyArray(reply)});
+        return type(words);
+    }
+};
+
+} // namespace support

@@ -1,0 +1,215 @@
+// Database: getTable, execQuery.
+#include <climits>
+
+#include "familytest.h"
+
+using namespace support;
+
+namespace {
+
+INSTANTIATE_TEST_SUITE_P(Database, RemoteOperation, family("database"), ::testing::PrintToStringParamName());
+
+const std::string row = xml::array({xml::text("La 1"), xml::i4(7)});
+const std::string names = xml::array({xml::text("nombre"), xml::text("canal")});
+const std::string table = xml::array({names, row, row});
+const std::string raggedTable = xml::array({names, xml::array({xml::text("La 1")})});
+
+class GetTable : public FamilyTest {
+protected:
+    void SetUp() override
+    {
+        FamilyTest::SetUp();
+        call({xml::i4(0), xml::array({xml::array({xml::text("columna")}), xml::array({xml::text("as it was")})})});
+        ASSERT_TRUE(isAsItWas());
+    }
+
+    void call(const std::vector<std::string>& answer, const std::string& query = "select 1")
+    {
+        answerWith(answer);
+        client.getTable(query, result, ampleTimeout);
+    }
+
+    bool isAsItWas() const
+    {
+        return result.rowCount() == 1 && result.columnCount() == 1 && result.columnName(0) == "columna"
+               && result.value(0, 0) == "as it was";
+    }
+
+    bool holdsTheTable() const
+    {
+        return result.rowCount() == 2 && result.columnCount() == 2 && result.columnName(0) == "nombre"
+               && result.columnName(1) == "canal" && result.value(0, 0) == "La 1" && result.value(1, 1) == "7";
+    }
+
+    nelkadb::ResultSet result;
+    const std::string message = "getTable host : 127.0.0.1, dbName : modulo, query : select 1";
+};
+
+TEST_F(GetTable, SendsTheseBytes)
+{
+    call({xml::i4(0), table}, "select \"a\"\n from t where b < 'c' & d > 1");
+    EXPECT_EQ(slave.bodies(),
+              (std::vector<std::string>{requestBody(
+                  "GetTable", {"<string>modulo</string>",
+                               "<string>select \"a\"\n from t where b &lt; 'c' &amp; d &gt; 1</string>"})}));
+}
+
+TEST_F(GetTable, SendsAnEmptyDatabaseNameWhenNoneWasAssigned)
+{
+    client.dbName.clear();
+    call({xml::i4(0), table}, "");
+    EXPECT_EQ(slave.calls().at(0).parameters, (std::vector<std::string>{"string ", "string "}));
+    EXPECT_EQ(log.lines().at(0), debug("getTable host : 127.0.0.1, dbName : , query : "));
+}
+
+TEST_F(GetTable, FillsTheResultSet)
+{
+    call({xml::i4(0), table});
+    EXPECT_TRUE(holdsTheTable());
+    EXPECT_EQ(client.getFault(), 0);
+    EXPECT_EQ(log.linesWithoutNumbers(), replied(message));
+}
+
+TEST_F(GetTable, FillsTheResultSetBesideAnErrorStatus)
+{
+    call({xml::i4(7), table});
+    EXPECT_TRUE(holdsTheTable());
+    EXPECT_EQ(client.getFault(), 7);
+    EXPECT_EQ(log.linesWithoutNumbers(), replied(message, {refusedLine(message, 7), place()}));
+}
+
+TEST_F(GetTable, EmptiesTheResultSetForAnEmptyTable)
+{
+    call({xml::i4(0), xml::array({})});
+    EXPECT_EQ(result.rowCount(), 0U);
+    EXPECT_EQ(result.columnCount(), 0U);
+    EXPECT_EQ(client.getFault(), 0);
+}
+
+TEST_F(GetTable, LeavesTheResultSetAloneWhenOnlyAStatusComes)
+{
+    for (const int status : {0, 7, -7}) {
+        call({xml::i4(status)});
+        EXPECT_TRUE(isAsItWas());
+        EXPECT_EQ(client.getFault(), status);
+    }
+}
+
+TEST_F(GetTable, DoesNotFillWhatIsNoArrayIntoTheResultSet)
+{
+    call({xml::i4(7), xml::text("tabla")});
+    EXPECT_TRUE(isAsItWas());
+    EXPECT_EQ(client.getFault(), -501);
+    EXPECT_EQ(log.linesWithoutNumbers(), replied(message, {faultLine(message), place()}));
+}
+
+TEST_F(GetTable, NeitherLogsNorReportsATableThatCannotBeFilled)
+{
+    call({xml::i4(0), raggedTable});
+    EXPECT_TRUE(isAsItWas());
+    EXPECT_EQ(client.getFault(), 0);
+    EXPECT_TRUE(client.environment().fault_occurred);
+    EXPECT_EQ(log.linesWithoutNumbers(), replied(message));
+    EXPECT_EQ(spy.resultsReleased, 1);
+}
+
+TEST_F(GetTable, ReportsTheStatusBesideATableThatCannotBeFilled)
+{
+    call({xml::i4(7), raggedTable});
+    EXPECT_TRUE(isAsItWas());
+    EXPECT_EQ(client.getFault(), 7);
+    EXPECT_EQ(log.linesWithoutNumbers(), replied(message, {refusedLine(message, 7), place()}));
+}
+
+TEST_F(GetTable, WorksAfterATableThatCouldNotBeFilled)
+{
+    call({xml::i4(0), raggedTable});
+    call({xml::i4(0), table});
+    EXPECT_TRUE(holdsTheTable());
+    EXPECT_EQ(client.getFault(), 0);
+}
+
+TEST_F(GetTable, IsReachedThroughItsBase)
+{
+    nelkadb::CDB& database = client;
+    answerWith({xml::i4(7), table});
+    database.getTable("select 1", result, ampleTimeout);
+    EXPECT_TRUE(holdsTheTable());
+    EXPECT_EQ(database.getFault(), 7);
+}
+
+TEST_F(GetTable, SendsALongQueryWhole)
+{
+    const std::string query(200'000, 'q');
+    call({xml::i4(0), table}, query);
+    EXPECT_EQ(slave.calls().at(0).parameters.at(1), "string " + query);
+    EXPECT_TRUE(holdsTheTable());
+}
+
+class ExecQuery : public FamilyTest {
+protected:
+    void call(const std::vector<std::string>& answer, const std::string& query = "delete")
+    {
+        answerWith(answer);
+        client.execQuery(query, result, "canales", ampleTimeout);
+    }
+
+    int result = 222;
+    const std::string message = "execQuery : host : 127.0.0.1, dbName : modulo, DBtable : canales, query : delete";
+};
+
+TEST_F(ExecQuery, SendsTheseBytesTheTableBeforeTheQuery)
+{
+    call({xml::i4(0)}, "update canales set a = '<&>'");
+    EXPECT_EQ(slave.bodies(), (std::vector<std::string>{requestBody(
+                                  "ExecQuery", {"<string>modulo</string>", "<string>canales</string>",
+                                                "<string>update canales set a = '&lt;&amp;&gt;'</string>"})}));
+}
+
+TEST_F(ExecQuery, DeliversTheInteger)
+{
+    for (const int answered : {3, 0, -3, INT_MAX, INT_MIN}) {
+        call({xml::i4(0), xml::i4(answered)});
+        EXPECT_EQ(result, answered);
+        EXPECT_EQ(client.getFault(), 0);
+        EXPECT_EQ(log.linesWithoutNumbers(), replied(message));
+    }
+}
+
+TEST_F(ExecQuery, DeliversTheIntegerBesideAnErrorStatus)
+{
+    call({xml::i4(2), xml::i4(3)});
+    EXPECT_EQ(result, 3);
+    EXPECT_EQ(client.getFault(), 2);
+    EXPECT_EQ(log.linesWithoutNumbers(), replied(message, {refusedLine(message, 2), place()}));
+}
+
+TEST_F(ExecQuery, LeavesTheIntegerAloneWhenOnlyAStatusComes)
+{
+    for (const int status : {0, 2, -2}) {
+        call({xml::i4(status)});
+        EXPECT_EQ(result, 222);
+        EXPECT_EQ(client.getFault(), status);
+    }
+}
+
+TEST_F(ExecQuery, IsReachedThroughItsBase)
+{
+    nelkadb::CDB& database = client;
+    answerWith({xml::i4(0), xml::i4(3)});
+    database.execQuery("delete", result, "canales", ampleTimeout);
+    EXPECT_EQ(result, 3);
+    EXPECT_EQ(slave.calls().at(0).parameters,
+              (std::vector<std::string>{"string modulo", "string canales", "string delete"}));
+}
+
+TEST_F(ExecQuery, OfAQueryThatIsNotUtf8FailsAndSendsNothing)
+{
+    call({xml::i4(0), xml::i4(3)}, "a\xf1o");
+    EXPECT_EQ(client.getFault(), -510);
+    EXPECT_EQ(result, 222);
+    EXPECT_TRUE(slave.requests().empty());
+    EXPECT_GT(timerLeft(), std::chrono::seconds(0));
+}
+
+} // namespace

@@ -1,0 +1,259 @@
+// Files: DlFicheroEsclavo, RdFicheroEsclavo.
+#include <climits>
+
+#include "familytest.h"
+#include "support/blocks.h"
+
+using namespace support;
+
+namespace {
+
+INSTANTIATE_TEST_SUITE_P(Files, RemoteOperation, family("files"), ::testing::PrintToStringParamName());
+
+class ADeletedFile : public FamilyTest {
+protected:
+    void remove(const std::string& path, int timeout = ampleTimeout)
+    {
+        log.clear();
+        client.DlFicheroEsclavo(path, status, timeout);
+    }
+
+    Lines failure(const std::string& message, int milliseconds = ampleTimeout) const
+    {
+        return {debug(message), armed(milliseconds), faultLine(message), place()};
+    }
+
+    int status = 99;
+};
+
+TEST_F(ADeletedFile, IsNeverAskedFor)
+{
+    remove("/tmp/a");
+    EXPECT_TRUE(slave.requests().empty());
+    EXPECT_EQ(slave.connections(), 0U);
+}
+
+TEST_F(ADeletedFile, EndsInATransportFault)
+{
+    remove("/tmp/a");
+    EXPECT_EQ(client.getFault(), XMLRPC_INTERNAL_ERROR);
+    EXPECT_EQ(log.linesWithoutNumbers(), failure("DlFicheroEsclavo : ruta_archivo : /tmp/a"));
+}
+
+TEST_F(ADeletedFile, LeavesTheStatusAlone)
+{
+    remove("/tmp/a");
+    EXPECT_EQ(status, 99);
+}
+
+TEST_F(ADeletedFile, LeavesTheTimerArmed)
+{
+    remove("/tmp/a");
+    EXPECT_GT(timerLeft(), std::chrono::seconds(0));
+    EXPECT_LE(timerLeft(), std::chrono::milliseconds(ampleTimeout));
+}
+
+TEST_F(ADeletedFile, ArmsNoTimerForATimeoutOf65536)
+{
+    remove("/tmp/a", 65'536);
+    EXPECT_EQ(log.linesWithoutNumbers(), failure("DlFicheroEsclavo : ruta_archivo : /tmp/a", 0));
+    EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
+}
+
+TEST_F(ADeletedFile, ArmsTheTimerWithTheLow16BitsOfItsTimeout)
+{
+    remove("/tmp/a", 70'000);
+    EXPECT_EQ(log.lines().at(1), armed(4464));
+    EXPECT_GT(timerLeft(), std::chrono::seconds(0));
+    EXPECT_LE(timerLeft(), std::chrono::milliseconds(4464));
+}
+
+TEST_F(ADeletedFile, OfAnyPathEndsTheSame)
+{
+    for (const std::string path : {"", "relativo/a", "/tmp/a b&<c>",
+                                   "/tmp/se\xC3\xB1"
+                                   "al"}) {
+        remove(path);
+        EXPECT_EQ(client.getFault(), XMLRPC_INTERNAL_ERROR);
+        EXPECT_EQ(log.linesWithoutNumbers(), failure("DlFicheroEsclavo : ruta_archivo : " + path));
+    }
+    EXPECT_TRUE(slave.requests().empty());
+}
+
+TEST_F(ADeletedFile, WhosePathIsNotUtf8EndsWithTheFaultOfThat)
+{
+    const std::string path = "/tmp/se\xF1"
+                             "al";
+    remove(path);
+    EXPECT_EQ(client.getFault(), XMLRPC_INVALID_UTF8_ERROR);
+    EXPECT_EQ(log.linesWithoutNumbers(), failure("DlFicheroEsclavo : ruta_archivo : " + path));
+    EXPECT_TRUE(slave.requests().empty());
+}
+
+TEST_F(ADeletedFile, ReplacesTheFormerFault)
+{
+    client.setFault(7);
+    remove("/tmp/a");
+    EXPECT_EQ(client.getFault(), XMLRPC_INTERNAL_ERROR);
+}
+
+TEST_F(ADeletedFile, OfAClientThatIsNotReadyTouchesNoTimer)
+{
+    client.cleanup();
+    remove("/tmp/a");
+    const std::string message = "DlFicheroEsclavo : ruta_archivo : /tmp/a";
+    EXPECT_EQ(client.getFault(), XMLRPC_INTERNAL_ERROR);
+    EXPECT_EQ(log.linesWithoutNumbers(), (Lines{debug(message), notReadyLine(message), place()}));
+    EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
+}
+
+TEST_F(ADeletedFile, LeavesTheClientWorking)
+{
+    remove("/tmp/a");
+    answerWith({xml::i4(0)});
+    client.updateNTP(ampleTimeout);
+    EXPECT_EQ(client.getFault(), 0);
+    EXPECT_EQ(slave.requests().size(), 1U);
+}
+
+class AFetchedFile : public FamilyTest {
+protected:
+    void fetch(const std::string& path, int borrar = 0)
+    {
+        log.clear();
+        client.RdFicheroEsclavo(path, borrar, contenido, ampleTimeout);
+    }
+
+    void fetchAnswered(const std::vector<std::string>& values)
+    {
+        answerWith(values);
+        fetch("/tmp/a", 1);
+    }
+
+    void expectWhole(const std::string& expected)
+    {
+        fetchAnswered({xml::i4(0), xml::base64(expected)});
+        EXPECT_EQ(client.getFault(), 0);
+        expectSameBytes(contenido, expected);
+    }
+
+    const std::vector<char> preset = block("preset");
+    std::vector<char> contenido = preset;
+};
+
+TEST_F(AFetchedFile, SendsTheseBytes)
+{
+    fetchAnswered({xml::i4(0)});
+    EXPECT_EQ(slave.bodies().at(0), requestBody("RecibirArchivo", {"<string>/tmp/a</string>", "<i4>1</i4>"}));
+}
+
+TEST_F(AFetchedFile, OfAStatusAloneLeavesTheContentAlone)
+{
+    fetchAnswered({xml::i4(0)});
+    EXPECT_EQ(contenido, preset);
+    EXPECT_EQ(client.getFault(), 0);
+}
+
+TEST_F(AFetchedFile, OfMoreThan65535BytesArrivesWhole)
+{
+    for (const std::size_t size : {65'535U, 65'536U, 70'000U, 100'000U})
+        expectWhole(bytes(size));
+}
+
+TEST_F(AFetchedFile, OfTheLargestSizeThatTheReplyMayHaveArrivesWhole)
+{
+    expectWhole(bytes(780'000));
+}
+
+TEST_F(AFetchedFile, KeepsEveryByteValue)
+{
+    expectWhole(everyByteValue());
+}
+
+TEST_F(AFetchedFile, OfNoBytesEmptiesTheContent)
+{
+    expectWhole("");
+}
+
+TEST_F(AFetchedFile, ReplacesLongerAndShorterContents)
+{
+    expectWhole(bytes(5'000));
+    expectWhole(bytes(3));
+    expectWhole(bytes(6'000));
+}
+
+TEST_F(AFetchedFile, WithAnErrorStatusIsDeliveredAllTheSame)
+{
+    fetchAnswered({xml::i4(2), xml::base64("medio")});
+    expectSameBytes(contenido, "medio");
+    EXPECT_EQ(client.getFault(), 2);
+}
+
+TEST_F(AFetchedFile, WhoseSecondElementIsNoBlockEmptiesTheContent)
+{
+    fetchAnswered({xml::i4(2), xml::text("medio")});
+    EXPECT_TRUE(contenido.empty());
+    EXPECT_EQ(client.getFault(), XMLRPC_TYPE_ERROR);
+}
+
+TEST_F(AFetchedFile, OfAnEmptyReplyEmptiesTheContent)
+{
+    fetchAnswered({});
+    EXPECT_TRUE(contenido.empty());
+    EXPECT_EQ(client.getFault(), XMLRPC_INDEX_ERROR);
+}
+
+TEST_F(AFetchedFile, OfAReplyThatIsNoArrayLeavesTheContentAlone)
+{
+    slave.play({reply(xml::base64("medio"))});
+    fetch("/tmp/a");
+    EXPECT_EQ(contenido, preset);
+    EXPECT_EQ(client.getFault(), XMLRPC_TYPE_ERROR);
+}
+
+TEST_F(AFetchedFile, LogsItsPathOneBlankAndItsFlag)
+{
+    fetchAnswered({xml::i4(0)});
+    EXPECT_EQ(log.lines(), replied("RdFicheroEsclavo : ruta_archivo : /tmp/a borrar_archivo: 1"));
+}
+
+TEST_F(AFetchedFile, SendsAnyFlagAsItIs)
+{
+    answerWith({xml::i4(0)});
+    for (const int borrar : {INT_MIN, -1, 0, 2, INT_MAX}) {
+        fetch("/tmp/a", borrar);
+        EXPECT_EQ(slave.calls().back().parameters[1], "i4 " + std::to_string(borrar));
+        EXPECT_EQ(log.lines()[0],
+                  debug("RdFicheroEsclavo : ruta_archivo : /tmp/a borrar_archivo: " + std::to_string(borrar)));
+    }
+}
+
+TEST_F(AFetchedFile, SendsAnyPathAsItIs)
+{
+    answerWith({xml::i4(0)});
+    for (const std::string path : {"", "relativo/../a", "/tmp/a b&<c>\"'",
+                                   "/tmp/se\xC3\xB1"
+                                   "al"}) {
+        fetch(path);
+        EXPECT_EQ(slave.calls().back().parameters[0], "string " + path);
+    }
+}
+
+TEST_F(AFetchedFile, SendsItsPathUpToTheFirstNul)
+{
+    answerWith({xml::i4(0)});
+    fetch(std::string("/tmp/a\0b", 8));
+    EXPECT_EQ(slave.calls().at(0).parameters[0], "string /tmp/a");
+}
+
+TEST_F(AFetchedFile, WhosePathIsNotUtf8IsNotAskedFor)
+{
+    answerWith({xml::i4(0)});
+    fetch("/tmp/se\xF1"
+          "al");
+    EXPECT_EQ(client.getFault(), XMLRPC_INVALID_UTF8_ERROR);
+    EXPECT_EQ(contenido, preset);
+    EXPECT_TRUE(slave.requests().empty());
+}
+
+} // namespace

@@ -1,0 +1,192 @@
+// Tuning: sintonizarCanalTerr, sintonizarCanalSat.
+#include <climits>
+
+#include "familytest.h"
+
+using namespace support;
+
+namespace {
+
+nelka::tcanal sampleCanal()
+{
+    nelka::tcanal canal;
+    canal.frecuencia = 474'000'000;
+    canal.frecuenciaIntermedia = 1'500'000;
+    canal.parametroSat = -22'000;
+    canal.parametroTerr = 8;
+    canal.parametroSat2 = 12;
+    canal.parametroComun = 14;
+    canal.parametroSat3 = 13;
+    canal.parametroSat4 = 15;
+    return canal;
+}
+
+INSTANTIATE_TEST_SUITE_P(Tuning, RemoteOperation, family("tuning"), ::testing::PrintToStringParamName());
+
+class ATunedChannel : public FamilyTest {
+protected:
+    void SetUp() override
+    {
+        FamilyTest::SetUp();
+        slave.play({replyArray({xml::i4(0)})});
+    }
+
+    void tuneTerr(const nelka::tcanal& canal, int parametro = 0, bool indicador = false)
+    {
+        client.sintonizarCanalTerr(canal, parametro, status, indicador, ampleTimeout);
+    }
+
+    void tuneSat(const nelka::tcanal& canal, int parametro = 0, bool indicador = false, int extra = 0)
+    {
+        client.sintonizarCanalSat(canal, parametro, status, indicador, extra, ampleTimeout);
+    }
+
+    /// The parameters of the last call, as they arrived.
+    std::vector<std::string> arrived() const { return slave.calls().back().parameters; }
+
+    int status = 99;
+};
+
+TEST_F(ATunedChannel, OfTerrestrialKindSendsTheseBytes)
+{
+    tuneTerr(sampleCanal(), -3, true);
+    EXPECT_EQ(slave.bodies().at(0),
+              requestBody("SintonizarCanalTerr",
+                          {"<i4>474000000</i4>", "<i4>8</i4>", "<i4>-3</i4>", "<i4>14</i4>", "<boolean>1</boolean>"}));
+}
+
+TEST_F(ATunedChannel, OfSatelliteKindSendsTheseBytes)
+{
+    tuneSat(sampleCanal(), -3, true, 40);
+    EXPECT_EQ(slave.bodies().at(0),
+              requestBody("SintonizarCanalSat",
+                          {"<i4>1500000</i4>", "<i4>-22000</i4>", "<i4>-3</i4>", "<i4>14</i4>", "<i4>12</i4>",
+                           "<i4>13</i4>", "<i4>15</i4>", "<i4>40</i4>", "<boolean>1</boolean>"}));
+}
+
+TEST_F(ATunedChannel, SendsAFrequencyAboveTheIntegersAsTheIntegerOfItsBits)
+{
+    const std::vector<std::pair<std::uint32_t, std::string>> cases{
+        {2'147'483'647, "i4 2147483647"}, {2'147'483'648, "i4 -2147483648"}, {4'294'967'295, "i4 -1"}};
+    for (const auto& [frecuencia, integer] : cases) {
+        nelka::tcanal canal;
+        canal.frecuencia = canal.frecuenciaIntermedia = frecuencia;
+        tuneTerr(canal);
+        EXPECT_EQ(arrived()[0], integer);
+        tuneSat(canal);
+        EXPECT_EQ(arrived()[0], integer);
+    }
+}
+
+TEST_F(ATunedChannel, OfTerrestrialKindLogsItsFrequencyUnsigned)
+{
+    nelka::tcanal canal;
+    canal.frecuencia = 4'294'967'295;
+    tuneTerr(canal);
+    EXPECT_EQ(log.lines()[0], debug("sintonizarCanalTerr : frecuencia: 4294967295\n"));
+}
+
+TEST_F(ATunedChannel, OfSatelliteKindLogsBothFrequenciesUnsigned)
+{
+    nelka::tcanal canal;
+    canal.frecuencia = 4'294'967'295;
+    canal.frecuenciaIntermedia = 4'294'967'294;
+    tuneSat(canal);
+    EXPECT_EQ(log.lines()[0], debug("sintonizarCanalSat : frecuencia: 4294967295 frecuencia intermedia: 4294967294\n"));
+}
+
+TEST_F(ATunedChannel, OfTerrestrialKindDependsOnItsOwnMembersOnly)
+{
+    nelka::tcanal canal;
+    canal.frecuencia = 474'000'000;
+    canal.parametroTerr = 8;
+    canal.parametroComun = 14;
+    tuneTerr(canal, -3, true);
+    tuneTerr(sampleCanal(), -3, true);
+    const std::vector<std::string> bodies = slave.bodies();
+    ASSERT_EQ(bodies.size(), 2U);
+    EXPECT_EQ(bodies[0], bodies[1]);
+}
+
+TEST_F(ATunedChannel, OfSatelliteKindSendsNeitherItsFrequencyNorTheTerrestrialMember)
+{
+    nelka::tcanal canal = sampleCanal();
+    canal.frecuencia = 0;
+    canal.parametroTerr = 0;
+    tuneSat(canal);
+    tuneSat(sampleCanal());
+    const std::vector<std::string> bodies = slave.bodies();
+    ASSERT_EQ(bodies.size(), 2U);
+    EXPECT_EQ(bodies[0], bodies[1]);
+}
+
+TEST_F(ATunedChannel, OfSatelliteKindWithoutAFrequencyIsLoggedWithTheDigit0)
+{
+    nelka::tcanal canal;
+    canal.frecuenciaIntermedia = 1'500'000;
+    tuneSat(canal);
+    EXPECT_EQ(arrived()[0], "i4 1500000");
+    EXPECT_EQ(log.lines()[0], debug("sintonizarCanalSat : frecuencia: 0 frecuencia intermedia: 1500000\n"));
+}
+
+TEST_F(ATunedChannel, SendsItsShortMembersWithoutSign)
+{
+    nelka::tcanal canal;
+    canal.parametroTerr = canal.parametroComun = 65'535;
+    canal.parametroSat2 = canal.parametroSat3 = canal.parametroSat4 = 65'535;
+    const std::string wide = "i4 65535";
+    tuneTerr(canal);
+    EXPECT_EQ(arrived(), (std::vector<std::string>{"i4 0", wide, "i4 0", wide, "boolean 0"}));
+    tuneSat(canal);
+    EXPECT_EQ(arrived(),
+              (std::vector<std::string>{"i4 0", "i4 0", "i4 0", wide, wide, wide, wide, "i4 0", "boolean 0"}));
+}
+
+TEST_F(ATunedChannel, SendsTheSmallestAndTheLargestIntegers)
+{
+    nelka::tcanal canal;
+    canal.parametroSat = INT_MIN;
+    tuneTerr(canal, INT_MIN);
+    EXPECT_EQ(arrived()[2], "i4 -2147483648");
+    tuneSat(canal, INT_MAX, false, INT_MIN);
+    EXPECT_EQ(arrived()[1], "i4 -2147483648");
+    EXPECT_EQ(arrived()[2], "i4 2147483647");
+    EXPECT_EQ(arrived()[7], "i4 -2147483648");
+}
+
+TEST_F(ATunedChannel, SendsTheIndicatorAsABooleanInTheLastPlace)
+{
+    for (const bool indicador : {false, true}) {
+        const std::string boolean = indicador ? "boolean 1" : "boolean 0";
+        tuneTerr(sampleCanal(), 0, indicador);
+        EXPECT_EQ(arrived().back(), boolean);
+        tuneSat(sampleCanal(), 0, indicador);
+        EXPECT_EQ(arrived().back(), boolean);
+    }
+}
+
+TEST_F(ATunedChannel, OfDefaultMembersSendsZeros)
+{
+    const std::string zero = "i4 0";
+    tuneTerr({});
+    EXPECT_EQ(arrived(), (std::vector<std::string>{zero, zero, zero, zero, "boolean 0"}));
+    tuneSat({});
+    EXPECT_EQ(arrived(), (std::vector<std::string>{zero, zero, zero, zero, zero, zero, zero, zero, "boolean 0"}));
+}
+
+TEST_F(ATunedChannel, DoesNotTakeTheExtraParameterForATimeout)
+{
+    client.sintonizarCanalSat({}, 0, status, false, 1, ampleTimeout);
+    EXPECT_EQ(log.lines()[1], armed(ampleTimeout));
+    EXPECT_EQ(arrived()[7], "i4 1");
+}
+
+TEST_F(ATunedChannel, CarriesItsLineBreakIntoTheErrorLines)
+{
+    slave.play({replyArray({xml::i4(3)})});
+    tuneTerr(sampleCanal());
+    EXPECT_EQ(log.lines()[3], error("Error recibido desde el esclavo: mensaje : "
+                                    "sintonizarCanalTerr : frecuencia: 474000000\n, error : 3\n"));
+}
+
+} // namespace

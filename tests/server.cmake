@@ -1,5 +1,0 @@
-nelka_test(server LIBRARIES XmlrpcC::server)
-nelka_test(server_calls)
-nelka_test(server_client)
-nelka_test(server_python)
-target_compile_definitions(test_server_python PRIVATE SCRIPT="${CMAKE_CURRENT_SOURCE_DIR}/server_python.py")
