@@ -1,6 +1,7 @@
 // nelkactl: what it takes, and what it tells.
 #include <algorithm>
 #include <cctype>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -56,17 +57,158 @@ TEST_F(Nelkactl, GoesWhereTheEnvironmentSaysUnlessOptionsSayOtherwise)
     EXPECT_EQ(run({NELKACTL, "sampleadd"}, {"NELKA_HOST=", "NELKA_PORT=none"}).status, 2);
 }
 
-TEST_F(Nelkactl, PutsAnIpv6AddressInBrackets)
+// HOST -------------------------------------------------------------------------------------------------------------
+
+std::string addressTaken(const Finished& finished)
+{
+    const std::string label = "nelkactl: Server URL: http://";
+    const std::size_t start = finished.err.find(label) + label.size();
+    return finished.err.substr(start, finished.err.find("/RPC2\n") - start);
+}
+
+TEST_F(Nelkactl, HostIsAnAddressWithOrWithoutPort)
 {
     const ClosedPort nobody;
     const std::string port = std::to_string(nobody.port());
-    for (const std::string host : {"::1", "[::1]"}) {
-        const Finished finished = type({"-v", "-H", host, "-p", port, "sampleadd"});
-        EXPECT_NE(finished.err.find("nelkactl: Server URL: http://[::1]:" + port + "/RPC2\n"), std::string::npos)
-            << finished;
-        EXPECT_EQ(finished.status, 3);
-    }
+    const std::vector<std::pair<Words, std::string>> hosts{
+        {{"-H", "::1", "-p", port}, "[::1]:" + port},
+        {{"-H", "[::1]", "-p", port}, "[::1]:" + port},
+        {{"-H", "[::1]:" + port}, "[::1]:" + port},
+        {{"-H", "fe80::1%lo", "-p", port}, "[fe80::1%lo]:" + port},
+        {{"--host", "127.0.0.1:" + port}, "127.0.0.1:" + port},
+        {{"--host=localhost", "--port=" + port}, "localhost:" + port},
+        {{"-H", "localhost:" + port, "-p", port}, "localhost:" + port},
+    };
+    for (const auto& [words, address] : hosts)
+        EXPECT_EQ(addressTaken(type(Words{"-v", "sampleadd"} + words)), address);
 }
+
+TEST_F(Nelkactl, PortThatIsTypedComesBeforeTheEnvironment)
+{
+    const std::string port = std::to_string(ClosedPort().port());
+    const auto taken = [&port](const Words& words, const Words& environment) {
+        return addressTaken(run(Words{NELKACTL, "-v", "sampleadd"} + words, environment));
+    };
+    EXPECT_EQ(taken({}, {"NELKA_HOST=127.0.0.1:" + port, "NELKA_PORT=1"}), "127.0.0.1:" + port);
+    EXPECT_EQ(taken({"-p", port}, {"NELKA_HOST=127.0.0.1:1"}), "127.0.0.1:" + port);
+    EXPECT_EQ(taken({"-H", "127.0.0.1:" + port}, {"NELKA_PORT=none"}), "127.0.0.1:" + port);
+}
+
+TEST_F(Nelkactl, HostThatIsNoAddressIsRefusedWithAdvice)
+{
+    const std::vector<std::pair<std::string, std::string>> wrong{
+        {"", "write a name or an address"},
+        {"http://127.0.0.1", "leave out 'http://'"},
+        {"127.0.0.1/x", "leave out '/x'"},
+        {"127.0.0.1:80/x", "leave out '/x'"},
+        {"127.0.0.1 ", "a name has letters"},
+        {"mod ule", "a name has letters"},
+        {"mod\nule", "a name has letters"},
+        {"user@module", "a name has letters"},
+        {"module?", "a name has letters"},
+        {":8080", "write HOST, HOST:PORT"},
+        {"module:", "write HOST, HOST:PORT"},
+        {"module:80:90", "write HOST, HOST:PORT"},
+        {"1::2::3", "write HOST, HOST:PORT"},
+        {"module:http", "PORT is an integer"},
+        {"module:0", "PORT is an integer"},
+        {"module:65536", "PORT is an integer"},
+        {"[::1", "brackets hold"},
+        {"[module]", "brackets hold"},
+        {"[]", "brackets hold"},
+        {"[fe80::1%]", "brackets hold"},
+        {"[::1]8080", "only a port follows"},
+        {"[::1]:", "PORT is an integer"},
+    };
+    for (const auto& [host, advice] : wrong) {
+        const Finished finished = type({"sampleadd", "-H", host});
+        EXPECT_EQ(finished.status, 2) << host << "\n" << finished;
+        EXPECT_NE(finished.err.find(advice), std::string::npos) << host << "\n" << finished;
+        EXPECT_EQ(std::count(finished.err.begin(), finished.err.end(), '\n'), 1) << finished;
+    }
+    EXPECT_EQ(type({"sampleadd", "-H", "127.0.0.1:1", "-p", "2"}).status, 2);
+    EXPECT_TRUE(slave.requests().empty());
+}
+
+// The result line --------------------------------------------------------------------------------------------------
+
+nlohmann::json object(const Finished& finished)
+{
+    return nlohmann::json::parse(finished.out);
+}
+
+TEST_F(Nelkactl, ResultLineHasItsFieldsInOrder)
+{
+    const auto line = [this](const Values& reply, const Words& words) {
+        return std::regex_replace(answered(reply, words).out, std::regex("\"ms\":[0-9]+\\.[0-9]"), "\"ms\":0.0");
+    };
+    const std::string port = std::to_string(slave.port());
+    EXPECT_EQ(line({xml::i4(0), xml::i8(42)}, {"--json", "getHoraModulo", "1"}),
+              R"({"operation":"getHoraModulo","host":"127.0.0.1","port":)" + port
+                  + R"(,"ending":"done","fault":0,"ms":0.0,"status":0,"hora":42})"
+                    "\n");
+    EXPECT_EQ(line({xml::i4(3)}, {"--json", "updateNTP"}),
+              R"({"operation":"updateNTP","host":"127.0.0.1","port":)" + port
+                  + R"(,"ending":"refused","fault":3,"reason":"the slave's status is 3","ms":0.0})"
+                    "\n");
+}
+
+TEST_F(Nelkactl, EndingAgreesWithTheExitStatusWhateverTheFault)
+{
+    const auto ends = [this](const Step& step) {
+        slave.play({step});
+        const Finished finished = type({"updateNTP", "--json"});
+        const nlohmann::json line = object(finished);
+        return std::make_tuple(line["ending"].get<std::string>(), line["fault"].get<int>(), finished.status);
+    };
+    EXPECT_EQ(ends(replyFault(0, "no puedo")), std::make_tuple("faulted", 0, 3));
+    EXPECT_EQ(ends(replyFault(3, "no puedo")), std::make_tuple("faulted", 3, 3));
+    EXPECT_EQ(ends(replyFault(-505, "no puedo")), std::make_tuple("faulted", -505, 3));
+    EXPECT_EQ(ends(replyArray({xml::i4(-504)})), std::make_tuple("refused", -504, 1));
+    EXPECT_EQ(ends(replyArray({xml::i4(-505)})), std::make_tuple("refused", -505, 1));
+    EXPECT_EQ(ends(resetAfterRequest()), std::make_tuple("faulted", -504, 3));
+}
+
+TEST_F(Nelkactl, ReplyWithoutItsTextIsFaulted)
+{
+    const Finished finished = answered({xml::text("x"), xml::text("y")}, {"getScanReport", "1", "2", "--json"});
+    EXPECT_EQ(finished.status, 3);
+    EXPECT_EQ(object(finished)["ending"], "faulted");
+}
+
+TEST_F(Nelkactl, ResultLineSaysHowLongTheCallTook)
+{
+    slave.play({delayed(replyArray({xml::i4(0)}), std::chrono::milliseconds(120))});
+    const double milliseconds = object(type({"updateNTP", "--json"}))["ms"];
+    EXPECT_GE(milliseconds, 120);
+    EXPECT_LT(milliseconds, 5000);
+}
+
+TEST_F(Nelkactl, UsageErrorIsAResultLineToo)
+{
+    const auto line = [this](const Words& words) {
+        const Finished finished = type(words);
+        EXPECT_EQ(finished.status, 2) << finished;
+        nlohmann::ordered_json fields = nlohmann::ordered_json::parse(finished.out);
+        EXPECT_TRUE(finished.err.ends_with(": unusable: " + fields["reason"].get<std::string>() + "\n")) << finished;
+        fields["reason"] = "R";
+        return fields.dump();
+    };
+    EXPECT_EQ(
+        line({"getHoraModulo", "65536", "--json", "-H", "module3:81"}),
+        R"({"operation":"getHoraModulo","host":"module3","port":81,"ending":"unusable","fault":0,"reason":"R","ms":0.0})");
+    EXPECT_EQ(
+        line({"--json", "sampleadd", "-H", "http://module3"}),
+        R"({"operation":"sampleadd","host":"http://module3","port":0,"ending":"unusable","fault":0,"reason":"R","ms":0.0})");
+    EXPECT_TRUE(line({"--json", "sampleadd", "--nosuch"}).starts_with(R"({"operation":"sampleadd",)"));
+    const Finished nothing = type({"--json"});
+    EXPECT_EQ(nothing.status, 2);
+    EXPECT_EQ(object(nothing)["operation"], "");
+    EXPECT_EQ(object(type({"RdFicheroEsclavo", "x", "0", "--output", "-", "--json"}))["ending"], "unusable");
+    EXPECT_EQ(object(type({"sampleadd", "-H", "--json"}))["ending"], "unusable");
+}
+
+// Usage errors -----------------------------------------------------------------------------------------------------
 
 TEST_F(Nelkactl, RefusesACommandLineThatMeansNothing)
 {
@@ -77,7 +219,6 @@ TEST_F(Nelkactl, RefusesACommandLineThatMeansNothing)
         {"sampleadd", "1"},
         {"--nosuch", "sampleadd"},
         {"sampleadd", "-H"},
-        {"sampleadd", "-H", ""},
         {"sampleadd", "-p", "0"},
         {"sampleadd", "-p", "65536"},
         {"sampleadd", "-p", "-1"},
@@ -115,7 +256,6 @@ TEST_F(Nelkactl, RefusesACommandLineThatMeansNothing)
         {"scan", "1", "2", "3", "--until", "-1"},
         {"statusInputScan", "1", "2", "--until", "5"},
         {"RdFicheroEsclavo", "x", "0"},
-        {"RdFicheroEsclavo", "x", "0", "--output", "-", "--json"},
         {"wrFicheroTablasSI", "1", "2"},
         {"wrFicheroTablasSI", "1", "2", "--output", "{file}"},
     };
@@ -124,7 +264,8 @@ TEST_F(Nelkactl, RefusesACommandLineThatMeansNothing)
         const std::string typed = ::testing::PrintToString(words);
         EXPECT_EQ(finished.status, 2) << typed;
         EXPECT_EQ(finished.out, "") << typed;
-        EXPECT_NE(finished.lastWords().find("usage: "), std::string::npos) << typed << "\n" << finished;
+        EXPECT_NE(finished.err.find("unusable: "), std::string::npos) << typed << "\n" << finished;
+        EXPECT_TRUE(finished.err.ends_with(" (see nelkactl --help)\n")) << typed << "\n" << finished;
     }
     EXPECT_TRUE(slave.requests().empty());
 }
@@ -133,7 +274,7 @@ TEST_F(Nelkactl, NamesTheOperationTheHostAndThePortOfAUsageError)
 {
     EXPECT_EQ(
         type({"getHoraModulo", "65536", "-H", "module3", "-p", "81"}).err,
-        "nelkactl: getHoraModulo at module3 port 81: usage: N is an integer, 0 to 65535, not '65536' (see nelkactl "
+        "nelkactl: getHoraModulo at module3 port 81: unusable: N is an integer, 0 to 65535, not '65536' (see nelkactl "
         "--help)\n");
 }
 
@@ -194,7 +335,9 @@ TEST_F(Nelkactl, CompletesOperationsAndTheirOptions)
         return finished.out;
     };
     EXPECT_EQ(completed("nelkactl sinto", "1"), "sintonizarCanalTerr sintonizarCanalSat ");
-    EXPECT_EQ(completed("nelkactl -p 1 --json scan 1 --", "6"), "--json --trace --help --version --interval --until ");
+    EXPECT_EQ(
+        completed("nelkactl -p 1 --json scan 1 --", "6"),
+        "--host --port --timeout --database --json --verbose --quiet --trace --help --version --interval --until ");
     EXPECT_EQ(completed("nelkactl rdFicheroResumen --o", "2"), "--output ");
     EXPECT_EQ(completed("nelkactl sampleadd --o", "2"), " ");
 }
@@ -204,13 +347,20 @@ TEST_F(Nelkactl, SaysItsVersion)
     EXPECT_EQ(type({"--version"}).out, "nelkactl " NELKANET_VERSION "\n");
 }
 
-TEST_F(Nelkactl, WritesTheErrorLinesOfTheLibraryAndItsOwnLast)
+TEST_F(Nelkactl, FailureIsOneLineOfWords)
 {
-    const Finished finished = answered({xml::i4(3)}, {"updateNTP"});
-    EXPECT_TRUE(finished.err.starts_with("nelkactl: Error recibido desde el esclavo: mensaje : updateNTP, error : 3\n"
-                                         "nelkactl: Error in file src/xmlrpclient.cpp, line "))
-        << finished;
-    EXPECT_EQ(std::count(finished.err.begin(), finished.err.end(), '\n'), 3) << finished;
+    EXPECT_EQ(answered({xml::i4(3)}, {"updateNTP"}).err, "nelkactl: updateNTP at 127.0.0.1 port "
+                                                             + std::to_string(slave.port())
+                                                             + ": refused: the slave's status is 3\n");
+}
+
+TEST_F(Nelkactl, QuietFailureSaysNothing)
+{
+    for (const char* option : {"-q", "--quiet"}) {
+        const Finished finished = answered({xml::i4(3)}, {"updateNTP", option});
+        EXPECT_EQ(finished.status, 1);
+        EXPECT_EQ(finished.err, "");
+    }
 }
 
 TEST_F(Nelkactl, WritesAllLinesOfTheLibraryWhenAsked)
@@ -238,7 +388,7 @@ TEST_F(Nelkactl, EndsWithTwoWhenItsResultCannotBeWritten)
     slave.play({replyArray({xml::i4(15)})});
     const Finished full = run({"/bin/sh", "-c", NELKACTL " sampleadd > /dev/full"}, environment());
     EXPECT_EQ(full.status, 2) << full;
-    EXPECT_NE(full.lastWords().find(": file: cannot write standard output: "), std::string::npos) << full;
+    EXPECT_NE(full.lastWords().find(": unusable: cannot write standard output: "), std::string::npos) << full;
     const Finished closed = run({"/bin/sh", "-c", NELKACTL " sampleadd >&-"}, environment());
     EXPECT_EQ(closed.status, 2) << closed;
 }

@@ -100,8 +100,8 @@ TEST_F(Nelkactl, EndsWithTwoWhenTheBlockThatCameCannotBeWritten)
     const Finished finished =
         answered({xml::i4(0), xml::base64("bytes")}, {"RdFicheroEsclavo", "x", "0", "--output", "/dev/full", "--json"});
     EXPECT_EQ(finished.status, 2) << finished;
-    EXPECT_EQ(finished.out, "{\"operation\":\"RdFicheroEsclavo\",\"fault\":0}\n");
-    EXPECT_NE(finished.lastWords().find(": file: cannot write /dev/full: "), std::string::npos) << finished;
+    EXPECT_EQ(essence(finished.out), R"({"operation":"RdFicheroEsclavo","ending":"unusable","fault":0})");
+    EXPECT_NE(finished.lastWords().find(": unusable: cannot write /dev/full: "), std::string::npos) << finished;
 }
 
 TEST_F(Nelkactl, SendsABlockFromStandardInput)
@@ -125,7 +125,7 @@ TEST_F(Nelkactl, EndsWithTwoBeforeItCallsWhenAFileCannotBeUsed)
         const Finished finished = type(words);
         EXPECT_EQ(finished.status, 2) << finished;
         EXPECT_EQ(finished.out, "");
-        EXPECT_NE(finished.lastWords().find(": file: cannot "), std::string::npos) << finished;
+        EXPECT_NE(finished.lastWords().find(": unusable: cannot "), std::string::npos) << finished;
     }
     EXPECT_TRUE(slave.requests().empty());
 }

@@ -23,7 +23,7 @@ struct Case {
     Words parameters; ///< as they travel
 
     Values reply;
-    std::string json; ///< behind "fault":0
+    std::string json; ///< after "fault":0
     std::string lines;
 
     Values refusal;
@@ -33,9 +33,10 @@ struct Case {
     bool hasShortReply = false;
 
     Words words() const { return Words{name} + arguments; }
-    std::string object(int faultState, const std::string& outputs) const
+    std::string object(const std::string& ending, int faultState, const std::string& outputs = "") const
     {
-        return "{\"operation\":\"" + name + "\",\"fault\":" + std::to_string(faultState) + outputs + "}\n";
+        return "{\"operation\":\"" + name + "\",\"ending\":\"" + ending + "\",\"fault\":" + std::to_string(faultState)
+               + outputs + "}";
     }
 };
 
@@ -194,11 +195,13 @@ class EveryOperation : public Nelkactl, public ::testing::WithParamInterface<Cas
 protected:
     const Case& one = GetParam();
 
-    void expectFault(const Finished& finished, int status, int fault)
+    void expectFault(const Finished& finished, int status, const std::string& ending, int fault)
     {
         EXPECT_EQ(finished.status, status) << finished;
-        EXPECT_EQ(finished.out, one.object(fault, ""));
-        EXPECT_TRUE(finished.lastWords().starts_with("nelkactl: " + one.name + " at 127.0.0.1 port ")) << finished;
+        EXPECT_EQ(essence(finished.out), one.object(ending, fault));
+        EXPECT_TRUE(finished.err.starts_with("nelkactl: " + one.name + " at 127.0.0.1 port ")) << finished;
+        EXPECT_NE(finished.err.find(": " + ending + ": "), std::string::npos) << finished;
+        EXPECT_EQ(std::count(finished.err.begin(), finished.err.end(), '\n'), 1) << finished;
         EXPECT_FALSE(std::filesystem::exists(file()));
     }
 };
@@ -224,7 +227,7 @@ TEST_P(EveryOperation, WritesAnObjectWithTheOutputsInTheirOrder)
 {
     const Finished finished = answered(one.reply, one.words() + Words{"--json"});
     EXPECT_EQ(finished.status, 0) << finished;
-    EXPECT_EQ(finished.out, one.object(0, one.json));
+    EXPECT_EQ(essence(finished.out), one.object("done", 0, one.json));
     EXPECT_EQ(finished.err, "");
 }
 
@@ -232,17 +235,17 @@ TEST_P(EveryOperation, EndsWithOneWhenTheSlaveRefusesAndDeliversWhatCame)
 {
     const Finished finished = answered(one.refusal, Words{"--json"} + one.words());
     EXPECT_EQ(finished.status, one.fault == 0 ? 0 : 1) << finished;
-    EXPECT_EQ(finished.out, one.object(one.fault, one.refusedJson));
-    if (one.fault != 0) {
-        EXPECT_EQ(finished.lastWords(), "nelkactl: " + one.name + " at 127.0.0.1 port " + std::to_string(slave.port())
-                                            + ": slave's status: " + std::to_string(one.fault));
-    }
+    EXPECT_EQ(essence(finished.out), one.object(one.fault == 0 ? "done" : "refused", one.fault, one.refusedJson));
+    EXPECT_EQ(finished.err, one.fault == 0
+                                ? ""
+                                : "nelkactl: " + one.name + " at 127.0.0.1 port " + std::to_string(slave.port())
+                                      + ": refused: the slave's status is " + std::to_string(one.fault) + "\n");
 }
 
 TEST_P(EveryOperation, EndsWithThreeWhenNobodyListens)
 {
     const Finished finished = type(one.words() + Words{"--json", "-p", std::to_string(ClosedPort().port())});
-    expectFault(finished, 3, -504);
+    expectFault(finished, 3, "faulted", -504);
     EXPECT_NE(finished.lastWords().find(": transport fault: "), std::string::npos) << finished;
 }
 
@@ -251,7 +254,7 @@ TEST_P(EveryOperation, EndsWithThreeWhenTheReplyIsOfAnotherShape)
     Values reply = one.reply;
     reply.back() = xml::structure({});
     const Finished finished = answered(reply, one.words() + Words{"--json"});
-    expectFault(finished, 3, -501);
+    expectFault(finished, 3, "faulted", -501);
     EXPECT_NE(finished.lastWords().find(": bad reply: "), std::string::npos) << finished;
 }
 
@@ -259,8 +262,8 @@ TEST_P(EveryOperation, EndsWithFourWhenTheTimeoutPasses)
 {
     slave.play({silence()});
     const Finished finished = type(one.words() + Words{"--json", "-t", "50"});
-    expectFault(finished, 4, -505);
-    EXPECT_NE(finished.lastWords().find(": time-out: no answer within 50 ms"), std::string::npos) << finished;
+    expectFault(finished, 4, "timed out", -505);
+    EXPECT_TRUE(finished.err.ends_with(": no answer within 50 ms\n")) << finished;
 }
 
 TEST_P(EveryOperation, EndsWithFiveWhenItIsInterrupted)
@@ -270,8 +273,8 @@ TEST_P(EveryOperation, EndsWithFiveWhenItIsInterrupted)
     slave.awaitRequests(1);
     program.signal(SIGINT);
     const Finished finished = program.finish();
-    expectFault(finished, 5, -505);
-    EXPECT_NE(finished.lastWords().find(": interruption: SIGINT"), std::string::npos) << finished;
+    expectFault(finished, 5, "interrupted", -505);
+    EXPECT_TRUE(finished.err.ends_with(": SIGINT\n")) << finished;
 }
 
 TEST_P(EveryOperation, ExplainsItself)
@@ -299,7 +302,7 @@ TEST_P(OperationWithAShortReply, LeavesOutWhatItLeavesUntouched)
     const std::string status = one.name == "getAlarmasEstadoControlador" ? R"(,"status":0)" : "";
     const Finished finished = answered({xml::i4(0)}, Words{"--json"} + one.words());
     EXPECT_EQ(finished.status, 0) << finished;
-    EXPECT_EQ(finished.out, one.object(0, status));
+    EXPECT_EQ(essence(finished.out), one.object("done", 0, status));
     EXPECT_FALSE(std::filesystem::exists(file()));
 }
 
@@ -333,7 +336,7 @@ TEST_F(Nelkactl, CannotDeleteAFileAndSaysWhatToDoInstead)
 {
     const Finished finished = type({"DlFicheroEsclavo", "/tmp/x", "--json"});
     EXPECT_EQ(finished.status, 3);
-    EXPECT_EQ(finished.out, "{\"operation\":\"DlFicheroEsclavo\",\"fault\":-500}\n");
+    EXPECT_EQ(essence(finished.out), R"({"operation":"DlFicheroEsclavo","ending":"faulted","fault":-500})");
     EXPECT_NE(type({"DlFicheroEsclavo", "--help"}).out.find("nelkactl RdFicheroEsclavo RUTA 1 --output FILE"),
               std::string::npos);
     EXPECT_TRUE(slave.requests().empty());
@@ -344,7 +347,7 @@ TEST_F(Nelkactl, AsksThisMachineForItsAddresses)
     // Whether there is an eth0 is the machine's business.
     const Finished ip = type({"getLocalIp", "--json"});
     EXPECT_EQ(ip.status, 0) << ip;
-    EXPECT_TRUE(ip.out.starts_with(R"({"operation":"getLocalIp","fault":0,"ip":")")) << ip;
+    EXPECT_TRUE(essence(ip.out).starts_with(R"({"operation":"getLocalIp","ending":"done","fault":0,"ip":")")) << ip;
     const Finished mac = type({"getLocalMac", "--json"});
     EXPECT_EQ(mac.status, 0) << mac;
     EXPECT_EQ(mac.out.find(R"("mac":")") != std::string::npos, std::filesystem::exists("/sys/class/net/eth0")) << mac;
@@ -353,9 +356,10 @@ TEST_F(Nelkactl, AsksThisMachineForItsAddresses)
 
 TEST_F(Nelkactl, TellsAnEmptyTableFromNone)
 {
-    EXPECT_EQ(answered({xml::i4(0), xml::array({})}, {"getTable", "q", "--json"}).out,
-              "{\"operation\":\"getTable\",\"fault\":0,\"columns\":[],\"rows\":[]}\n");
-    EXPECT_EQ(answered({xml::i4(0)}, {"getTable", "q", "--json"}).out, "{\"operation\":\"getTable\",\"fault\":0}\n");
+    EXPECT_EQ(essence(answered({xml::i4(0), xml::array({})}, {"getTable", "q", "--json"}).out),
+              R"({"operation":"getTable","ending":"done","fault":0,"columns":[],"rows":[]})");
+    EXPECT_EQ(essence(answered({xml::i4(0)}, {"getTable", "q", "--json"}).out),
+              R"({"operation":"getTable","ending":"done","fault":0})");
 }
 
 TEST_F(Nelkactl, EndsWithThreeWhenRowsAreNoTable)
@@ -363,7 +367,7 @@ TEST_F(Nelkactl, EndsWithThreeWhenRowsAreNoTable)
     const Finished finished =
         answered({xml::i4(0), xml::array({xml::array({xml::text("a")}), xml::array({})})}, {"getTable", "q", "--json"});
     EXPECT_EQ(finished.status, 3) << finished;
-    EXPECT_EQ(finished.out, "{\"operation\":\"getTable\",\"fault\":-502}\n");
+    EXPECT_EQ(essence(finished.out), R"({"operation":"getTable","ending":"faulted","fault":-502})");
     EXPECT_NE(finished.lastWords().find(": bad reply: "), std::string::npos) << finished;
 }
 
@@ -402,8 +406,9 @@ TEST_F(Nelkactl, TakesAStatusOfAFaultCodeForAStatus)
 TEST_F(Nelkactl, ReplacesBytesThatAreNoUtf8)
 {
     const Values rows{xml::i4(0), xml::array({xml::array({xml::text("a")}), xml::array({xml::base64("x\xffy")})})};
-    EXPECT_EQ(answered(rows, {"getTable", "q", "--json"}).out,
-              "{\"operation\":\"getTable\",\"fault\":0,\"columns\":[\"a\"],\"rows\":[[\"x\xef\xbf\xbdy\"]]}\n");
+    EXPECT_EQ(essence(answered(rows, {"getTable", "q", "--json"}).out),
+              "{\"operation\":\"getTable\",\"ending\":\"done\",\"fault\":0,\"columns\":[\"a\"],\"rows\":[["
+              "\"x\xef\xbf\xbdy\"]]}");
 }
 
 TEST_F(Nelkactl, NamesTheDatabaseItIsGiven)

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "support/folder.h"
 #include "support/program.h"
@@ -34,6 +35,19 @@ inline Words operationsNamedIn(const std::string& help)
     for (std::string name; names >> name;)
         all.push_back(name);
     return all;
+}
+
+/// A result line without what differs from run to run: host, port, reason and duration.
+inline std::string essence(const std::string& line)
+{
+    auto object = nlohmann::ordered_json::parse(line, nullptr, false);
+    if (!object.is_object() || line.find('\n') != line.size() - 1)
+        return "no result line: " + line;
+    EXPECT_TRUE(object.contains("host") && object.contains("port") && object["ms"].is_number()) << line;
+    EXPECT_EQ(object["ending"] == "done", !object.contains("reason")) << line;
+    for (const char* field : {"host", "port", "reason", "ms"})
+        object.erase(field);
+    return object.dump();
 }
 
 class Nelkactl : public ::testing::Test {

@@ -32,7 +32,7 @@ void interruptReader(Program& program)
     program.signal(SIGINT);
     const Finished finished = program.finish();
     EXPECT_EQ(finished.status, 5) << finished;
-    EXPECT_NE(finished.lastWords().find(": interruption: SIGINT"), std::string::npos) << finished;
+    EXPECT_NE(finished.lastWords().find(": interrupted: SIGINT"), std::string::npos) << finished;
 }
 
 TEST_F(Nelkactl, EndsWithFiveWhenItIsInterruptedWhileItReads)
@@ -87,8 +87,8 @@ TEST_F(NelkactlScan, StartsPollsAndReports)
                 replyArray({xml::i4(101)}), replyArray({xml::i4(0), xml::text("tres canales")})});
     const Finished finished = type(words);
     EXPECT_EQ(finished.status, 0) << finished;
-    EXPECT_EQ(finished.out,
-              "{\"operation\":\"scan\",\"fault\":0,\"idScan\":7,\"status\":101,\"report\":\"tres canales\"}\n");
+    EXPECT_EQ(essence(finished.out),
+              R"({"operation":"scan","ending":"done","fault":0,"idScan":7,"status":101,"report":"tres canales"})");
     EXPECT_EQ(finished.err, "") << "no progress bar without a terminal";
     EXPECT_EQ(procedures(),
               (Words{"InitInputScan", "StatusInputScan", "StatusInputScan", "StatusInputScan", "getScanReport"}));
@@ -109,7 +109,7 @@ TEST_F(NelkactlScan, ThatIsRefusedEndsWithOne)
     slave.play({replyArray({xml::i4(-2)})});
     const Finished finished = type(words);
     EXPECT_EQ(finished.status, 1) << finished;
-    EXPECT_EQ(finished.out, "{\"operation\":\"scan\",\"fault\":-2}\n");
+    EXPECT_EQ(essence(finished.out), R"({"operation":"scan","ending":"refused","fault":-2})");
 }
 
 TEST_F(NelkactlScan, EndsWithOneAtANegativeStatus)
@@ -117,7 +117,7 @@ TEST_F(NelkactlScan, EndsWithOneAtANegativeStatus)
     slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(50)}), replyArray({xml::i4(-3)})});
     const Finished finished = type(words);
     EXPECT_EQ(finished.status, 1) << finished;
-    EXPECT_EQ(finished.out, "{\"operation\":\"scan\",\"fault\":-3,\"idScan\":7,\"status\":-3}\n");
+    EXPECT_EQ(essence(finished.out), R"({"operation":"scan","ending":"refused","fault":-3,"idScan":7,"status":-3})");
     EXPECT_EQ(procedures(), (Words{"InitInputScan", "StatusInputScan", "StatusInputScan"}));
 }
 
@@ -126,7 +126,7 @@ TEST_F(NelkactlScan, ThatTakesTooLongToAnswerEndsWithFour)
     slave.play({replyArray({xml::i4(7)}), silence()});
     const Finished finished = type(words + Words{"-t", "50"});
     EXPECT_EQ(finished.status, 4) << finished;
-    EXPECT_EQ(finished.out, "{\"operation\":\"scan\",\"fault\":-505}\n");
+    EXPECT_EQ(essence(finished.out), R"({"operation":"scan","ending":"timed out","fault":-505})");
 }
 
 TEST_F(NelkactlScan, WhoseReportIsNoTextEndsWithThree)
@@ -134,7 +134,7 @@ TEST_F(NelkactlScan, WhoseReportIsNoTextEndsWithThree)
     slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(100)}), replyArray({xml::i4(0)})});
     const Finished finished = type(words);
     EXPECT_EQ(finished.status, 3) << finished;
-    EXPECT_EQ(finished.out, "{\"operation\":\"scan\",\"fault\":-502}\n");
+    EXPECT_EQ(essence(finished.out), R"({"operation":"scan","ending":"faulted","fault":-502})");
 }
 
 TEST_F(NelkactlScan, ThatIsInterruptedInACallIsCancelledOnTheSlave)
@@ -145,9 +145,8 @@ TEST_F(NelkactlScan, ThatIsInterruptedInACallIsCancelledOnTheSlave)
     program.signal(SIGINT);
     const Finished finished = program.finish();
     EXPECT_EQ(finished.status, 5) << finished;
-    EXPECT_EQ(finished.out, "{\"operation\":\"scan\",\"fault\":-505}\n");
-    EXPECT_NE(finished.lastWords().find(": interruption: SIGINT, the scan is cancelled"), std::string::npos)
-        << finished;
+    EXPECT_EQ(essence(finished.out), R"({"operation":"scan","ending":"interrupted","fault":-505})");
+    EXPECT_NE(finished.lastWords().find(": interrupted: SIGINT, the scan is cancelled"), std::string::npos) << finished;
     EXPECT_EQ(procedures(), (Words{"InitInputScan", "StatusInputScan", "CancelInputScan"}));
     EXPECT_EQ(slave.calls().at(2).parameters, (Words{"i4 1"}));
 }
@@ -173,7 +172,7 @@ TEST_F(NelkactlScan, ThatCannotBeCancelledSaysSo)
     program.signal(SIGINT);
     const Finished finished = program.finish();
     EXPECT_EQ(finished.status, 5) << finished;
-    EXPECT_NE(finished.lastWords().find("the scan could not be cancelled: slave's status: 4"), std::string::npos)
+    EXPECT_NE(finished.lastWords().find("the scan could not be cancelled: the slave's status is 4"), std::string::npos)
         << finished;
 }
 

@@ -86,14 +86,6 @@ void Call::output(const OutputFile& file, const Block& block)
 
 namespace {
 
-std::string oneLine(std::string text)
-{
-    for (char& c : text)
-        if (static_cast<unsigned char>(c) < ' ')
-            c = ' ';
-    return text;
-}
-
 std::string kindOf(const xmlrpc_env& env)
 {
     // A slave may answer with any code; xmlrpc-c marks such an answer in words only.
@@ -120,83 +112,17 @@ Ending Call::ending() const
     const int fault = client.getFault();
     if (!env.fault_occurred) {
         if (fault != 0)
-            return {refused, fault, "slave's status: " + std::to_string(fault)};
+            return {Kind::refused, fault, "the slave's status is " + std::to_string(fault)};
         return {};
     }
-    const std::string reason = oneLine(env.fault_string);
     // Fault state -505 without a signal is a fault response of the slave's own choice.
     if (fault == XMLRPC_TIMEOUT_ERROR && interruption::seen())
-        return {interrupted, fault, "interruption: SIGINT (" + reason + ")"};
+        return {Kind::interrupted, fault, "SIGINT"};
     if (fault == XMLRPC_TIMEOUT_ERROR && interruption::alarmSeen())
-        return {timedOut, fault, "time-out: no answer within " + std::to_string(timeout) + " ms (" + reason + ")"};
+        return {Kind::timedOut, fault, "no answer within " + std::to_string(timeout) + " ms"};
     // What a result set does not take is no fault of the call, but there is no result.
-    return {faulted, fault != 0 ? fault : env.fault_code,
-            kindOf(env) + ": " + reason + " (" + std::to_string(env.fault_code) + ")"};
-}
-
-// Output ---------------------------------------------------------------------------------------------------------
-
-namespace {
-
-// The characters that end a cell or a row, and the one that stands for the others.
-std::string escaped(const std::string& cell)
-{
-    std::string text;
-    for (const char c : cell) {
-        switch (c) {
-        case '\t':
-            text += "\\t";
-            break;
-        case '\n':
-            text += "\\n";
-            break;
-        case '\r':
-            text += "\\r";
-            break;
-        case '\\':
-            text += "\\\\";
-            break;
-        default:
-            text += c;
-        }
-    }
-    return text;
-}
-
-std::string tabbed(const Json& cells)
-{
-    std::string line;
-    for (const Json& cell : cells) {
-        if (&cell != &cells.front())
-            line += '\t';
-        line += cell.is_null() ? "\\N" : escaped(cell.get_ref<const std::string&>());
-    }
-    return line + '\n';
-}
-
-} // namespace
-
-std::string readable(const Json& results)
-{
-    std::string text;
-    for (const auto& [name, value] : results.items()) {
-        if (name == "columns") {
-            text += value.empty() ? "" : tabbed(value);
-        } else if (name == "rows") {
-            for (const Json& row : value)
-                text += tabbed(row);
-        } else {
-            text += name + ": " + (value.is_string() ? value.get<std::string>() : value.dump()) + '\n';
-        }
-    }
-    return text;
-}
-
-std::string json(const std::string& operation, int fault, const Json& results)
-{
-    Json line = {{"operation", operation}, {"fault", fault}};
-    line.update(results);
-    return line.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+    return {Kind::faulted, fault != 0 ? fault : env.fault_code,
+            kindOf(env) + ": " + env.fault_string + " (" + std::to_string(env.fault_code) + ")"};
 }
 
 } // namespace nelkactl

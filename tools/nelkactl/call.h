@@ -5,14 +5,12 @@
 #include <vector>
 
 #include <nelkanet/xmlrpclient.h>
-#include <nlohmann/json.hpp>
 
-#include "failure.h"
+#include "ending.h"
 #include "files.h"
+#include "result.h"
 
 namespace nelkactl {
-
-using Json = nlohmann::ordered_json;
 
 // Outputs that a call may leave untouched, each preset to what no reply can hold -----------------------------------
 
@@ -39,13 +37,6 @@ struct Table {
     Table();
     nelkadb::ResultSet value; // preset to a column whose name is a zero
     bool written() const;
-};
-
-/// What the scripts and the last line on standard error are told.
-struct Ending {
-    ExitStatus status = done;
-    int fault = 0;
-    std::string words; ///< kind of failure and reason; empty where there is none
 };
 
 class Call {
@@ -79,9 +70,5 @@ public:
 private:
     Json outputs = Json::object();
 };
-
-/// One line a value, a table as rows; or one object on one line.
-std::string readable(const Json& results);
-std::string json(const std::string& operation, int fault, const Json& results);
 
 } // namespace nelkactl

@@ -7,7 +7,7 @@ _nelkactl()
         setRefrescoWeb updateNTP ejecutar_script sintonizarCanalTerr sintonizarCanalSat initInputScan statusInputScan
         getScanReport cancelInputScan scan getFPGASOC changeFPGASOC generarJSONWeb DlFicheroEsclavo RdFicheroEsclavo
         wrFicheroTablasSI configureSAPServer rdFicheroTablasSI rdFicheroResumen"
-    local options="-H -p -t -d --json -v --trace -h --help --version"
+    local options="-H --host -p --port -t --timeout -d --database --json -v --verbose -q --quiet --trace -h --help --version"
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     # Bash makes a word of the "=" in --option=value.
     if [ "$previous" = "=" ]; then
@@ -17,7 +17,7 @@ _nelkactl()
     fi
 
     case $previous in
-    -H)
+    -H | --host)
         mapfile -t COMPREPLY < <(compgen -A hostname -- "$current")
         return
         ;;
@@ -26,7 +26,7 @@ _nelkactl()
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
         return
         ;;
-    -p | -t | -d | --interval | --until | --frecuencia* | --parametro*)
+    -p | --port | -t | --timeout | -d | --database | --interval | --until | --frecuencia* | --parametro*)
         return
         ;;
     esac

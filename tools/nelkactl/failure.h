@@ -1,12 +1,10 @@
-// The ways in which a run ends early, each with its exit status.
+// The ways in which a run ends early.
 #pragma once
 
 #include <stdexcept>
 #include <string>
 
 namespace nelkactl {
-
-enum ExitStatus { done = 0, refused = 1, unusable = 2, faulted = 3, timedOut = 4, interrupted = 5 };
 
 /// A command line that means nothing.
 struct UsageError : std::runtime_error {

@@ -1,5 +1,6 @@
 // nelkactl: every operation of a slave module from a shell.
 
+#include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -9,6 +10,7 @@
 #include <syslog.h>
 
 #include "../standardstreams.h"
+#include "address.h"
 #include "call.h"
 #include "failure.h"
 #include "files.h"
@@ -16,6 +18,7 @@
 #include "interruption.h"
 #include "operations.h"
 #include "options.h"
+#include "result.h"
 
 namespace nelkactl {
 
@@ -23,42 +26,32 @@ namespace {
 
 void setUpLog(const Options& options)
 {
-    openlog("nelkactl", LOG_PERROR, LOG_USER);
+    openlog("nelkactl", options.verbose ? LOG_PERROR : 0, LOG_USER);
     setlogmask(LOG_UPTO(options.verbose ? LOG_DEBUG : LOG_ERR));
     if (options.trace)
         setenv("XMLRPC_TRACE_XML", "1", 1);
 }
 
-void say(const std::string& words)
-{
-    std::cerr << "nelkactl: " << words << std::endl;
-}
-
-Ending perform(const Operation::Action& action, nelka::XmlrpcClient& client, Call& call)
+Ending perform(const Operation::Action& action, Call& call)
 {
     try {
-        if (const int fault = interruption::initialised(client); fault != 0)
-            return {faulted, fault, std::string("no client: ") + client.environment().fault_string};
+        if (const int fault = interruption::initialised(call.client); fault != 0)
+            return {Kind::faulted, fault, std::string("no client: ") + call.client.environment().fault_string};
         interruption::check();
         action(call);
         return call.ending();
     } catch (const Interrupted& interruption) {
-        return {interrupted, XMLRPC_TIMEOUT_ERROR, std::string("interruption: ") + interruption.what()};
+        return {Kind::interrupted, XMLRPC_TIMEOUT_ERROR, interruption.what()};
     } catch (const FileError& error) {
-        return {unusable, client.getFault(), std::string("file: ") + error.what()};
-    } catch (const std::logic_error&) {
-        if (call.answered())
-            throw;
-        return call.ending(); // the reply lacks a text; what the decoding met is in the environment
+        return {Kind::unusable, call.client.getFault(), error.what()};
+    } catch (const std::logic_error& error) {
+        // The reply lacks a text; what the decoding met is in the environment.
+        const Ending ending = call.ending();
+        return ending.kind == Kind::done ? Ending{Kind::faulted, 0, error.what()} : ending;
     }
 }
 
-std::string addressed(const Options& options)
-{
-    return options.operation + " at " + options.host + " port " + std::to_string(options.port) + ": ";
-}
-
-int run(const Operation& operation, const Options& options)
+void run(const Operation& operation, const Options& options, Result& result)
 {
     setUpLog(options);
     interruption::watch();
@@ -67,47 +60,45 @@ int run(const Operation& operation, const Options& options)
     nelka::XmlrpcClient client(hostInUrl(options.host), options.port, "", "nelkactl", NELKANET_VERSION);
     client.dbName = options.dbName;
     Call call(client, options.timeout);
-    const Ending ending = perform(action, client, call);
+    const auto start = std::chrono::steady_clock::now();
+    result.ending = perform(action, call);
+    result.milliseconds = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    result.outputs = call.results();
 
     // The alarm of a call that failed is still to come; nothing that follows is to be cut short by it.
-    if (ending.status != done)
+    if (result.ending.kind != Kind::done)
         client.set_timer(0);
     interruption::forget();
-    writeToStandardOutput(options.json ? json(operation.name, ending.fault, call.results()) : readable(call.results()));
-    if (ending.status != done)
-        say(addressed(options) + ending.words);
-    return ending.status;
 }
 
-int show(const std::string& text)
+// What is asked for: help, the version, or a run of an operation, whose result it leaves.
+void obey(int argc, const char* const* argv, Options& options, Result& result)
 {
-    writeToStandardOutput(text);
-    return done;
+    readCommandLine(argc, argv, options);
+    if (options.version)
+        return writeToStandardOutput("nelkactl " NELKANET_VERSION "\n");
+    if (options.help && options.operation.empty())
+        return writeToStandardOutput(generalHelp());
+    const Operation& operation = operationNamed(options.operation);
+    if (options.help)
+        return writeToStandardOutput(helpOn(operation));
+    run(operation, options, result);
 }
 
-int obey(int argc, const char* const* argv)
+// Makes an ending of whatever ends an action early.
+template <typename Action>
+void settle(Ending& ending, const Action& action)
 {
-    Options options;
-    const auto end = [&options](ExitStatus status, const std::string& words) {
-        say((options.operation.empty() ? "" : addressed(options)) + words);
-        return status;
-    };
     try {
-        readCommandLine(argc, argv, options);
-        if (options.version)
-            return show("nelkactl " NELKANET_VERSION "\n");
-        if (options.help && options.operation.empty())
-            return show(generalHelp());
-        const Operation& operation = operationNamed(options.operation);
-        return options.help ? show(helpOn(operation)) : run(operation, options);
+        action();
     } catch (const UsageError& error) {
-        return end(unusable, std::string("usage: ") + error.what() + " (see nelkactl --help)");
+        ending = {Kind::unusable, 0, std::string(error.what()) + " (see nelkactl --help)"};
     } catch (const FileError& error) {
-        return end(unusable, std::string("file: ") + error.what());
+        ending = {Kind::unusable, 0, error.what()};
     } catch (const Interrupted& interruption) {
-        return end(interrupted, std::string("interruption: ") + interruption.what());
+        ending = {Kind::interrupted, 0, interruption.what()};
     } catch (const std::exception& error) {
-        return end(faulted, std::string("fault: ") + error.what());
+        ending = {Kind::faulted, 0, error.what()};
     }
 }
 
@@ -117,6 +108,19 @@ int obey(int argc, const char* const* argv)
 
 int main(int argc, char** argv)
 {
+    using namespace nelkactl;
     occupyStandardStreams();
-    return nelkactl::obey(argc, argv);
+    Options options;
+    Result result;
+    settle(result.ending, [&] { obey(argc, argv, options, result); });
+    result.operation = options.operation;
+    result.host = options.host;
+    result.port = options.port;
+    settle(result.ending, [&] {
+        if (!options.help && !options.version)
+            writeToStandardOutput(options.json ? resultLine(result) : readable(result.outputs));
+    });
+    if (result.ending.kind != Kind::done && !options.quiet)
+        std::cerr << "nelkactl: " << inWords(result) << std::endl;
+    return result.ending.exitStatus();
 }

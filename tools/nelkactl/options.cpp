@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 
 #include <CLI/CLI.hpp>
 
+#include "address.h"
 #include "number.h"
 
 namespace nelkactl {
@@ -33,7 +35,7 @@ bool isOption(const std::string& text)
     return text.size() > 1 && text[0] == '-' && !negativeNumber;
 }
 
-std::vector<std::string> markedCommandLine(int argc, const char* const* argv)
+std::vector<std::string> markedCommandLine(int argc, const char* const* argv, bool& json)
 {
     std::vector<std::string> all;
     bool optionsEnded = false;
@@ -44,6 +46,8 @@ std::vector<std::string> markedCommandLine(int argc, const char* const* argv)
             all.push_back(marked(text));
         } else if (text == "--") {
             optionsEnded = true;
+        } else if (text == "--json") {
+            json = true; // known even where CLI11 gives up: what went wrong is told in the same way
         } else if (text.starts_with("--") && equals != std::string::npos) {
             all.push_back(text.substr(0, equals));
             all.push_back(marked(text.substr(equals + 1)));
@@ -65,23 +69,30 @@ const char* const optionsOfSome[] = {
     "--input",         "--output",
 };
 
+std::string fromEnvironment(const char* name, const char* otherwise)
+{
+    const char* const value = std::getenv(name);
+    return value && *value ? value : otherwise;
+}
+
 } // namespace
 
 void readCommandLine(int argc, const char* const* argv, Options& options)
 {
-    std::string port = std::to_string(options.port);
+    options.host = fromEnvironment("NELKA_HOST", "127.0.0.1");
+    std::string port = fromEnvironment("NELKA_PORT", "8080");
     std::string timeout = std::to_string(options.timeout);
     std::vector<std::string> words;
 
     CLI::App app;
     app.set_help_flag();
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    app.add_option("-H", options.host)->envname("NELKA_HOST");
-    app.add_option("-p", port)->envname("NELKA_PORT");
-    app.add_option("-t", timeout);
-    app.add_option("-d", options.dbName);
-    app.add_flag("--json", options.json);
-    app.add_flag("-v", options.verbose);
+    const CLI::Option* const typedHost = app.add_option("-H,--host", options.host);
+    const CLI::Option* const typedPort = app.add_option("-p,--port", port);
+    app.add_option("-t,--timeout", timeout);
+    app.add_option("-d,--database", options.dbName);
+    app.add_flag("-v,--verbose", options.verbose);
+    app.add_flag("-q,--quiet", options.quiet);
     app.add_flag("--trace", options.trace);
     app.add_flag("-h,--help", options.help);
     app.add_flag("--version", options.version);
@@ -94,9 +105,9 @@ void readCommandLine(int argc, const char* const* argv, Options& options)
 
     std::string misunderstood;
     try {
-        app.parse(markedCommandLine(argc, argv));
+        app.parse(markedCommandLine(argc, argv, options.json));
     } catch (const CLI::ExtrasError&) {
-        misunderstood = "no option " + app.remaining().front() + "; a text that begins with '-' goes behind --";
+        misunderstood = "no option " + app.remaining().front() + "; a text that begins with '-' follows --";
     } catch (const CLI::Error& error) {
         misunderstood = error.what();
     }
@@ -112,15 +123,15 @@ void readCommandLine(int argc, const char* const* argv, Options& options)
         throw UsageError(misunderstood);
     if (options.help || options.version)
         return;
-    if (options.host.empty())
-        throw UsageError("HOST is empty");
-    options.port = decimal<unsigned short>("PORT", unmarked(port), 1);
-    options.timeout = decimal<unsigned short>("MS", unmarked(timeout));
-}
 
-std::string hostInUrl(const std::string& host)
-{
-    return host.find(':') != std::string::npos && host.front() != '[' ? "[" + host + "]" : host;
+    const Address address = parseAddress(options.host);
+    options.host = address.host;
+    // What is typed comes before what the environment says, and the port of a HOST before NELKA_PORT.
+    const bool portOfHost = address.port && (typedHost->count() > 0 || typedPort->count() == 0);
+    options.port = portOfHost ? *address.port : parsePort(unmarked(port));
+    if (portOfHost && typedPort->count() > 0 && parsePort(unmarked(port)) != options.port)
+        throw UsageError("PORT is given twice, " + std::to_string(options.port) + " and " + unmarked(port));
+    options.timeout = decimal<unsigned short>("MS", unmarked(timeout));
 }
 
 } // namespace nelkactl

@@ -8,12 +8,13 @@
 namespace nelkactl {
 
 struct Options {
-    std::string host = "127.0.0.1";
-    unsigned short port = 8080;
+    std::string host; ///< as it was typed until it is understood; then an IPv6 address has no brackets
+    unsigned short port = 0;
     unsigned short timeout = 5000;
     std::string dbName = "modulo";
     bool json = false;
     bool verbose = false;
+    bool quiet = false;
     bool trace = false;
     bool help = false;
     bool version = false;
@@ -25,8 +26,5 @@ struct Options {
 
 /// Throws UsageError; `options` then hold what was understood.
 void readCommandLine(int argc, const char* const* argv, Options& options);
-
-/// The host as it stands in a URL: an IPv6 address has its brackets.
-std::string hostInUrl(const std::string& host);
 
 } // namespace nelkactl

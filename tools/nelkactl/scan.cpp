@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include "failure.h"
 #include "interruption.h"
 
 namespace nelkactl {
@@ -50,7 +51,7 @@ void follow(Call& call, int entrada, int tipoScan, unsigned char bandaScan, cons
     int idScan = 0;
     client.initInputScan(entrada, tipoScan, idScan, bandaScan, call.timeout);
     interruption::check();
-    if (call.ending().status != done)
+    if (call.ending().kind != Kind::done)
         return;
 
     int status = 0;
@@ -82,8 +83,8 @@ void follow(Call& call, int entrada, int tipoScan, unsigned char bandaScan, cons
     interruption::forget();
     call.client.cancelInputScan(entrada, call.timeout);
     const Ending ending = call.ending();
-    throw Interrupted(ending.status == done ? "SIGINT, the scan is cancelled"
-                                            : "SIGINT, the scan could not be cancelled: " + ending.words);
+    throw Interrupted(ending.kind == Kind::done ? "SIGINT, the scan is cancelled"
+                                                : "SIGINT, the scan could not be cancelled: " + ending.reason);
 }
 
 } // namespace
