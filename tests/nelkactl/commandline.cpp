@@ -280,16 +280,36 @@ TEST_F(Nelkactl, NamesTheOperationTheHostAndThePortOfAUsageError)
 
 // What is told -----------------------------------------------------------------------------------------------------
 
-TEST_F(Nelkactl, HelpFitsAScreenAndNamesTheExitStatuses)
+TEST_F(Nelkactl, HelpHasALineForEachOperationInFamiliesAndTheExitStatuses)
 {
     const Finished finished = type({"--help"});
     EXPECT_EQ(finished.status, 0);
-    EXPECT_LE(std::count(finished.out.begin(), finished.out.end(), '\n'), 24);
     std::istringstream lines(finished.out);
     for (std::string line; std::getline(lines, line);)
         EXPECT_LE(line.size(), 80U) << line;
+    for (const std::string& name : operationsNamedIn(finished.out)) {
+        const std::size_t gist = finished.out.find("\n  " + name + " ") + 33;
+        EXPECT_TRUE(std::isupper(static_cast<unsigned char>(finished.out.at(gist)))) << name;
+    }
+    std::size_t last = 0;
+    for (const char* family :
+         {"Core", "Database", "Identity", "Administration", "Tuning", "Scanning", "Hardware", "Files", "Tables"}) {
+        const std::size_t place = finished.out.find(std::string("\n") + family + ":\n");
+        EXPECT_GT(place, last) << family;
+        last = place;
+    }
     for (const char* status : {"0 done", "1 the slave", "2 usage", "3 transport", "4 time-out", "5 interrupted"})
         EXPECT_NE(finished.out.find(status), std::string::npos) << status;
+}
+
+TEST_F(Nelkactl, TuningOffersOnlyWhatIsSent)
+{
+    const std::string help = type({"sintonizarCanalTerr", "--help"}).out;
+    for (const char* sent : {"--frecuencia ", "--parametroTerr ", "--parametroComun "})
+        EXPECT_NE(help.find(sent), std::string::npos) << sent;
+    for (const char* other : {"--frecuenciaIntermedia", "--parametroSat"})
+        EXPECT_EQ(help.find(other), std::string::npos) << other;
+    EXPECT_EQ(type({"sintonizarCanalTerr", "1", "1", "--parametroSat", "1"}).status, 2);
 }
 
 // Whether a text has a name as a word, not only as a part of one.

@@ -354,6 +354,18 @@ TEST_F(Nelkactl, AsksThisMachineForItsAddresses)
     EXPECT_TRUE(slave.requests().empty());
 }
 
+TEST_F(Nelkactl, ChangesTheSocToEveryNumberThatItReads)
+{
+    for (const std::int64_t soc : {0, 1, 2147483647, -1, -1294967296, -2147483647 - 1}) {
+        std::string read = answered({xml::i4(soc), xml::i4(0)}, {"getFPGASOC"}).out;
+        read = read.substr(read.find("soc: ") + 5, read.size() - read.find("soc: ") - 6);
+        EXPECT_EQ(answered({xml::i4(0)}, {"changeFPGASOC", read}).status, 0) << read;
+        EXPECT_EQ(slave.calls().at(0).parameters, (Words{"i4 " + std::to_string(soc)})) << read;
+    }
+    for (const char* none : {"18446744071562067967", "18446744073709551616", "1x", ""})
+        EXPECT_EQ(type({"changeFPGASOC", none}).status, 2) << none;
+}
+
 TEST_F(Nelkactl, TellsAnEmptyTableFromNone)
 {
     EXPECT_EQ(essence(answered({xml::i4(0), xml::array({})}, {"getTable", "q", "--json"}).out),

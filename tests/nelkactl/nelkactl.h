@@ -25,15 +25,15 @@ inline Words operator+(Words words, const Words& more)
     return words;
 }
 
-/// The operations that its --help names.
+/// The operations that its --help names, between its options and its exit statuses.
 inline Words operationsNamedIn(const std::string& help)
 {
-    const std::string title = "Operations:\n";
-    const std::size_t start = help.find(title) + title.size();
-    std::istringstream names(help.substr(start, help.find("Exit status:") - start));
+    const std::size_t start = help.find("\nCore:\n");
+    std::istringstream lines(help.substr(start, help.find("\nExit status:") - start));
     Words all;
-    for (std::string name; names >> name;)
-        all.push_back(name);
+    for (std::string line; std::getline(lines, line);)
+        if (line.starts_with("  "))
+            all.push_back(line.substr(2, line.find(' ', 2) - 2));
     return all;
 }
 

@@ -12,6 +12,11 @@ namespace nelkactl {
 
 namespace {
 
+unsigned short parsePort(const std::string& text)
+{
+    return decimal<unsigned short>("PORT", text, 1);
+}
+
 [[noreturn]] void refuse(const std::string& text, const std::string& advice)
 {
     throw UsageError("HOST cannot be '" + text + "': " + advice);
@@ -50,11 +55,6 @@ Address parseBracketed(const std::string& text)
 }
 
 } // namespace
-
-unsigned short parsePort(const std::string& text)
-{
-    return decimal<unsigned short>("PORT", text, 1);
-}
 
 Address parseAddress(const std::string& text)
 {

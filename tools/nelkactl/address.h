@@ -14,8 +14,6 @@ struct Address {
 /// Throws UsageError, which says what to write instead, for anything but a name, an IPv4 or an IPv6 address.
 Address parseAddress(const std::string& text);
 
-unsigned short parsePort(const std::string& text);
-
 /// The host as it stands in a URL: an IPv6 address in brackets.
 std::string hostInUrl(const std::string& host);
 

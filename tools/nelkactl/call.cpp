@@ -1,7 +1,6 @@
 #include "call.h"
 
 #include <memory>
-#include <random>
 #include <string_view>
 
 #include "interruption.h"
@@ -14,14 +13,25 @@ struct Release {
     void operator()(xmlrpc_value* value) const { xmlrpc_DECREF(value); }
 };
 
-int drawn()
+std::optional<OutputFile> outputFile(const Given& given)
 {
-    return static_cast<int>(std::random_device()());
+    const auto path = given.find(option::output.name);
+    if (path == given.end())
+        return std::nullopt;
+    OutputFile file(path->second);
+    if (file.isStandardOutput() && option::json.in(given))
+        throw UsageError("--output - and --json both take standard output");
+    return file;
 }
 
 } // namespace
 
-Number::Number() : preset(drawn()), value(preset) {}
+Call::Call(nelka::XmlrpcClient& client_, const Given& given_)
+    : client(client_), timeout(option::timeout.in(given_)),
+      input(given_.contains(option::input.name) ? readFile(option::input.in(given_)) : std::vector<char>()),
+      file(outputFile(given_)), given(given_)
+{
+}
 
 Table::Table()
 {
@@ -75,12 +85,12 @@ void Call::output(const Table& table)
     output("rows", rows);
 }
 
-void Call::output(const OutputFile& file, const Block& block)
+void Call::output(const Block& block)
 {
     if (!answered() || !block.written())
         return;
-    file.replace({block.value.data(), block.value.size()});
-    if (!file.isStandardOutput())
+    file->replace({block.value.data(), block.value.size()});
+    if (!file->isStandardOutput())
         output("bytes", block.value.size());
 }
 

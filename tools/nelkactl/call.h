@@ -1,6 +1,7 @@
-// One operation's run: the client it calls, what it has brought back, and how it ended.
+// One operation's run: the client it calls, what it was given, what it has brought back, and how it ended.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -8,11 +9,12 @@
 
 #include "ending.h"
 #include "files.h"
+#include "parameters.h"
 #include "result.h"
 
 namespace nelkactl {
 
-// Outputs that a call may leave untouched, each preset to what no reply can hold -----------------------------------
+// Outputs that a call may leave untouched, each preset to what hardly any reply holds ---------------------------------
 
 struct Text {
     static inline const std::string preset{'\0'}; // texts come to an end before a zero
@@ -27,9 +29,8 @@ struct Block {
 };
 
 struct Number {
-    Number();
-    const int preset; // at random: every number may come, but hardly the one that was drawn for this call
-    int value;
+    static constexpr int preset = -1879048193; // a slave that answers this very number is taken to have sent none
+    int value = preset;
     bool written() const { return value != preset; }
 };
 
@@ -41,10 +42,21 @@ struct Table {
 
 class Call {
 public:
-    Call(nelka::XmlrpcClient& ready, int milliseconds) : client(ready), timeout(milliseconds) {}
+    /// Reads the file of `--input` and looks whether that of `--output` can be written, where they are given. Throws
+    /// UsageError, FileError, Interrupted.
+    Call(nelka::XmlrpcClient& client, const Given& given);
 
     nelka::XmlrpcClient& client;
     const int timeout;
+    const std::vector<char> input;
+    const std::optional<OutputFile> file;
+
+    template <typename Value, Value... lowest>
+    Value value(const Typed<Value, lowest...>& parameter) const
+    {
+        return parameter.in(given);
+    }
+    bool has(const Flag& flag) const { return flag.in(given); }
 
     /// Whether the last call brought a usable reply. After one that did not, outputs are dropped.
     bool answered() const;
@@ -59,8 +71,8 @@ public:
     void output(const std::string& name, const Text& text);
     void output(const std::string& name, const Number& number);
     void output(const Table& table);
-    /// Replaces the file too; says how long the block is unless it went to standard output.
-    void output(const OutputFile& file, const Block& block);
+    /// Writes the file too; says how long the block is unless it went to standard output.
+    void output(const Block& block);
 
     /// How the last call ended.
     Ending ending() const;
@@ -68,6 +80,7 @@ public:
     const Json& results() const { return outputs; }
 
 private:
+    const Given given;
     Json outputs = Json::object();
 };
 

@@ -6,20 +6,20 @@ namespace nelkactl {
 
 namespace {
 
-constexpr std::size_t screenWidth = 80;
-
-std::string namesOfOperations()
+std::string column(const std::string& text, std::size_t width)
 {
-    std::string text;
-    std::string line = " ";
-    for (const Operation& operation : operations()) {
-        if (line.size() + 1 + operation.name.size() > screenWidth) {
-            text += line + "\n";
-            line = " ";
-        }
-        line += " " + operation.name;
-    }
-    return text + line + "\n";
+    return "  " + text + std::string(width > text.size() ? width - text.size() : 0, ' ') + "  ";
+}
+
+std::string nameOf(const Parameter& parameter)
+{
+    return (parameter.letter.empty() ? "" : parameter.letter + ", ") + parameter.name;
+}
+
+std::string meaningOf(const Parameter& parameter)
+{
+    std::string text = parameter.range + (parameter.isFlag() ? "" : "; ") + parameter.meaning;
+    return parameter.whenAbsent.empty() ? text : text + " (" + parameter.whenAbsent + ")";
 }
 
 std::string listed(const std::string& title, const std::vector<Parameter>& parameters)
@@ -28,13 +28,10 @@ std::string listed(const std::string& title, const std::vector<Parameter>& param
         return "";
     std::size_t width = 0;
     for (const Parameter& parameter : parameters)
-        width = std::max(width, parameter.name.size());
+        width = std::max(width, nameOf(parameter).size());
     std::string text = "\n" + title + ":\n";
-    for (const Parameter& parameter : parameters) {
-        const std::string between = parameter.range.empty() || parameter.meaning.empty() ? "" : "; ";
-        text += "  " + parameter.name + std::string(width - parameter.name.size() + 2, ' ') + parameter.range + between
-                + parameter.meaning + "\n";
-    }
+    for (const Parameter& parameter : parameters)
+        text += column(nameOf(parameter), width) + meaningOf(parameter) + "\n";
     return text;
 }
 
@@ -42,20 +39,18 @@ std::string listed(const std::string& title, const std::vector<Parameter>& param
 
 std::string generalHelp()
 {
-    return "Usage: nelkactl [OPTION...] OPERATION [ARGUMENT...]\n"
-           "Calls an operation of a slave module. More on one: nelkactl OPERATION --help\n"
-           "  -H, --host HOST[:PORT]  the slave's address (or NELKA_HOST; 127.0.0.1)\n"
-           "  -p, --port PORT         its port (or NELKA_PORT; 8080)\n"
-           "  -t, --timeout MS        time-out of a call, 0 to 65535, 0 for none (5000)\n"
-           "  -d, --database DBNAME   its database (modulo)\n"
-           "  --json                  the result as one line of JSON\n"
-           "  -v, --verbose; -q, --quiet  the library's log; nothing on standard error\n"
-           "  --trace                 the XML that travels, on standard error\n"
-           "  -h, --help; --version   this; the version\n"
-           "A text that begins with '-', other than a negative number, follows --.\n"
-           "Operations:\n"
-           + namesOfOperations()
-           + "Exit status: 0 done; 1 the slave reported an error status; 2 usage, or a file\n"
+    std::string text = "Usage: nelkactl [OPTION...] OPERATION [ARGUMENT...]\n"
+                       "Calls an operation of a slave module. More on one: nelkactl OPERATION --help\n"
+                       + listed("Options", option::ofEveryOperation)
+                       + "  A text that begins with '-', other than a negative number, follows --.\n"
+                         "  NELKA_HOST and NELKA_PORT stand for --host and --port where these are absent.\n";
+    for (const Family& family : families()) {
+        text += "\n" + family.name + ":\n";
+        for (const Operation& operation : family.operations)
+            text += column(operation.name, 28) + operation.gist + "\n";
+    }
+    return text
+           + "\nExit status: 0 done; 1 the slave reported an error status; 2 usage, or a file\n"
              "that cannot be read or written; 3 transport, protocol or decoding fault;\n"
              "4 time-out; 5 interrupted.\n";
 }
@@ -65,8 +60,8 @@ std::string helpOn(const Operation& operation)
     std::string usage = "Usage: nelkactl [OPTION...] " + operation.name;
     for (const Parameter& argument : operation.arguments)
         usage += " " + argument.name;
-    return usage + "\n" + operation.help + "\n" + listed("Arguments", operation.arguments)
-           + listed("Options of its own", operation.options)
+    return usage + "\n" + operation.gist + ".\n" + (operation.more.empty() ? "" : operation.more + "\n")
+           + listed("Arguments", operation.arguments) + listed("Options", operation.options)
            + (operation.outputs.empty() ? "" : "\nOutputs: " + operation.outputs + "\n");
 }
 

@@ -26,19 +26,20 @@ namespace {
 
 void setUpLog(const Options& options)
 {
-    openlog("nelkactl", options.verbose ? LOG_PERROR : 0, LOG_USER);
-    setlogmask(LOG_UPTO(options.verbose ? LOG_DEBUG : LOG_ERR));
-    if (options.trace)
+    const bool verbose = options.has(option::verbose);
+    openlog("nelkactl", verbose ? LOG_PERROR : 0, LOG_USER);
+    setlogmask(LOG_UPTO(verbose ? LOG_DEBUG : LOG_ERR));
+    if (options.has(option::trace))
         setenv("XMLRPC_TRACE_XML", "1", 1);
 }
 
-Ending perform(const Operation::Action& action, Call& call)
+Ending perform(const Operation& operation, Call& call)
 {
     try {
         if (const int fault = interruption::initialised(call.client); fault != 0)
             return {Kind::faulted, fault, std::string("no client: ") + call.client.environment().fault_string};
         interruption::check();
-        action(call);
+        operation.run(call);
         return call.ending();
     } catch (const Interrupted& interruption) {
         return {Kind::interrupted, XMLRPC_TIMEOUT_ERROR, interruption.what()};
@@ -55,13 +56,13 @@ void run(const Operation& operation, const Options& options, Result& result)
 {
     setUpLog(options);
     interruption::watch();
-    const Operation::Action action = actionOf(operation, options);
+    const Given given = givenTo(operation, options);
 
     nelka::XmlrpcClient client(hostInUrl(options.host), options.port, "", "nelkactl", NELKANET_VERSION);
-    client.dbName = options.dbName;
-    Call call(client, options.timeout);
+    client.dbName = option::database.in(given);
+    Call call(client, given);
     const auto start = std::chrono::steady_clock::now();
-    result.ending = perform(action, call);
+    result.ending = perform(operation, call);
     result.milliseconds = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
     result.outputs = call.results();
 
@@ -75,12 +76,12 @@ void run(const Operation& operation, const Options& options, Result& result)
 void obey(int argc, const char* const* argv, Options& options, Result& result)
 {
     readCommandLine(argc, argv, options);
-    if (options.version)
+    if (options.has(option::version))
         return writeToStandardOutput("nelkactl " NELKANET_VERSION "\n");
-    if (options.help && options.operation.empty())
+    if (options.has(option::help) && options.operation.empty())
         return writeToStandardOutput(generalHelp());
     const Operation& operation = operationNamed(options.operation);
-    if (options.help)
+    if (options.has(option::help))
         return writeToStandardOutput(helpOn(operation));
     run(operation, options, result);
 }
@@ -117,10 +118,10 @@ int main(int argc, char** argv)
     result.host = options.host;
     result.port = options.port;
     settle(result.ending, [&] {
-        if (!options.help && !options.version)
-            writeToStandardOutput(options.json ? resultLine(result) : readable(result.outputs));
+        if (!options.has(option::help) && !options.has(option::version))
+            writeToStandardOutput(options.has(option::json) ? resultLine(result) : readable(result.outputs));
     });
-    if (result.ending.kind != Kind::done && !options.quiet)
+    if (result.ending.kind != Kind::done && !options.has(option::quiet))
         std::cerr << "nelkactl: " << inWords(result) << std::endl;
     return result.ending.exitStatus();
 }

@@ -1,80 +1,14 @@
 #include "operations.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <iostream>
 #include <sstream>
-#include <tuple>
-#include <type_traits>
-#include <utility>
 
-#include "number.h"
 #include "scan.h"
 
 namespace nelkactl {
 
 namespace {
-
-using Named = std::pair<const char*, const char*>; // an argument and its meaning
-
-// Takes the words of a command line one by one.
-struct Words {
-    const Options& options;
-    const std::vector<Parameter>& arguments;
-    std::size_t next = 0;
-
-    template <typename Value>
-    Value take()
-    {
-        if constexpr (Argument<Value>) {
-            const std::size_t index = next++;
-            return readArgument<Value>(arguments[index].name, options.arguments[index]);
-        } else {
-            return FromOptions<Value>::read(options);
-        }
-    }
-};
-
-template <typename Value>
-void describe(Operation& operation, std::vector<Named>::const_iterator& named)
-{
-    if constexpr (Argument<Value>) {
-        operation.arguments.push_back({named->first, rangeOfArgument<Value>(), named->second});
-        ++named;
-    } else {
-        for (Parameter& option : FromOptions<Value>::describe())
-            operation.options.push_back(std::move(option));
-    }
-}
-
-template <typename Run, typename... Values>
-Operation::Action bound(const Run& run, [[maybe_unused]] Words words, std::function<void(Call&, Values...)>)
-{
-    std::tuple<std::remove_cvref_t<Values>...> values{
-        words.take<std::remove_cvref_t<Values>>()...}; // in braces, hence in order
-    return [run, values](Call& call) { std::apply([&](const auto&... value) { run(call, value...); }, values); };
-}
-
-template <typename... Values>
-void describeAll(Operation& operation, const std::vector<Named>& named, std::function<void(Call&, Values...)>)
-{
-    [[maybe_unused]] auto next = named.begin();
-    (describe<std::remove_cvref_t<Values>>(operation, next), ...);
-}
-
-// `run` is a function of a Call and of what the operation takes.
-template <typename Run>
-Operation operation(const char* name, const std::vector<Named>& named, const char* outputs, const char* help, Run run)
-{
-    Operation made{name, {}, {}, outputs, help, {}};
-    describeAll(made, named, std::function{run});
-    made.bind = [run, arguments = made.arguments](const Options& options) {
-        return bound(run, Words{options, arguments}, std::function{run});
-    };
-    return made;
-}
-
-// What the operations do -------------------------------------------------------------------------------------------
 
 // The probe writes its answer to std::cout.
 class CapturedOutput {
@@ -91,257 +25,304 @@ private:
     std::streambuf* former;
 };
 
-std::vector<Operation> everyOperation()
+nelka::tcanal canalOf(const Call& call)
 {
+    return {call.value(option::frecuencia),    call.value(option::frecuenciaIntermedia),
+            call.value(option::parametroSat),  call.value(option::parametroTerr),
+            call.value(option::parametroSat2), call.value(option::parametroComun),
+            call.value(option::parametroSat3), call.value(option::parametroSat4)};
+}
+
+// clang-format off
+std::vector<Family> allFamilies()
+{
+    using namespace argument;
     return {
-        // Core -----------------------------------------------------------------------------------------------------
+        {"Core",
+         {
+             {"sampleadd", {}, {}, "resultado",
+              "Asks whether the slave is there",
+              "It adds 10 and 5.",
+              [](Call& call) {
+                  const CapturedOutput captured;
+                  call.client.sampleadd(call.timeout);
+                  const std::string text = captured.text();
+                  const std::string label = "RESULTADO ";
+                  if (text.starts_with(label))
+                      call.output("resultado", decimal<int>("RESULTADO", text.substr(label.size())));
+              }},
+             {"getLocalIp", {}, {}, "ip",
+              "The IPv4 address of this machine's eth0",
+              "Empty if it has none. Calls no slave.",
+              [](Call& call) {
+                  std::string ip;
+                  nelka::XmlrpcClient::getLocalIp(ip);
+                  call.output("ip", ip);
+              }},
+             {"getLocalMac", {}, {}, "mac",
+              "The hardware address of this machine's eth0",
+              "Left out if it has none. Calls no slave.",
+              [](Call& call) {
+                  Text mac;
+                  nelka::XmlrpcClient::getLocalMac(mac.value);
+                  call.output("mac", mac);
+              }},
+         }},
 
-        operation("sampleadd", {}, "resultado", "Asks whether the slave is there: it adds 10 and 5.",
-                  [](Call& call) {
-                      const CapturedOutput captured;
-                      call.client.sampleadd(call.timeout);
-                      const std::string text = captured.text();
-                      const std::string label = "RESULTADO ";
-                      if (text.starts_with(label))
-                          call.output("resultado", decimal<int>("RESULTADO", text.substr(label.size())));
-                  }),
-        operation("getLocalIp", {}, "ip",
-                  "The IPv4 address of this machine's eth0, empty if it has none. Calls no slave.",
-                  [](Call& call) {
-                      std::string ip;
-                      nelka::XmlrpcClient::getLocalIp(ip);
-                      call.output("ip", ip);
-                  }),
-        operation("getLocalMac", {}, "mac", "The hardware address of this machine's eth0. Calls no slave.",
-                  [](Call& call) {
-                      Text mac;
-                      nelka::XmlrpcClient::getLocalMac(mac.value);
-                      call.output("mac", mac);
-                  }),
+        {"Database",
+         {
+             {"getTable", {query}, {}, "columns, rows",
+              "Rows of the slave's database",
+              "Tab-separated lines below a line of names, where \\t, \\n, \\r and \\\\ stand for\n"
+              "what would end a cell, and \\N for a null.",
+              [](Call& call) {
+                  Table table_;
+                  call.client.getTable(call.value(query), table_.value, call.timeout);
+                  call.output(table_);
+              }},
+             {"execQuery", {statement, table}, {}, "resultado",
+              "Runs a statement against the slave's database", "",
+              [](Call& call) {
+                  Number resultado;
+                  call.client.execQuery(call.value(statement), resultado.value, call.value(table), call.timeout);
+                  call.output("resultado", resultado);
+              }},
+         }},
 
-        // Database -------------------------------------------------------------------------------------------------
+        {"Identity",
+         {
+             {"actualizaIdentificacion", {}, {}, "campo1 to campo7",
+              "The seven fields of the slave's identification", "",
+              [](Call& call) {
+                  Text campo1, campo2, campo3, campo5, campo6, campo7;
+                  int campo4 = 0;
+                  call.client.actualizaIdentificacion(campo1.value, campo2.value, campo3.value, campo4, campo5.value,
+                                                      campo6.value, campo7.value, call.timeout);
+                  if (!campo1.written()) // all of them come, or none
+                      return;
+                  call.output("campo1", campo1);
+                  call.output("campo2", campo2);
+                  call.output("campo3", campo3);
+                  call.output("campo4", campo4);
+                  call.output("campo5", campo5);
+                  call.output("campo6", campo6);
+                  call.output("campo7", campo7);
+              }},
+             {"getAlarmasEstadoControlador", {}, {}, "status, alarmas",
+              "The alarms of the slave's controller", "",
+              [](Call& call) {
+                  Text alarmas;
+                  int status = 0;
+                  call.client.getAlarmasEstadoControlador(alarmas.value, status, call.timeout);
+                  call.output("status", status);
+                  call.output("alarmas", alarmas);
+              }},
+             {"checkSincronizado", {entrada}, {}, "status",
+              "Whether an input is synchronised",
+              "The status is the answer, and never a failure.",
+              [](Call& call) {
+                  int status = 0;
+                  call.client.checkSincronizado(call.value(entrada), status, call.timeout);
+                  call.output("status", status);
+              }},
+             {"xmlrpc_changes", {}, {}, "changes",
+              "The change counter of the slave's database", "",
+              [](Call& call) {
+                  Number changes;
+                  call.client.xmlrpc_changes(changes.value, call.timeout);
+                  call.output("changes", changes);
+              }},
+         }},
 
-        operation("getTable", {{"QUERY", "the query"}}, "columns, rows",
-                  "Rows of the slave's database: tab-separated lines below a line of names, where\n"
-                  "\\t, \\n, \\r and \\\\ stand for what would end a cell, and \\N for a null.",
-                  [](Call& call, const std::string& query) {
-                      Table table;
-                      call.client.getTable(query, table.value, call.timeout);
-                      call.output(table);
-                  }),
-        operation("execQuery", {{"QUERY", "the statement"}, {"TABLE", "the table it is about"}}, "resultado",
-                  "Runs a statement against the slave's database.",
-                  [](Call& call, const std::string& query, const std::string& table) {
-                      Number resultado;
-                      call.client.execQuery(query, resultado.value, table, call.timeout);
-                      call.output("resultado", resultado);
-                  }),
+        {"Administration",
+         {
+             {"resetModuleToFactorySettings", {}, {option::yes}, "",
+              "Restores the slave's factory settings",
+              "A refusal by the slave is not told.",
+              [](Call& call) { call.client.resetModuleToFactorySettings(call.timeout); }},
+             {"getHoraModulo", {parametroHora}, {}, "status, hora",
+              "The slave's clock",
+              "Its unit and epoch are the slave's. A status other than 0 is no failure.",
+              [](Call& call) {
+                  unsigned long long hora = 0;
+                  int status = 0;
+                  call.client.getHoraModulo(call.value(parametroHora), hora, status, call.timeout);
+                  call.output("status", status);
+                  call.output("hora", hora);
+              }},
+             {"setRefrescoWeb", {valor}, {}, "status",
+              "Sets the refresh value of the slave's web page",
+              "A status other than 0 is no failure.",
+              [](Call& call) {
+                  int status = 0;
+                  call.client.setRefrescoWeb(call.value(valor), status, call.timeout);
+                  call.output("status", status);
+              }},
+             {"updateNTP", {}, {}, "",
+              "Makes the slave set its clock by NTP", "",
+              [](Call& call) { call.client.updateNTP(call.timeout); }},
+             {"ejecutar_script", {nombre}, {}, "",
+              "Runs a script on the slave", "",
+              [](Call& call) { call.client.ejecutar_script(call.value(nombre), call.timeout); }},
+         }},
 
-        // Identity -------------------------------------------------------------------------------------------------
+        {"Tuning",
+         {
+             {"sintonizarCanalTerr", {parametro, indicador},
+              {option::frecuencia, option::parametroTerr, option::parametroComun}, "status",
+              "Tunes a terrestrial channel", "",
+              [](Call& call) {
+                  int status = 0;
+                  call.client.sintonizarCanalTerr(canalOf(call), call.value(parametro), status, call.value(indicador),
+                                                  call.timeout);
+                  call.output("status", status);
+              }},
+             {"sintonizarCanalSat", {parametro, indicador, extra},
+              {option::frecuenciaIntermedia, option::parametroSat, option::parametroSat2, option::parametroComun,
+               option::parametroSat3, option::parametroSat4, option::frecuenciaLogged}, "status",
+              "Tunes a satellite channel",
+              "It is found by its intermediate frequency.",
+              [](Call& call) {
+                  int status = 0;
+                  call.client.sintonizarCanalSat(canalOf(call), call.value(parametro), status, call.value(indicador),
+                                                 call.value(extra), call.timeout);
+                  call.output("status", status);
+              }},
+         }},
 
-        operation("actualizaIdentificacion", {}, "campo1 to campo7", "The seven fields of the slave's identification.",
-                  [](Call& call) {
-                      Text campo1, campo2, campo3, campo5, campo6, campo7;
-                      int campo4 = 0;
-                      call.client.actualizaIdentificacion(campo1.value, campo2.value, campo3.value, campo4,
-                                                          campo5.value, campo6.value, campo7.value, call.timeout);
-                      if (!campo1.written()) // all of them come, or none
-                          return;
-                      call.output("campo1", campo1);
-                      call.output("campo2", campo2);
-                      call.output("campo3", campo3);
-                      call.output("campo4", campo4);
-                      call.output("campo5", campo5);
-                      call.output("campo6", campo6);
-                      call.output("campo7", campo7);
-                  }),
-        operation("getAlarmasEstadoControlador", {}, "status, alarmas", "The alarms of the slave's controller.",
-                  [](Call& call) {
-                      Text alarmas;
-                      int status = 0;
-                      call.client.getAlarmasEstadoControlador(alarmas.value, status, call.timeout);
-                      call.output("status", status);
-                      call.output("alarmas", alarmas);
-                  }),
-        operation("checkSincronizado", {{"ENTRADA", "the input"}}, "status",
-                  "Whether an input is synchronised: the status is the answer, and never a failure.",
-                  [](Call& call, int entrada) {
-                      int status = 0;
-                      call.client.checkSincronizado(entrada, status, call.timeout);
-                      call.output("status", status);
-                  }),
-        operation("xmlrpc_changes", {}, "changes", "The change counter of the slave's database.",
-                  [](Call& call) {
-                      Number changes;
-                      call.client.xmlrpc_changes(changes.value, call.timeout);
-                      call.output("changes", changes);
-                  }),
+        {"Scanning",
+         {
+             {"initInputScan", {entrada, tipoScan, bandaScan}, {}, "status",
+              "Starts a scan of an input",
+              "A status of 0 or more is its identifier, a negative one an error.",
+              [](Call& call) {
+                  int status = 0;
+                  call.client.initInputScan(call.value(entrada), call.value(tipoScan), status, call.value(bandaScan),
+                                            call.timeout);
+                  call.output("status", status);
+              }},
+             {"statusInputScan", {entrada, idScan}, {}, "status",
+              "How far a scan is",
+              "Only a negative status is an error.",
+              [](Call& call) {
+                  int status = 0;
+                  call.client.statusInputScan(call.value(entrada), call.value(idScan), status, call.timeout);
+                  call.output("status", status);
+              }},
+             {"getScanReport", {entrada, idScan}, {}, "status, report",
+              "The report of a scan",
+              "Only a negative status is an error.",
+              [](Call& call) {
+                  Text report;
+                  int status = 0;
+                  call.client.getScanReport(call.value(entrada), call.value(idScan), report.value, status,
+                                            call.timeout);
+                  call.output("status", status);
+                  call.output("report", report);
+              }},
+             {"cancelInputScan", {entrada}, {}, "",
+              "Stops the scan that runs on an input", "",
+              [](Call& call) { call.client.cancelInputScan(call.value(entrada), call.timeout); }},
+             {"scan", {entrada, tipoScan, bandaScan}, {option::interval, option::until},
+              "idScan, status (the last poll's), report",
+              "Starts a scan, waits for its end and reports",
+              "A negative status ends it; SIGINT cancels it on the slave.",
+              scan},
+         }},
 
-        // Administration -------------------------------------------------------------------------------------------
+        {"Hardware",
+         {
+             {"getFPGASOC", {}, {}, "status, soc",
+              "The slave's FPGA SOC identifier", "",
+              [](Call& call) {
+                  unsigned long identifier = 0;
+                  int status = 0;
+                  call.client.getFPGASOC(identifier, status, call.timeout);
+                  call.output("status", status);
+                  call.output("soc", identifier);
+              }},
+             {"changeFPGASOC", {soc}, {}, "status",
+              "Changes that identifier", "",
+              [](Call& call) {
+                  int status = 0;
+                  call.client.changeFPGASOC(call.value(soc).value, status, call.timeout);
+                  call.output("status", status);
+              }},
+             {"generarJSONWeb", {n}, {}, "json (a text)",
+              "The JSON text of the slave's web pages", "",
+              [](Call& call) {
+                  Text json;
+                  call.client.generarJSONWeb(call.value(n), json.value, call.timeout);
+                  call.output("json", json);
+              }},
+         }},
 
-        operation("resetModuleToFactorySettings", {}, "",
-                  "Restores the slave's factory settings. A refusal by the slave is not told.",
-                  [](Call& call, Confirmation) { call.client.resetModuleToFactorySettings(call.timeout); }),
-        operation("getHoraModulo", {{"N", "passed on"}}, "status, hora",
-                  "The slave's clock, unit and epoch its own. A status but 0 is no failure.",
-                  [](Call& call, unsigned short n) {
-                      unsigned long long hora = 0;
-                      int status = 0;
-                      call.client.getHoraModulo(n, hora, status, call.timeout);
-                      call.output("status", status);
-                      call.output("hora", hora);
-                  }),
-        operation("setRefrescoWeb", {{"VALOR", "the refresh value"}}, "status",
-                  "Sets the refresh value of the slave's web page. A status but 0 is no failure.",
-                  [](Call& call, unsigned short valor) {
-                      int status = 0;
-                      call.client.setRefrescoWeb(valor, status, call.timeout);
-                      call.output("status", status);
-                  }),
-        operation("updateNTP", {}, "", "Makes the slave set its clock by NTP.",
-                  [](Call& call) { call.client.updateNTP(call.timeout); }),
-        operation("ejecutar_script", {{"NOMBRE", "the script"}}, "", "Runs a script of the slave's.",
-                  [](Call& call, const std::string& nombre) { call.client.ejecutar_script(nombre, call.timeout); }),
+        {"Files",
+         {
+             {"DlFicheroEsclavo", {ruta}, {}, "status",
+              "Should delete a file, and never can",
+              "The library passes the path in a form that xmlrpc-c takes for no argument list:\n"
+              "nothing is sent, and it always ends with 3. Use instead\n"
+              "  nelkactl RdFicheroEsclavo RUTA 1 --output FILE\n"
+              "which fetches the file and has the slave delete it.",
+              [](Call& call) {
+                  int status = 0;
+                  call.client.DlFicheroEsclavo(call.value(ruta), status, call.timeout);
+                  call.output("status", status);
+              }},
+             {"RdFicheroEsclavo", {ruta, borrar}, {option::output}, "bytes (how many came)",
+              "Fetches a file from the slave", "",
+              [](Call& call) {
+                  Block contenido;
+                  call.client.RdFicheroEsclavo(call.value(ruta), call.value(borrar), contenido.value, call.timeout);
+                  call.output(contenido);
+              }},
+         }},
 
-        // Tuning ---------------------------------------------------------------------------------------------------
-
-        operation("sintonizarCanalTerr", {{"PARAMETRO", "passed on; nelkaslave's input"}, {"INDICADOR", "passed on"}},
-                  "status", "Tunes a terrestrial channel.",
-                  [](Call& call, int parametro, bool indicador, nelka::tcanal canal) {
-                      int status = 0;
-                      call.client.sintonizarCanalTerr(canal, parametro, status, indicador, call.timeout);
-                      call.output("status", status);
-                  }),
-        operation("sintonizarCanalSat",
-                  {{"PARAMETRO", "passed on; nelkaslave's input"}, {"INDICADOR", "passed on"}, {"EXTRA", "passed on"}},
-                  "status", "Tunes a satellite channel, by its intermediate frequency.",
-                  [](Call& call, int parametro, bool indicador, int extra, nelka::tcanal canal) {
-                      int status = 0;
-                      call.client.sintonizarCanalSat(canal, parametro, status, indicador, extra, call.timeout);
-                      call.output("status", status);
-                  }),
-
-        // Scanning -------------------------------------------------------------------------------------------------
-
-        operation("initInputScan",
-                  {{"ENTRADA", "the input"}, {"TIPOSCAN", "the kind of scan"}, {"BANDASCAN", "the band"}}, "status",
-                  "Starts a scan. A status of 0 or more is its identifier, a negative one an error.",
-                  [](Call& call, int entrada, int tipoScan, unsigned char bandaScan) {
-                      int status = 0;
-                      call.client.initInputScan(entrada, tipoScan, status, bandaScan, call.timeout);
-                      call.output("status", status);
-                  }),
-        operation("statusInputScan", {{"ENTRADA", "the input"}, {"IDSCAN", "the scan"}}, "status",
-                  "How a scan stands. Only a negative status is an error.",
-                  [](Call& call, int entrada, int idScan) {
-                      int status = 0;
-                      call.client.statusInputScan(entrada, idScan, status, call.timeout);
-                      call.output("status", status);
-                  }),
-        operation("getScanReport", {{"ENTRADA", "the input"}, {"IDSCAN", "the scan"}}, "status, report",
-                  "The report of a scan. Only a negative status is an error.",
-                  [](Call& call, int entrada, int idScan) {
-                      Text report;
-                      int status = 0;
-                      call.client.getScanReport(entrada, idScan, report.value, status, call.timeout);
-                      call.output("status", status);
-                      call.output("report", report);
-                  }),
-        operation("cancelInputScan", {{"ENTRADA", "the input"}}, "", "Stops the scan that runs on an input.",
-                  [](Call& call, int entrada) { call.client.cancelInputScan(entrada, call.timeout); }),
-        operation("scan", {{"ENTRADA", "the input"}, {"TIPOSCAN", "the kind of scan"}, {"BANDASCAN", "the band"}},
-                  "idScan, status (the last poll's), report",
-                  "Starts a scan, waits until it is done and fetches its report. A negative status ends it;\n"
-                  "SIGINT cancels it on the slave.",
-                  [](Call& call, int entrada, int tipoScan, unsigned char bandaScan, const Watch& watch) {
-                      scan(call, entrada, tipoScan, bandaScan, watch);
-                  }),
-
-        // Hardware -------------------------------------------------------------------------------------------------
-
-        operation("getFPGASOC", {}, "status, soc", "The slave's FPGA SOC identifier.",
-                  [](Call& call) {
-                      unsigned long soc = 0;
-                      int status = 0;
-                      call.client.getFPGASOC(soc, status, call.timeout);
-                      call.output("status", status);
-                      call.output("soc", soc);
-                  }),
-        operation("changeFPGASOC", {{"SOC", "the new identifier"}}, "status",
-                  "Changes the slave's FPGA SOC identifier.",
-                  [](Call& call, std::uint32_t soc) {
-                      int status = 0;
-                      call.client.changeFPGASOC(soc, status, call.timeout);
-                      call.output("status", status);
-                  }),
-        operation("generarJSONWeb", {{"N", "passed on"}}, "json (a text)", "The JSON text of the slave's web pages.",
-                  [](Call& call, int n) {
-                      Text json;
-                      call.client.generarJSONWeb(n, json.value, call.timeout);
-                      call.output("json", json);
-                  }),
-
-        // Files ----------------------------------------------------------------------------------------------------
-
-        operation("DlFicheroEsclavo", {{"RUTA", "the file's path on the slave"}}, "status",
-                  "Should delete a file of the slave's, but always ends with 3: the library passes the path in a\n"
-                  "form that xmlrpc-c takes for no argument list, and nothing is sent. Use instead\n"
-                  "  nelkactl RdFicheroEsclavo RUTA 1 --output FILE\n"
-                  "which fetches the file and has the slave delete it.",
-                  [](Call& call, const std::string& ruta) {
-                      int status = 0;
-                      call.client.DlFicheroEsclavo(ruta, status, call.timeout);
-                      call.output("status", status);
-                  }),
-        operation("RdFicheroEsclavo", {{"RUTA", "the file's path on the slave"}, {"BORRAR", "1: the slave deletes it"}},
-                  "bytes (how many came)", "Fetches a file from the slave.",
-                  [](Call& call, const std::string& ruta, int borrar, const OutputFile& file) {
-                      Block contenido;
-                      call.client.RdFicheroEsclavo(ruta, borrar, contenido.value, call.timeout);
-                      call.output(file, contenido);
-                  }),
-
-        // Tables ---------------------------------------------------------------------------------------------------
-
-        operation("wrFicheroTablasSI", {{"TIPO", "the kind of file"}, {"N", "passed on"}}, "",
-                  "Writes a file of SI tables to the slave.",
-                  [](Call& call, int tipo, int n, const Input& bloque) {
-                      call.client.wrFicheroTablasSI(tipo, n, bloque.bytes, call.timeout);
-                  }),
-        operation("configureSAPServer", {{"MODO", "the mode"}, {"N", "passed on"}}, "",
-                  "Configures the slave's SAP server.",
-                  [](Call& call, int modo, int n, const Input& bloque) {
-                      call.client.configureSAPServer(modo, n, bloque.bytes, call.timeout);
-                  }),
-        operation("rdFicheroTablasSI",
-                  {{"SOURCE", "passed on"},
-                   {"IDTABLA", "passed on"},
-                   {"EXT1", "passed on"},
-                   {"EXT2", "passed on"},
-                   {"EXT3", "passed on"}},
-                  "bytes (how many came)",
-                  "Reads a file of SI tables from the slave. Of 65536 bytes or more only the first\n(size modulo "
-                  "65536) arrive.",
-                  [](Call& call, int source, int idTabla, int ext1, int ext2, int ext3, const OutputFile& file) {
-                      Block bloque;
-                      call.client.rdFicheroTablasSI(source, idTabla, ext1, ext2, ext3, bloque.value, call.timeout);
-                      call.output(file, bloque);
-                  }),
-        operation("rdFicheroResumen", {{"SOURCE", "passed on"}, {"IDRESUMEN", "the summary"}}, "bytes (how many came)",
-                  "Reads a summary from the slave. Of 65536 bytes or more only the first (size\nmodulo 65536) arrive.",
-                  [](Call& call, int source, int idResumen, const OutputFile& file) {
-                      Block bloque;
-                      call.client.rdFicheroResumen(source, idResumen, bloque.value, call.timeout);
-                      call.output(file, bloque);
-                  }),
+        {"Tables",
+         {
+             {"wrFicheroTablasSI", {tipo, n}, {option::input}, "",
+              "Writes a file of SI tables to the slave", "",
+              [](Call& call) {
+                  call.client.wrFicheroTablasSI(call.value(tipo), call.value(n), call.input, call.timeout);
+              }},
+             {"configureSAPServer", {modo, n}, {option::input}, "",
+              "Configures the slave's SAP server", "",
+              [](Call& call) {
+                  call.client.configureSAPServer(call.value(modo), call.value(n), call.input, call.timeout);
+              }},
+             {"rdFicheroTablasSI", {source, idTabla, ext1, ext2, ext3}, {option::output}, "bytes (how many came)",
+              "Reads a file of SI tables from the slave",
+              "Of 65536 bytes or more only the first (size modulo 65536) arrive.",
+              [](Call& call) {
+                  Block bloque;
+                  call.client.rdFicheroTablasSI(call.value(source), call.value(idTabla), call.value(ext1),
+                                                call.value(ext2), call.value(ext3), bloque.value, call.timeout);
+                  call.output(bloque);
+              }},
+             {"rdFicheroResumen", {source, idResumen}, {option::output}, "bytes (how many came)",
+              "Reads a summary from the slave",
+              "Of 65536 bytes or more only the first (size modulo 65536) arrive.",
+              [](Call& call) {
+                  Block bloque;
+                  call.client.rdFicheroResumen(call.value(source), call.value(idResumen), bloque.value, call.timeout);
+                  call.output(bloque);
+              }},
+         }},
     };
+}
+// clang-format on
+
+bool has(const std::vector<Parameter>& parameters, const std::string& name)
+{
+    return std::any_of(parameters.begin(), parameters.end(), [&](const Parameter& one) { return one.name == name; });
 }
 
 } // namespace
 
-const std::vector<Operation>& operations()
+const std::vector<Family>& families()
 {
-    static const std::vector<Operation> all = everyOperation();
+    static const std::vector<Family> all = allFamilies();
     return all;
 }
 
@@ -349,19 +330,28 @@ const Operation& operationNamed(const std::string& name)
 {
     if (name.empty())
         throw UsageError("no operation");
-    const auto found =
-        std::find_if(operations().begin(), operations().end(), [&](const Operation& one) { return one.name == name; });
-    if (found == operations().end())
-        throw UsageError("no operation '" + name + "'");
-    return *found;
+    for (const Family& family : families())
+        for (const Operation& operation : family.operations)
+            if (operation.name == name)
+                return operation;
+    throw UsageError("no operation '" + name + "'");
 }
 
-Operation::Action actionOf(const Operation& operation, const Options& options)
+Given givenTo(const Operation& operation, const Options& options)
 {
-    for (const auto& given : options.particular)
-        if (std::none_of(operation.options.begin(), operation.options.end(),
-                         [&given](const Parameter& own) { return own.name == given.first; }))
-            throw UsageError(given.first + " is no option of " + operation.name);
+    Given given = options.given;
+    for (const auto& [name, text] : given)
+        if (!has(operation.options, name) && !has(option::ofEveryOperation, name))
+            throw UsageError(name + " is no option of " + operation.name);
+    for (const Parameter& option : operation.options)
+        if (!given.contains(option.name)) {
+            if (option.whenAbsent.empty())
+                throw UsageError(operation.name + " requires " + option.name);
+            given[option.name] = option.whenAbsent;
+        } else if (!option.isFlag()) {
+            option.check(option.name, given[option.name]);
+        }
+
     const std::size_t wanted = operation.arguments.size();
     if (options.arguments.size() != wanted) {
         std::string names;
@@ -370,7 +360,12 @@ Operation::Action actionOf(const Operation& operation, const Options& options)
         throw UsageError(operation.name + " takes " + (wanted == 0 ? "no argument" : names.substr(1)) + ", not "
                          + std::to_string(options.arguments.size()) + " arguments");
     }
-    return operation.bind(options);
+    for (std::size_t i = 0; i < wanted; ++i) {
+        const Parameter& argument = operation.arguments[i];
+        argument.check(argument.name, options.arguments[i]);
+        given[argument.name] = options.arguments[i];
+    }
+    return given;
 }
 
 } // namespace nelkactl

@@ -1,7 +1,6 @@
 // Every operation: its name, what it takes, what it does.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -12,24 +11,26 @@
 namespace nelkactl {
 
 struct Operation {
-    using Action = std::function<void(Call&)>;
-
     std::string name;
     std::vector<Parameter> arguments;
-    std::vector<Parameter> options; ///< those of its own
+    std::vector<Parameter> options; ///< but for those of every operation
     std::string outputs;            ///< their names
-    std::string help;               ///< one or more lines
-    /// Makes the action of these options and arguments. Throws UsageError, FileError, Interrupted.
-    std::function<Action(const Options&)> bind;
+    std::string gist;               ///< half a line
+    std::string more;               ///< lines that --help adds, if any
+    void (*run)(Call&);
 };
 
-/// All of them, family by family.
-const std::vector<Operation>& operations();
+struct Family {
+    std::string name;
+    std::vector<Operation> operations;
+};
 
-/// Throws UsageError for a name that is none's.
+const std::vector<Family>& families();
+
+/// Throws UsageError for an unknown name.
 const Operation& operationNamed(const std::string& name);
 
-/// bind(), once the options and the number of arguments are those of the operation.
-Operation::Action actionOf(const Operation& operation, const Options& options);
+/// The options and the arguments, once they are those of the operation and in their ranges. Throws UsageError.
+Given givenTo(const Operation& operation, const Options& options);
 
 } // namespace nelkactl

@@ -7,7 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include "address.h"
-#include "number.h"
+#include "operations.h"
 
 namespace nelkactl {
 
@@ -35,7 +35,7 @@ bool isOption(const std::string& text)
     return text.size() > 1 && text[0] == '-' && !negativeNumber;
 }
 
-std::vector<std::string> markedCommandLine(int argc, const char* const* argv, bool& json)
+std::vector<std::string> markedCommandLine(int argc, const char* const* argv, Given& given)
 {
     std::vector<std::string> all;
     bool optionsEnded = false;
@@ -46,8 +46,8 @@ std::vector<std::string> markedCommandLine(int argc, const char* const* argv, bo
             all.push_back(marked(text));
         } else if (text == "--") {
             optionsEnded = true;
-        } else if (text == "--json") {
-            json = true; // known even where CLI11 gives up: what went wrong is told in the same way
+        } else if (text == option::json.name) {
+            given[text]; // known even where CLI11 gives up: what went wrong is told in the same way
         } else if (text.starts_with("--") && equals != std::string::npos) {
             all.push_back(text.substr(0, equals));
             all.push_back(marked(text.substr(equals + 1)));
@@ -59,79 +59,77 @@ std::vector<std::string> markedCommandLine(int argc, const char* const* argv, bo
     return all;
 }
 
-const char* const flagsOfSome[] = {"--yes"};
-const char* const optionsOfSome[] = {
-    "--frecuencia",    "--frecuenciaIntermedia",
-    "--parametroSat",  "--parametroTerr",
-    "--parametroSat2", "--parametroComun",
-    "--parametroSat3", "--parametroSat4",
-    "--interval",      "--until",
-    "--input",         "--output",
-};
+void add(CLI::App& app, const Parameter& option, Given& given)
+{
+    const std::string names = (option.letter.empty() ? "" : option.letter + ",") + option.name;
+    if (option.isFlag())
+        app.add_flag_callback(names, [&given, &option] { given[option.name]; });
+    else
+        app.add_option_function<std::string>(
+            names, [&given, &option](const std::string& text) { given[option.name] = unmarked(text); });
+}
 
-std::string fromEnvironment(const char* name, const char* otherwise)
+void addAll(CLI::App& app, Given& given)
+{
+    app.set_help_flag();
+    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    for (const Parameter& option : option::ofEveryOperation)
+        add(app, option, given);
+    for (const Family& family : families())
+        for (const Operation& operation : family.operations)
+            for (const Parameter& option : operation.options)
+                if (!app.get_option_no_throw(option.name))
+                    add(app, option, given);
+}
+
+std::string fromEnvironment(const char* name, const Parameter& option)
 {
     const char* const value = std::getenv(name);
-    return value && *value ? value : otherwise;
+    return value && *value ? value : option.whenAbsent;
 }
 
 } // namespace
 
 void readCommandLine(int argc, const char* const* argv, Options& options)
 {
-    options.host = fromEnvironment("NELKA_HOST", "127.0.0.1");
-    std::string port = fromEnvironment("NELKA_PORT", "8080");
-    std::string timeout = std::to_string(options.timeout);
-    std::vector<std::string> words;
-
     CLI::App app;
-    app.set_help_flag();
-    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    const CLI::Option* const typedHost = app.add_option("-H,--host", options.host);
-    const CLI::Option* const typedPort = app.add_option("-p,--port", port);
-    app.add_option("-t,--timeout", timeout);
-    app.add_option("-d,--database", options.dbName);
-    app.add_flag("-v,--verbose", options.verbose);
-    app.add_flag("-q,--quiet", options.quiet);
-    app.add_flag("--trace", options.trace);
-    app.add_flag("-h,--help", options.help);
-    app.add_flag("--version", options.version);
-    for (const std::string name : flagsOfSome)
-        app.add_flag_callback(name, [&options, name] { options.particular[name]; });
-    for (const std::string name : optionsOfSome)
-        app.add_option_function<std::string>(
-            name, [&options, name](const std::string& text) { options.particular[name] = unmarked(text); });
+    addAll(app, options.given);
+    std::vector<std::string> words;
     app.add_option("words", words)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
 
     std::string misunderstood;
     try {
-        app.parse(markedCommandLine(argc, argv, options.json));
+        app.parse(markedCommandLine(argc, argv, options.given));
     } catch (const CLI::ExtrasError&) {
         misunderstood = "no option " + app.remaining().front() + "; a text that begins with '-' follows --";
     } catch (const CLI::Error& error) {
         misunderstood = error.what();
     }
-
-    options.host = unmarked(options.host);
-    options.dbName = unmarked(options.dbName);
     std::transform(words.begin(), words.end(), words.begin(), unmarked);
     if (!words.empty()) {
         options.operation = words.front();
         options.arguments.assign(words.begin() + 1, words.end());
     }
+
+    // What is typed comes before what the environment says, and the port of a HOST before NELKA_PORT.
+    const bool typedHost = options.given.contains(option::host.name);
+    const bool typedPort = options.given.contains(option::port.name);
+    options.given.try_emplace(option::host.name, fromEnvironment("NELKA_HOST", option::host));
+    options.given.try_emplace(option::port.name, fromEnvironment("NELKA_PORT", option::port));
+    options.host = option::host.in(options.given);
     if (!misunderstood.empty())
         throw UsageError(misunderstood);
-    if (options.help || options.version)
+    if (options.has(option::help) || options.has(option::version))
         return;
 
     const Address address = parseAddress(options.host);
     options.host = address.host;
-    // What is typed comes before what the environment says, and the port of a HOST before NELKA_PORT.
-    const bool portOfHost = address.port && (typedHost->count() > 0 || typedPort->count() == 0);
-    options.port = portOfHost ? *address.port : parsePort(unmarked(port));
-    if (portOfHost && typedPort->count() > 0 && parsePort(unmarked(port)) != options.port)
-        throw UsageError("PORT is given twice, " + std::to_string(options.port) + " and " + unmarked(port));
-    options.timeout = decimal<unsigned short>("MS", unmarked(timeout));
+    const bool portOfHost = address.port && (typedHost || !typedPort);
+    options.port = portOfHost ? *address.port : option::port.in(options.given);
+    if (portOfHost && typedPort && option::port.in(options.given) != options.port)
+        throw UsageError("PORT is given twice, " + std::to_string(options.port) + " and "
+                         + options.given.at(option::port.name));
+    options.timeout = option::timeout.in(options.given);
 }
 
 } // namespace nelkactl

@@ -1,93 +1,170 @@
-// Where the parameters of an operation come from: their types tell.
-//
-// A number, a text or a truth value is an argument, in the order of the command line; a number's range is that of its
-// type. Every other type stands for options.
+// What nelkactl takes: every argument and option, once, with its name, its range and how its text is read.
 #pragma once
 
-#include <concepts>
+#include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
-#include <nelkanet/xmlrpclient.h>
-
-#include "files.h"
 #include "number.h"
-#include "options.h"
-#include "scan.h"
 
 namespace nelkactl {
 
 struct Parameter {
-    std::string name;
-    std::string range;
+    std::string name;  ///< "ENTRADA", "--until"
+    std::string range; ///< "0 to 255"; empty for a flag
     std::string meaning;
+    void (*check)(const std::string& name, const std::string& text); ///< throws UsageError; null for a flag
+
+    // Of options:
+    std::string whenAbsent{}; ///< empty where an option is required
+    std::string letter{};     ///< "-p", if it has one
+
+    bool isFlag() const { return range.empty(); }
 };
 
+/// Arguments and options by their names, as they were typed; the text of a flag is empty.
+using Given = std::map<std::string, std::string>;
+
+/// An identifier as getFPGASOC prints it: a negative one is a large unsigned long.
+struct Soc {
+    unsigned long value;
+};
+
+/// How a value is read; read() throws UsageError.
 template <typename Value>
-concept Argument = std::integral<Value> || std::same_as<Value, std::string>;
-
-template <Argument Value>
-std::string rangeOfArgument()
-{
-    return rangeOf<Value>();
-}
-template <>
-std::string rangeOfArgument<bool>();
-template <>
-std::string rangeOfArgument<std::string>();
-
-/// Throws UsageError.
-template <Argument Value>
-Value readArgument(const std::string& name, const std::string& text)
-{
-    return decimal<Value>(name, text);
-}
-template <>
-bool readArgument<bool>(const std::string& name, const std::string& text);
-template <>
-std::string readArgument<std::string>(const std::string& name, const std::string& text);
-
-/// An option that has to be given, and does nothing else.
-struct Confirmation {};
-
-/// What the file of an option holds.
-struct Input {
-    std::vector<char> bytes;
-};
-
-/// The options that stand for each other type, and the value that those given make. read() throws UsageError,
-/// FileError, Interrupted.
-template <typename Value>
-struct FromOptions;
-
-template <>
-struct FromOptions<Confirmation> {
-    static std::vector<Parameter> describe();
-    static Confirmation read(const Options& options);
+struct Reader {
+    static std::string range(auto... lowest) { return rangeOf<Value>(lowest...); }
+    static Value read(const std::string& name, const std::string& text, auto... lowest)
+    {
+        return decimal<Value>(name, text, lowest...);
+    }
 };
 
 template <>
-struct FromOptions<nelka::tcanal> {
-    static std::vector<Parameter> describe();
-    static nelka::tcanal read(const Options& options);
+struct Reader<std::string> {
+    static std::string range() { return "text"; }
+    static std::string read(const std::string&, const std::string& text) { return text; }
 };
 
 template <>
-struct FromOptions<Watch> {
-    static std::vector<Parameter> describe();
-    static Watch read(const Options& options);
+struct Reader<bool> {
+    static std::string range() { return "0, 1, false or true"; }
+    static bool read(const std::string& name, const std::string& text);
 };
 
 template <>
-struct FromOptions<Input> {
-    static std::vector<Parameter> describe();
-    static Input read(const Options& options);
+struct Reader<Soc> {
+    static std::string range() { return "0 to 4294967295, or a number of getFPGASOC"; }
+    static Soc read(const std::string& name, const std::string& text);
 };
 
-template <>
-struct FromOptions<OutputFile> {
-    static std::vector<Parameter> describe();
-    static OutputFile read(const Options& options);
+/// A parameter of a type, whose lowest value may be another than the type's.
+template <typename Value, Value... lowest>
+struct Typed : Parameter {
+    Typed(const char* name_, const char* meaning_, const char* whenAbsent_ = "", const char* letter_ = "")
+        : Parameter{name_, Reader<Value>::range(lowest...), meaning_, check, whenAbsent_, letter_}
+    {
+    }
+
+    static void check(const std::string& name, const std::string& text) { Reader<Value>::read(name, text, lowest...); }
+
+    Value in(const Given& given) const
+    {
+        const auto found = given.find(name);
+        return Reader<Value>::read(name, found == given.end() ? whenAbsent : found->second, lowest...);
+    }
 };
+
+struct Flag : Parameter {
+    Flag(const char* name_, const char* meaning_, const char* letter_ = "")
+        : Parameter{name_, "", meaning_, nullptr, "", letter_}
+    {
+    }
+
+    bool in(const Given& given) const { return given.contains(name); }
+};
+
+/// A text that the range names: "FILE". Required where it has no default.
+struct Word : Typed<std::string> {
+    Word(const char* name_, const char* range_, const char* meaning_, const char* whenAbsent_ = "",
+         const char* letter_ = "")
+        : Typed(name_, meaning_, whenAbsent_, letter_)
+    {
+        range = range_;
+    }
+};
+
+// Options of every operation --------------------------------------------------------------------------------------
+
+namespace option {
+
+inline const Word host{"--host", "HOST[:PORT]", "the slave's address", "127.0.0.1", "-H"};
+inline const Typed<unsigned short, 1> port{"--port", "its port", "8080", "-p"};
+inline const Typed<unsigned short> timeout{"--timeout", "milliseconds for a call, 0 for no limit", "5000", "-t"};
+inline const Word database{"--database", "DBNAME", "the slave's database", "modulo", "-d"};
+inline const Flag json{"--json", "write the result as a line of JSON"};
+inline const Flag verbose{"--verbose", "write the library's log to standard error", "-v"};
+inline const Flag quiet{"--quiet", "write nothing to standard error", "-q"};
+inline const Flag trace{"--trace", "write the XML that travels to standard error"};
+inline const Flag help{"--help", "tell about nelkactl, or about an operation", "-h"};
+inline const Flag version{"--version", "write the version"};
+
+inline const std::vector<Parameter> ofEveryOperation{host,    port,  timeout, database, json,
+                                                     verbose, quiet, trace,   help,     version};
+
+// Options of some ---------------------------------------------------------------------------------------------------
+
+inline const Flag yes{"--yes", "required, so that nobody does this by accident"};
+
+inline const Typed<std::uint32_t> frecuencia{"--frecuencia", "channel frequency", "0"};
+inline const Typed<std::uint32_t> frecuenciaLogged{"--frecuencia", "frequency, logged and not sent", "0"};
+inline const Typed<std::uint32_t> frecuenciaIntermedia{"--frecuenciaIntermedia", "intermediate frequency", "0"};
+inline const Typed<std::int32_t> parametroSat{"--parametroSat", "passed on", "0"};
+inline const Typed<std::uint16_t> parametroTerr{"--parametroTerr", "passed on", "0"};
+inline const Typed<std::uint16_t> parametroSat2{"--parametroSat2", "passed on", "0"};
+inline const Typed<std::uint16_t> parametroComun{"--parametroComun", "passed on", "0"};
+inline const Typed<std::uint16_t> parametroSat3{"--parametroSat3", "passed on", "0"};
+inline const Typed<std::uint16_t> parametroSat4{"--parametroSat4", "passed on", "0"};
+
+inline const Typed<int, 1> interval{"--interval", "milliseconds between polls", "500"};
+inline const Typed<int, 0> until{"--until", "the status that ends the scan", "100"};
+
+inline const Word input{"--input", "FILE", "the block to send; - is standard input"};
+inline const Word output{"--output", "FILE", "takes the block; - is standard output"};
+
+} // namespace option
+
+// Arguments ---------------------------------------------------------------------------------------------------------
+
+namespace argument {
+
+inline const Typed<std::string> query{"QUERY", "the query"};
+inline const Typed<std::string> statement{"QUERY", "the statement"};
+inline const Typed<std::string> table{"TABLE", "the table it is about"};
+inline const Typed<int> entrada{"ENTRADA", "the input"};
+inline const Typed<unsigned short> parametroHora{"N", "passed on"};
+inline const Typed<unsigned short> valor{"VALOR", "the refresh value"};
+inline const Typed<std::string> nombre{"NOMBRE", "the script"};
+inline const Typed<int> parametro{"PARAMETRO", "passed on; nelkaslave's input"};
+inline const Typed<bool> indicador{"INDICADOR", "passed on"};
+inline const Typed<int> extra{"EXTRA", "passed on"};
+inline const Typed<int> tipoScan{"TIPOSCAN", "the kind of scan"};
+inline const Typed<unsigned char> bandaScan{"BANDASCAN", "the band"};
+inline const Typed<int> idScan{"IDSCAN", "the scan"};
+inline const Typed<Soc> soc{"SOC", "the new identifier"};
+inline const Typed<int> n{"N", "passed on"};
+inline const Typed<std::string> ruta{"RUTA", "the file's path on the slave"};
+inline const Typed<int> borrar{"BORRAR", "1: the slave deletes it"};
+inline const Typed<int> tipo{"TIPO", "the kind of file"};
+inline const Typed<int> modo{"MODO", "the mode"};
+inline const Typed<int> source{"SOURCE", "passed on"};
+inline const Typed<int> idTabla{"IDTABLA", "the table"};
+inline const Typed<int> ext1{"EXT1", "passed on"};
+inline const Typed<int> ext2{"EXT2", "passed on"};
+inline const Typed<int> ext3{"EXT3", "passed on"};
+inline const Typed<int> idResumen{"IDRESUMEN", "the summary"};
+
+} // namespace argument
 
 } // namespace nelkactl

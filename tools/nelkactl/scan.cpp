@@ -1,6 +1,7 @@
 #include "scan.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <string>
 
@@ -43,26 +44,29 @@ private:
     const bool shown;
 };
 
-void follow(Call& call, int entrada, int tipoScan, unsigned char bandaScan, const Watch& watch)
+void follow(Call& call)
 {
     nelka::XmlrpcClient& client = call.client;
-    ProgressBar progress(watch.progress);
+    const int entrada = call.value(argument::entrada);
+    const int until = call.value(option::until);
+    ProgressBar progress(!call.has(option::verbose) && !call.has(option::trace) && !call.has(option::quiet));
 
     int idScan = 0;
-    client.initInputScan(entrada, tipoScan, idScan, bandaScan, call.timeout);
+    client.initInputScan(entrada, call.value(argument::tipoScan), idScan, call.value(argument::bandaScan),
+                         call.timeout);
     interruption::check();
     if (call.ending().kind != Kind::done)
         return;
 
     int status = 0;
-    for (;; interruption::pause(watch.interval)) {
+    for (;; interruption::pause(std::chrono::milliseconds(call.value(option::interval)))) {
         client.statusInputScan(entrada, idScan, status, call.timeout);
         interruption::check();
         if (!call.answered())
             return;
-        if (status < 0 || status >= watch.until)
+        if (status < 0 || status >= until)
             break;
-        progress.show(status, watch.until);
+        progress.show(status, until);
     }
 
     Text report;
@@ -78,10 +82,10 @@ void follow(Call& call, int entrada, int tipoScan, unsigned char bandaScan, cons
 }
 
 // Tells the slave that nobody waits for this scan any more.
-[[noreturn]] void cancel(Call& call, int entrada)
+[[noreturn]] void cancel(Call& call)
 {
     interruption::forget();
-    call.client.cancelInputScan(entrada, call.timeout);
+    call.client.cancelInputScan(call.value(argument::entrada), call.timeout);
     const Ending ending = call.ending();
     throw Interrupted(ending.kind == Kind::done ? "SIGINT, the scan is cancelled"
                                                 : "SIGINT, the scan could not be cancelled: " + ending.reason);
@@ -89,12 +93,12 @@ void follow(Call& call, int entrada, int tipoScan, unsigned char bandaScan, cons
 
 } // namespace
 
-void scan(Call& call, int entrada, int tipoScan, unsigned char bandaScan, const Watch& watch)
+void scan(Call& call)
 {
     try {
-        follow(call, entrada, tipoScan, bandaScan, watch);
+        follow(call);
     } catch (const Interrupted&) {
-        cancel(call, entrada);
+        cancel(call);
     }
 }
 
