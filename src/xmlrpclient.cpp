@@ -1,20 +1,16 @@
-// Before the table of names: its constants are built after the standard streams.
+// The client: the frame of a remote call, the core, and a family of operations after the other.
+
+// Keep first: the static strings in remotemethods.h must be constructed after the standard streams.
 #include <iostream>
 
 #include "xmlrpclient.h"
 
-#include <atomic>
-#include <cerrno>
-#include <csignal>
 #include <cstddef>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <memory>
-#include <stdexcept>
+#include <optional>
 #include <string>
-#include <tuple>
 #include <utility>
 
 #include <arpa/inet.h>
@@ -22,9 +18,10 @@
 #include <netinet/in.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <unistd.h>
 
+#include "decoded.h"
+#include "interruption.h"
 #include "logging.h"
 
 namespace nelka {
@@ -42,207 +39,6 @@ const char* const sourceFile = "src/xmlrpclient.cpp";
 constexpr unsigned int transportTimeoutMs = 17000;
 constexpr std::size_t xmlSizeLimit = 1048576;
 
-// Time-outs and interruption ---------------------------------------------------------------------------------
-//
-// What cuts a call short is a flag that xmlrpc-c looks at whenever a system call of its wait returns, and a signal
-// that makes it return: SIGALRM from the process's one-shot timer, or SIGINT. Signals, timer and flag are the
-// process's, so all of this serves one call at a time.
-//
-// - set_timer() arms the timer before a call and disarms it after an answer. After a time-out, an interruption or a
-//   fault it stays as it is, and its alarm may come late. RunningCall therefore disarms it, silently, and waits until
-//   an alarm that it has already sent has been handled, before it lowers the flag: a late alarm cuts no later call.
-// - The kernel gives a signal of the process to any thread that does not block it, but only the thread that waits in
-//   a call is woken by it. A handler that finds itself in another thread passes the signal on and does nothing else,
-//   so that a signal is one log line wherever it lands. Only while a call runs, and by thread id: a thread that has
-//   ended meanwhile is an error that leaves the signal here.
-// - A thread that blocks the signals, as worker threads do, would never be woken: RunningCall lets them through.
-// - The handler logs, and so does the code that it interrupts. Both signals are held back around every log line, in
-//   the handler too, whose own mask is empty: the lock of syslog() is not recursive.
-
-int interruptFlag;
-
-struct {
-    std::atomic<bool> running{false};
-    std::atomic<pid_t> thread{0};
-} currentCall;
-
-std::atomic<unsigned int> alarmsHandled{0};
-
-struct {
-    bool armed = false;
-    bool sentAlarm = false;
-    unsigned int alarmsHandledBefore = 0;
-} timer;
-
-// The flag is a plain int because xmlrpc-c reads it as one.
-std::atomic_ref<int> interrupted()
-{
-    return std::atomic_ref<int>(interruptFlag);
-}
-
-void startTimer(unsigned int milliseconds)
-{
-    itimerval value = {};
-    value.it_value.tv_sec = milliseconds / 1000;
-    value.it_value.tv_usec = static_cast<suseconds_t>(milliseconds % 1000 * 1000);
-    if (milliseconds != 0 && !timer.sentAlarm)
-        timer.alarmsHandledBefore = alarmsHandled;
-    itimerval former = {};
-    setitimer(ITIMER_REAL, &value, &former);
-    if (timer.armed && !timerisset(&former.it_value))
-        timer.sentAlarm = true;
-    timer.armed = milliseconds != 0;
-}
-
-void awaitSentAlarm()
-{
-    // Bounded, because an application may have taken the alarm for itself.
-    const timespec pause = {0, 100000};
-    for (int tries = 100; timer.sentAlarm && tries > 0 && alarmsHandled == timer.alarmsHandledBefore; --tries)
-        nanosleep(&pause, nullptr);
-    timer.sentAlarm = false;
-}
-
-bool passedOn(int signal)
-{
-    if ((signal != SIGALRM && signal != SIGINT) || !currentCall.running)
-        return false;
-    const pid_t thread = currentCall.thread;
-    return thread != gettid() && tgkill(getpid(), thread, signal) == 0;
-}
-
-// With both signals held back.
-void handle(int signal)
-{
-    if (signal == SIGINT)
-        syslog(LOG_NOTICE, "SIGINT signal received. interrupt %i", interrupted().load());
-    else if (signal == SIGALRM)
-        syslog(LOG_NOTICE, "SIGALRM signal received. interrupt %i", interrupted().load());
-    else
-        syslog(LOG_ERR,
-               "Internal error: signal of class %u caught even though we didn't set up a handler for that class\n",
-               static_cast<unsigned int>(signal));
-    interrupted() = 1;
-    if (signal == SIGALRM)
-        ++alarmsHandled;
-}
-
-// The time of one call: its signals reach this thread, and no alarm of an earlier call does.
-class RunningCall {
-public:
-    RunningCall() : through(SIG_UNBLOCK)
-    {
-        startTimer(0);
-        awaitSentAlarm();
-        interrupted() = 0;
-        currentCall.thread = gettid();
-        currentCall.running = true;
-    }
-    ~RunningCall() { currentCall.running = false; }
-    RunningCall(const RunningCall&) = delete;
-    RunningCall& operator=(const RunningCall&) = delete;
-
-private:
-    SignalMask through;
-};
-
-// What a reply is decoded into ---------------------------------------------------------------------------------
-
-struct Free {
-    void operator()(const void* memory) const { std::free(const_cast<void*>(memory)); }
-};
-
-// Each kind of slot says what xmlrpc_decompose_value() takes for it, and forgets what a failed decode left there:
-// the texts before the element that failed have been freed by then.
-
-std::tuple<xmlrpc_int32*> slotsOf(int& integer)
-{
-    return {&integer};
-}
-
-void forget(int&) {}
-
-std::tuple<xmlrpc_int64*> slotsOf(xmlrpc_int64& integer)
-{
-    return {&integer};
-}
-
-void forget(xmlrpc_int64&) {}
-
-struct DecodedText {
-    const char* text = nullptr;
-
-    DecodedText() = default;
-    ~DecodedText() { Free()(text); }
-    DecodedText(const DecodedText&) = delete;
-    DecodedText& operator=(const DecodedText&) = delete;
-
-    std::string copy() const
-    {
-        if (!text)
-            throw std::logic_error("the reply lacks a text");
-        return text;
-    }
-};
-
-std::tuple<const char**> slotsOf(DecodedText& decoded)
-{
-    return {&decoded.text};
-}
-
-void forget(DecodedText& decoded)
-{
-    decoded.text = nullptr;
-}
-
-struct DecodedBlock {
-    const unsigned char* bytes = nullptr;
-    std::size_t size = 0;
-
-    DecodedBlock() = default;
-    ~DecodedBlock() { Free()(bytes); }
-    DecodedBlock(const DecodedBlock&) = delete;
-    DecodedBlock& operator=(const DecodedBlock&) = delete;
-
-    void copyTo(std::vector<char>& block, std::size_t count) const { block.assign(bytes, bytes + count); }
-};
-
-std::tuple<const unsigned char**, std::size_t*> slotsOf(DecodedBlock& decoded)
-{
-    return {&decoded.bytes, &decoded.size};
-}
-
-void forget(DecodedBlock& decoded)
-{
-    decoded.bytes = nullptr;
-    decoded.size = 0;
-}
-
-struct DecodedArray {
-    xmlrpc_value* array = nullptr;
-
-    DecodedArray() = default;
-    ~DecodedArray()
-    {
-        if (array)
-            xmlrpc_DECREF(array);
-    }
-    DecodedArray(const DecodedArray&) = delete;
-    DecodedArray& operator=(const DecodedArray&) = delete;
-};
-
-std::tuple<xmlrpc_value**> slotsOf(DecodedArray& decoded)
-{
-    return {&decoded.array};
-}
-
-void forget(DecodedArray& decoded)
-{
-    decoded.array = nullptr;
-}
-
-// What an operation is written with ----------------------------------------------------------------------------
-
 // An argument of format "i": the low 32 bits of any integer.
 template <typename Integer>
 constexpr xmlrpc_int32 asInt(Integer value)
@@ -250,62 +46,57 @@ constexpr xmlrpc_int32 asInt(Integer value)
     return static_cast<xmlrpc_int32>(value);
 }
 
-std::string logged(std::string debugLine)
-{
-    logLine(LOG_DEBUG, "%s", debugLine.c_str());
-    return debugLine;
-}
-
 } // namespace
 
-// The frame that every remote operation runs in: send(), answered(), perhaps sized(), decode(), decoded(), and the
-// slave's status. A step that returns false has reported the failure, and the operation ends there.
+// The frame that every remote operation runs in: log(), send(), takeReply(), perhaps measure(), decode(), finish(). A
+// step that returns false has reported the failure, and the operation ends there.
 class XmlrpcClient::RemoteCall {
 public:
-    RemoteCall(XmlrpcClient& owner, std::string debugLine) : client(owner), message(std::move(debugLine)) {}
+    explicit RemoteCall(XmlrpcClient& owner) : client(owner) {}
     ~RemoteCall() { release(); }
     RemoteCall(const RemoteCall&) = delete;
     RemoteCall& operator=(const RemoteCall&) = delete;
 
-    template <typename... Values>
-    RemoteCall& send(int timeout, const std::string& method, const char* format, Values... values)
+    // The debug line, which the error lines repeat.
+    void log(std::string debugLine)
     {
-        if (prepare()) {
-            RunningCall running;
-            client.set_timer(static_cast<unsigned short>(timeout));
-            xmlrpc_client_call2f(&client.env, client.client, client.serverUrl.c_str(), method.c_str(), &reply, format,
-                                 values...);
-            cutShort = interrupted() != 0;
-        }
-        return *this;
+        describe(std::move(debugLine));
+        logLine(LOG_DEBUG, "%s", message.c_str());
     }
 
-    bool answered()
+    void describe(std::string debugLine) { message = std::move(debugLine); }
+
+    template <typename... Values>
+    void send(int timeout, const std::string& method, const char* format, Values... values)
     {
-        if (cutShort) {
-            logLine(LOG_ERR, "XML-RPC Fault: TIMEOUT POR SIGNAL  mensaje : %s in file %s, line %d\n", message.c_str(),
-                    sourceFile, __LINE__);
-            client.setFault(XMLRPC_TIMEOUT_ERROR);
-            interrupted() = 0;
-            // An answer that came all the same is not delivered, and the environment is to say so.
-            if (!client.env.fault_occurred)
-                xmlrpc_env_set_fault(&client.env, XMLRPC_TIMEOUT_ERROR, "the call was cut short");
-            return false;
-        }
-        if (client.env.fault_occurred) {
-            reportFault();
+        if (!prepare())
+            return;
+        running.emplace();
+        client.set_timer(static_cast<unsigned short>(timeout));
+        xmlrpc_client_call2f(&client.env, client.client, client.serverUrl.c_str(), method.c_str(), &reply, format,
+                             values...);
+    }
+
+    // Tells an interruption from a fault from an answer; only the last of these disarms the timer.
+    bool takeReply()
+    {
+        const bool cutShort = running && running->interrupted();
+        if (cutShort || client.env.fault_occurred) {
+            running.reset();
+            cutShort ? reportInterruption() : reportFault();
             return false;
         }
         client.set_timer(0);
+        running.reset();
         return true;
     }
 
     // Reads the number of elements of the reply, for the operations whose reply has a short and a long shape.
-    bool sized()
+    bool measure()
     {
         elements = xmlrpc_array_size(&client.env, reply);
         decodeFailed = client.env.fault_occurred;
-        return decodeFailed ? decoded() : true;
+        return decodeFailed ? finish() : true;
     }
 
     int size() const { return elements; }
@@ -313,19 +104,18 @@ public:
     bool statusOnly() const { return elements == 1; }
 
     template <typename... Outputs>
-    void decode(const char* shape, Outputs&... outputs)
+    void decode(const char* shape, Outputs*... outputs)
     {
-        std::apply([&](auto... slots) { xmlrpc_decompose_value(&client.env, reply, shape, slots...); },
-                   std::tuple_cat(slotsOf(outputs)...));
+        xmlrpc_decompose_value(&client.env, reply, shape, outputs...);
         decodeFailed = client.env.fault_occurred;
         if (decodeFailed)
-            (forget(outputs), ...);
+            (forgetBuffer(outputs), ...);
     }
 
     bool failedToDecode() const { return decodeFailed; }
 
     // Ends the decoding, after whatever came of it has been copied: reports a failure of it and releases the reply.
-    bool decoded()
+    bool finish()
     {
         if (decodeFailed)
             reportFault();
@@ -333,13 +123,14 @@ public:
         return !decodeFailed;
     }
 
-    void checkStatus(int status)
+    // The same for the operations that take any status but 0 for a refusal.
+    void finish(int status)
     {
-        if (status != 0)
-            refused(status);
+        if (finish() && status != 0)
+            refuse(status);
     }
 
-    void refused(int status)
+    void refuse(int status)
     {
         logLine(LOG_ERR, "Error recibido desde el esclavo: mensaje : %s, error : %i\n", message.c_str(), status);
         logLine(LOG_ERR, "Error in file %s, line %d\n", sourceFile, __LINE__);
@@ -362,6 +153,17 @@ private:
         return client.client;
     }
 
+    void reportInterruption()
+    {
+        logLine(LOG_ERR, "XML-RPC Fault: TIMEOUT POR SIGNAL  mensaje : %s in file %s, line %d\n", message.c_str(),
+                sourceFile, __LINE__);
+        client.setFault(XMLRPC_TIMEOUT_ERROR);
+        lowerInterruptFlag();
+        // An answer that came all the same is not delivered, and the environment is to say so.
+        if (!client.env.fault_occurred)
+            xmlrpc_env_set_fault(&client.env, XMLRPC_TIMEOUT_ERROR, "the call was cut short");
+    }
+
     void reportFault()
     {
         logLine(LOG_ERR, "ERROR en XML-RPC: mensaje : %s, error : %s (0x%x)\n", message.c_str(),
@@ -377,10 +179,11 @@ private:
         reply = nullptr;
     }
 
+    const LibraryCode inside;
     XmlrpcClient& client;
-    const std::string message;
+    std::string message;
+    std::optional<RunningCall> running;
     xmlrpc_value* reply = nullptr;
-    bool cutShort = false;
     bool decodeFailed = false;
     int elements = 0;
 };
@@ -413,6 +216,7 @@ int failedSetUp(const xmlrpc_env& env, int line)
 
 int XmlrpcClient::init()
 {
+    const LibraryCode inside;
     client = nullptr;
     serverUrl = "http://" + host + ":" + std::to_string(port) + "/RPC2";
     logLine(LOG_INFO, "Server URL: %s", serverUrl.c_str());
@@ -447,17 +251,18 @@ int XmlrpcClient::init()
         client = nullptr;
         return failedSetUp(env, __LINE__);
     }
-    xmlrpc_client_set_interrupt(client, &interruptFlag);
+    xmlrpc_client_set_interrupt(client, interruptFlag());
 
     logLine(LOG_DEBUG, "XMLRPC_XML_SIZE_LIMIT_DEFAULT: %i", static_cast<int>(xmlSizeLimit));
     xmlrpc_limit_set(XMLRPC_XML_SIZE_LIMIT_ID, xmlSizeLimit);
 
-    interrupted() = 0;
+    lowerInterruptFlag();
     return 0;
 }
 
 void XmlrpcClient::cleanup()
 {
+    const LibraryCode inside;
     xmlrpc_env_clean(&env);
     xmlrpc_env_init(&env);
     if (client)
@@ -488,40 +293,31 @@ const xmlrpc_env& XmlrpcClient::environment() const
 
 void XmlrpcClient::setupSignalHandlers()
 {
-    struct sigaction action = {};
-    action.sa_handler = interruptRpc;
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGALRM, &action, nullptr);
+    handleSignals(interruptRpc);
 }
 
 void XmlrpcClient::interruptRpc(int signal)
 {
-    const int savedErrno = errno;
-    {
-        const SignalMask held(SIG_BLOCK);
-        if (!passedOn(signal))
-            handle(signal);
-    }
-    errno = savedErrno;
+    interrupt(signal);
 }
 
 void XmlrpcClient::set_timer(unsigned short milliseconds)
 {
-    const SignalMask held(SIG_BLOCK);
-    syslog(LOG_DEBUG, "INICIO ALARMA %i", static_cast<int>(milliseconds));
+    logLine(LOG_DEBUG, "INICIO ALARMA %i", static_cast<int>(milliseconds));
     startTimer(milliseconds);
 }
 
 void XmlrpcClient::sampleadd(int timeout)
 {
     // The probe's line serves its error lines only.
-    RemoteCall call(*this, "sampleadd : host : " + host);
-    if (!call.send(timeout, "sample.add", "(ii)", asInt(10), asInt(5)).answered())
+    RemoteCall call(*this);
+    call.describe("sampleadd : host : " + host);
+    call.send(timeout, "sample.add", "(ii)", asInt(10), asInt(5));
+    if (!call.takeReply())
         return;
     int sum = 0;
-    call.decode("(i*)", sum);
-    if (!call.decoded())
+    call.decode("(i*)", &sum);
+    if (!call.finish())
         return;
     logLine(LOG_INFO, "Resultado %i\n", sum);
     std::cout << "RESULTADO " << std::to_string(sum);
@@ -550,6 +346,7 @@ ifreq aboutLocalInterface()
 
 int XmlrpcClient::getLocalIp(std::string& ip)
 {
+    const LibraryCode inside;
     ifreq request = aboutLocalInterface();
     const QuerySocket query;
     // Asked by the low 16 bits of its number, and without looking whether it was opened: there is no failure here.
@@ -565,6 +362,7 @@ int XmlrpcClient::getLocalIp(std::string& ip)
 
 int XmlrpcClient::getLocalMac(std::string& mac)
 {
+    const LibraryCode inside;
     const QuerySocket query;
     if (query.descriptor == -1) {
         logLine(LOG_ERR, "Error al crear socket");
@@ -589,38 +387,38 @@ int XmlrpcClient::getLocalMac(std::string& mac)
 void XmlrpcClient::getTable(std::string query, nelkadb::ResultSet& result, int timeout)
 {
     // The label has no " : " between name and host.
-    RemoteCall call(*this, logged("getTable host : " + host + ", dbName : " + dbName + ", query : " + query));
-    if (!call.send(timeout, remote::GetTable, "(ss)", dbName.c_str(), query.c_str()).answered() || !call.sized())
+    RemoteCall call(*this);
+    call.log("getTable host : " + host + ", dbName : " + dbName + ", query : " + query);
+    call.send(timeout, remote::GetTable, "(ss)", dbName.c_str(), query.c_str());
+    if (!call.takeReply() || !call.measure())
         return;
     int status = 0;
     if (call.statusOnly()) {
-        call.decode("(i*)", status);
+        call.decode("(i*)", &status);
     } else {
         DecodedArray table;
-        call.decode("(iA*)", status, table);
+        call.decode("(iA*)", &status, &table.array);
         // What the filling meets is left in the environment and is no fault of the call.
         if (!call.failedToDecode())
             result.fill(env, table.array);
     }
-    if (call.decoded())
-        call.checkStatus(status);
+    call.finish(status);
 }
 
 void XmlrpcClient::execQuery(std::string query, int& result, std::string table, int timeout)
 {
-    RemoteCall call(*this, logged("execQuery : host : " + host + ", dbName : " + dbName + ", DBtable : " + table
-                                  + ", query : " + query));
+    RemoteCall call(*this);
+    call.log("execQuery : host : " + host + ", dbName : " + dbName + ", DBtable : " + table + ", query : " + query);
     // The table goes before the query.
-    if (!call.send(timeout, remote::ExecQuery, "(sss)", dbName.c_str(), table.c_str(), query.c_str()).answered()
-        || !call.sized())
+    call.send(timeout, remote::ExecQuery, "(sss)", dbName.c_str(), table.c_str(), query.c_str());
+    if (!call.takeReply() || !call.measure())
         return;
     int status = 0;
     if (call.statusOnly())
-        call.decode("(i*)", status);
+        call.decode("(i*)", &status);
     else
-        call.decode("(ii*)", status, result);
-    if (call.decoded())
-        call.checkStatus(status);
+        call.decode("(ii*)", &status, &result);
+    call.finish(status);
 }
 
 // Identity -----------------------------------------------------------------------------------------------------
@@ -628,15 +426,18 @@ void XmlrpcClient::execQuery(std::string query, int& result, std::string table, 
 void XmlrpcClient::actualizaIdentificacion(std::string& campo1, std::string& campo2, std::string& campo3, int& campo4,
                                            std::string& campo5, std::string& campo6, std::string& campo7, int timeout)
 {
-    RemoteCall call(*this, logged("actualizaIdentificacion : host : " + host));
-    if (!call.send(timeout, remote::ActualizaIdentificacion, "(i)", asInt(0)).answered() || !call.sized())
+    RemoteCall call(*this);
+    call.log("actualizaIdentificacion : host : " + host);
+    call.send(timeout, remote::ActualizaIdentificacion, "(i)", asInt(0));
+    if (!call.takeReply() || !call.measure())
         return;
     int status = 0;
     if (call.statusOnly()) {
-        call.decode("(i*)", status);
+        call.decode("(i*)", &status);
     } else {
         DecodedText text1, text2, text3, text5, text6, text7;
-        call.decode("(isssisss*)", status, text1, text2, text3, campo4, text5, text6, text7);
+        call.decode("(isssisss*)", &status, &text1.text, &text2.text, &text3.text, &campo4, &text5.text, &text6.text,
+                    &text7.text);
         campo1 = text1.copy();
         campo2 = text2.copy();
         campo3 = text3.copy();
@@ -644,143 +445,153 @@ void XmlrpcClient::actualizaIdentificacion(std::string& campo1, std::string& cam
         campo6 = text6.copy();
         campo7 = text7.copy();
     }
-    if (call.decoded())
-        call.checkStatus(status);
+    call.finish(status);
 }
 
 void XmlrpcClient::getAlarmasEstadoControlador(std::string& alarmas, int& status, int timeout)
 {
-    RemoteCall call(*this, logged("getAlarmasEstadoControlador : host : " + host));
-    if (!call.send(timeout, remote::GetAlarmasEstadoControlador, "(i)", asInt(0)).answered() || !call.sized())
+    RemoteCall call(*this);
+    call.log("getAlarmasEstadoControlador : host : " + host);
+    call.send(timeout, remote::GetAlarmasEstadoControlador, "(i)", asInt(0));
+    if (!call.takeReply() || !call.measure())
         return;
     if (call.statusOnly()) {
-        call.decode("(i*)", status);
+        call.decode("(i*)", &status);
     } else {
         DecodedText text;
-        call.decode("(is*)", status, text);
+        call.decode("(is*)", &status, &text.text);
         alarmas = text.copy();
     }
-    if (call.decoded())
-        call.checkStatus(status);
+    call.finish(status);
 }
 
 void XmlrpcClient::checkSincronizado(int entrada, int& status, int timeout)
 {
-    RemoteCall call(*this, logged("checkSincronizado : entrada: " + std::to_string(entrada)));
-    if (!call.send(timeout, remote::CheckSincronizado, "(i)", asInt(entrada)).answered())
+    RemoteCall call(*this);
+    call.log("checkSincronizado : entrada: " + std::to_string(entrada));
+    call.send(timeout, remote::CheckSincronizado, "(i)", asInt(entrada));
+    if (!call.takeReply())
         return;
-    call.decode("(i*)", status);
-    call.decoded(); // the status is the answer, never a fault
+    call.decode("(i*)", &status);
+    call.finish(); // the status is the answer, never a fault
 }
 
 void XmlrpcClient::xmlrpc_changes(int& changes, int timeout)
 {
     // The label has another name than the operation, and no blank before the colon.
-    RemoteCall call(*this, logged("changes :host : " + host + ", dbName : " + dbName));
-    if (!call.send(timeout, remote::Changes, "(s)", dbName.c_str()).answered() || !call.sized())
+    RemoteCall call(*this);
+    call.log("changes :host : " + host + ", dbName : " + dbName);
+    call.send(timeout, remote::Changes, "(s)", dbName.c_str());
+    if (!call.takeReply() || !call.measure())
         return;
     int status = 0;
     if (call.statusOnly()) {
-        call.decode("(i*)", status);
+        call.decode("(i*)", &status);
     } else {
-        call.decode("(ii*)", status, changes);
+        call.decode("(ii*)", &status, &changes);
         if (!call.failedToDecode())
             logLine(LOG_DEBUG, "check_changes result %d, tmp_changes : %d", status, changes);
     }
-    if (call.decoded())
-        call.checkStatus(status);
+    call.finish(status);
 }
 
 // Administration -----------------------------------------------------------------------------------------------
 
 void XmlrpcClient::resetModuleToFactorySettings(int timeout)
 {
-    RemoteCall call(*this, logged("resetModuleToFactorySettings : host : " + host));
-    if (!call.send(timeout, remote::ResetFactoryEsclavo, "()").answered())
+    RemoteCall call(*this);
+    call.log("resetModuleToFactorySettings : host : " + host);
+    call.send(timeout, remote::ResetFactoryEsclavo, "()");
+    if (!call.takeReply())
         return;
     int status = 0;
-    call.decode("(i*)", status);
-    call.decoded(); // a refusal is dropped
+    call.decode("(i*)", &status);
+    call.finish(); // a refusal is dropped
 }
 
 void XmlrpcClient::getHoraModulo(unsigned short parametro, unsigned long long& hora, int& status, int timeout)
 {
-    RemoteCall call(*this, logged("getHoraModulo"));
-    if (!call.send(timeout, remote::RdHora, "(i)", asInt(parametro)).answered())
+    RemoteCall call(*this);
+    call.log("getHoraModulo");
+    call.send(timeout, remote::RdHora, "(i)", asInt(parametro));
+    if (!call.takeReply())
         return;
     xmlrpc_int64 clock = 0;
-    call.decode("(iI*)", status, clock);
+    call.decode("(iI*)", &status, &clock);
     if (!call.failedToDecode()) {
         hora = static_cast<unsigned long long>(clock);
         logLine(LOG_DEBUG, "horaActual %llu", hora);
     }
-    call.decoded(); // the status is for the caller, never a fault
+    call.finish(); // the status is for the caller, never a fault
 }
 
 void XmlrpcClient::setRefrescoWeb(unsigned short valor, int& status, int timeout)
 {
-    RemoteCall call(*this, logged("setRefrescoWeb : host : " + host + " valor: " + std::to_string(valor)));
-    if (!call.send(timeout, remote::ActualizaRefrescoWeb, "(i)", asInt(valor)).answered())
+    RemoteCall call(*this);
+    call.log("setRefrescoWeb : host : " + host + " valor: " + std::to_string(valor));
+    call.send(timeout, remote::ActualizaRefrescoWeb, "(i)", asInt(valor));
+    if (!call.takeReply())
         return;
-    call.decode("(i*)", status);
-    call.decoded(); // the status is for the caller, never a fault
+    call.decode("(i*)", &status);
+    call.finish(); // the status is for the caller, never a fault
 }
 
 void XmlrpcClient::updateNTP(int timeout)
 {
-    RemoteCall call(*this, logged("updateNTP"));
-    if (!call.send(timeout, remote::UpdateNTP, "()").answered())
+    RemoteCall call(*this);
+    call.log("updateNTP");
+    call.send(timeout, remote::UpdateNTP, "()");
+    if (!call.takeReply())
         return;
     int status = 0;
-    call.decode("(i*)", status);
-    if (call.decoded())
-        call.checkStatus(status);
+    call.decode("(i*)", &status);
+    call.finish(status);
 }
 
 void XmlrpcClient::ejecutar_script(std::string nombre_script, int timeout)
 {
-    RemoteCall call(*this, logged("ejecutar_script : nombre_script : " + nombre_script));
-    if (!call.send(timeout, remote::EjecutarScript, "(s)", nombre_script.c_str()).answered())
+    RemoteCall call(*this);
+    call.log("ejecutar_script : nombre_script : " + nombre_script);
+    call.send(timeout, remote::EjecutarScript, "(s)", nombre_script.c_str());
+    if (!call.takeReply())
         return;
     int status = 0;
-    call.decode("(i*)", status);
+    call.decode("(i*)", &status);
     logLine(LOG_DEBUG, "ejecutar_script result %d", status);
     // The reply of a script that failed is not released.
     if (status != 0 && !call.failedToDecode())
         call.leakReply();
-    if (call.decoded())
-        call.checkStatus(status);
+    call.finish(status);
 }
 
 // Tuning -------------------------------------------------------------------------------------------------------
 
 void XmlrpcClient::sintonizarCanalTerr(tcanal canal, int parametro, int& status, bool indicador, int timeout)
 {
-    RemoteCall call(*this, logged("sintonizarCanalTerr : frecuencia: " + std::to_string(canal.frecuencia) + "\n"));
-    if (!call.send(timeout, remote::SintonizarCanalTerr, "(iiiib)", asInt(canal.frecuencia), asInt(canal.parametroTerr),
-                   asInt(parametro), asInt(canal.parametroComun), xmlrpc_bool(indicador))
-             .answered())
+    RemoteCall call(*this);
+    call.log("sintonizarCanalTerr : frecuencia: " + std::to_string(canal.frecuencia) + "\n");
+    call.send(timeout, remote::SintonizarCanalTerr, "(iiiib)", asInt(canal.frecuencia), asInt(canal.parametroTerr),
+              asInt(parametro), asInt(canal.parametroComun), xmlrpc_bool(indicador));
+    if (!call.takeReply())
         return;
-    call.decode("(i*)", status);
-    if (call.decoded())
-        call.checkStatus(status);
+    call.decode("(i*)", &status);
+    call.finish(status);
 }
 
 void XmlrpcClient::sintonizarCanalSat(tcanal canal, int parametro, int& status, bool indicador, int parametroExtraSat,
                                       int timeout)
 {
     // The frequency is logged and not sent; the intermediate one goes in its place.
-    RemoteCall call(*this, logged("sintonizarCanalSat : frecuencia: " + std::to_string(canal.frecuencia)
-                                  + " frecuencia intermedia: " + std::to_string(canal.frecuenciaIntermedia) + "\n"));
-    if (!call.send(timeout, remote::SintonizarCanalSat, "(iiiiiiiib)", asInt(canal.frecuenciaIntermedia),
-                   asInt(canal.parametroSat), asInt(parametro), asInt(canal.parametroComun), asInt(canal.parametroSat2),
-                   asInt(canal.parametroSat3), asInt(canal.parametroSat4), asInt(parametroExtraSat),
-                   xmlrpc_bool(indicador))
-             .answered())
+    RemoteCall call(*this);
+    call.log("sintonizarCanalSat : frecuencia: " + std::to_string(canal.frecuencia)
+             + " frecuencia intermedia: " + std::to_string(canal.frecuenciaIntermedia) + "\n");
+    call.send(timeout, remote::SintonizarCanalSat, "(iiiiiiiib)", asInt(canal.frecuenciaIntermedia),
+              asInt(canal.parametroSat), asInt(parametro), asInt(canal.parametroComun), asInt(canal.parametroSat2),
+              asInt(canal.parametroSat3), asInt(canal.parametroSat4), asInt(parametroExtraSat), xmlrpc_bool(indicador));
+    if (!call.takeReply())
         return;
-    call.decode("(i*)", status);
-    if (call.decoded())
-        call.checkStatus(status);
+    call.decode("(i*)", &status);
+    call.finish(status);
 }
 
 // Scanning -----------------------------------------------------------------------------------------------------
@@ -788,129 +599,137 @@ void XmlrpcClient::sintonizarCanalSat(tcanal canal, int parametro, int& status, 
 void XmlrpcClient::initInputScan(int entrada, int tipoScan, int& status, unsigned char bandaScan, int timeout)
 {
     // The band is logged as the character it holds.
-    RemoteCall call(*this, logged("initInputScan : Entrada: " + std::to_string(entrada) + " tipoScan: "
-                                  + std::to_string(tipoScan) + " bandaScan: " + static_cast<char>(bandaScan) + "\n"));
-    if (!call.send(timeout, remote::InitInputScan, "(iii)", asInt(entrada), asInt(tipoScan), asInt(bandaScan))
-             .answered())
+    RemoteCall call(*this);
+    call.log("initInputScan : Entrada: " + std::to_string(entrada) + " tipoScan: " + std::to_string(tipoScan)
+             + " bandaScan: " + static_cast<char>(bandaScan) + "\n");
+    call.send(timeout, remote::InitInputScan, "(iii)", asInt(entrada), asInt(tipoScan), asInt(bandaScan));
+    if (!call.takeReply())
         return;
-    call.decode("(i*)", status);
-    if (call.decoded() && status < 0) // zero and more identify the scan
-        call.refused(status);
+    call.decode("(i*)", &status);
+    if (call.finish() && status < 0) // zero and more identify the scan
+        call.refuse(status);
 }
 
 void XmlrpcClient::statusInputScan(int entrada, int idScan, int& status, int timeout)
 {
-    RemoteCall call(*this, logged("statusInputScan : Entrada: " + std::to_string(entrada)
-                                  + " idScan: " + std::to_string(idScan) + "\n"));
-    if (!call.send(timeout, remote::StatusInputScan, "(ii)", asInt(entrada), asInt(idScan)).answered())
+    RemoteCall call(*this);
+    call.log("statusInputScan : Entrada: " + std::to_string(entrada) + " idScan: " + std::to_string(idScan) + "\n");
+    call.send(timeout, remote::StatusInputScan, "(ii)", asInt(entrada), asInt(idScan));
+    if (!call.takeReply())
         return;
-    call.decode("(i*)", status);
-    if (call.decoded() && status < 0) // zero and more are the scan's progress
-        call.refused(status);
+    call.decode("(i*)", &status);
+    if (call.finish() && status < 0) // zero and more are the scan's progress
+        call.refuse(status);
 }
 
 void XmlrpcClient::getScanReport(int entrada, int idScan, std::string& report, int& status, int timeout)
 {
-    RemoteCall call(*this, logged("getScanReport : Entrada: " + std::to_string(entrada)
-                                  + " idScan: " + std::to_string(idScan) + "\n"));
-    if (!call.send(timeout, remote::getScanReport, "(ii)", asInt(entrada), asInt(idScan)).answered())
+    RemoteCall call(*this);
+    call.log("getScanReport : Entrada: " + std::to_string(entrada) + " idScan: " + std::to_string(idScan) + "\n");
+    call.send(timeout, remote::getScanReport, "(ii)", asInt(entrada), asInt(idScan));
+    if (!call.takeReply())
         return;
     DecodedText text;
-    call.decode("(is*)", status, text);
+    call.decode("(is*)", &status, &text.text);
     // The reply that lacks the text, for which the copy throws, is not released.
     if (call.failedToDecode())
         call.leakReply();
     report = text.copy();
-    if (call.decoded() && status < 0) // zero and more are results
-        call.refused(status);
+    if (call.finish() && status < 0) // zero and more are results
+        call.refuse(status);
 }
 
 void XmlrpcClient::cancelInputScan(int entrada, int timeout)
 {
-    RemoteCall call(*this, logged("cancelInputScan : Entrada: " + std::to_string(entrada) + "\n"));
-    if (!call.send(timeout, remote::CancelInputScan, "(i)", asInt(entrada)).answered())
+    RemoteCall call(*this);
+    call.log("cancelInputScan : Entrada: " + std::to_string(entrada) + "\n");
+    call.send(timeout, remote::CancelInputScan, "(i)", asInt(entrada));
+    if (!call.takeReply())
         return;
     int status = 0;
-    call.decode("(i*)", status);
-    if (call.decoded())
-        call.checkStatus(status); // unlike its siblings, any status but 0 is an error
+    call.decode("(i*)", &status);
+    call.finish(status); // unlike its siblings, any status but 0 is an error
 }
 
 // Hardware -----------------------------------------------------------------------------------------------------
 
 void XmlrpcClient::getFPGASOC(unsigned long& soc, int& status, int timeout)
 {
-    RemoteCall call(*this, logged("getFPGASOC"));
-    if (!call.send(timeout, remote::get_FPGA_SOC, "()").answered())
+    RemoteCall call(*this);
+    call.log("getFPGASOC");
+    call.send(timeout, remote::get_FPGA_SOC, "()");
+    if (!call.takeReply())
         return;
     // The value comes first and the status second.
     int value = 0;
-    call.decode("(ii*)", value, status);
-    if (!call.decoded())
-        return;
-    soc = static_cast<unsigned long>(value);
-    call.checkStatus(status);
+    call.decode("(ii*)", &value, &status);
+    if (!call.failedToDecode())
+        soc = static_cast<unsigned long>(value);
+    call.finish(status);
 }
 
 void XmlrpcClient::changeFPGASOC(unsigned long newSOC, int& status, int timeout)
 {
-    RemoteCall call(*this, logged("changeFPGASOC : host : " + host + " newSOC: " + std::to_string(newSOC)));
-    if (!call.send(timeout, remote::Change_FPGA_SOC, "(i)", asInt(newSOC)).answered())
+    RemoteCall call(*this);
+    call.log("changeFPGASOC : host : " + host + " newSOC: " + std::to_string(newSOC));
+    call.send(timeout, remote::Change_FPGA_SOC, "(i)", asInt(newSOC));
+    if (!call.takeReply())
         return;
-    call.decode("(i*)", status);
-    if (call.decoded())
-        call.checkStatus(status);
+    call.decode("(i*)", &status);
+    call.finish(status);
 }
 
 void XmlrpcClient::generarJSONWeb(int parametro, std::string& json, int timeout)
 {
-    RemoteCall call(*this, logged("generarJSONWeb"));
-    if (!call.send(timeout, remote::Generate_JSON_WEB, "(i)", asInt(parametro)).answered() || !call.sized())
+    RemoteCall call(*this);
+    call.log("generarJSONWeb");
+    call.send(timeout, remote::Generate_JSON_WEB, "(i)", asInt(parametro));
+    if (!call.takeReply() || !call.measure())
         return;
     logLine(LOG_DEBUG, "size %i", call.size());
     int status = 0;
     if (call.statusOnly()) {
-        call.decode("(i*)", status);
+        call.decode("(i*)", &status);
     } else {
         DecodedText text;
-        call.decode("(is*)", status, text);
+        call.decode("(is*)", &status, &text.text);
         json = text.copy();
     }
-    if (call.decoded())
-        call.checkStatus(status);
+    call.finish(status);
 }
 
 // Files --------------------------------------------------------------------------------------------------------
 
 void XmlrpcClient::DlFicheroEsclavo(const std::string& ruta_archivo, int& status, int timeout)
 {
-    RemoteCall call(*this, logged("DlFicheroEsclavo : ruta_archivo : " + ruta_archivo));
+    RemoteCall call(*this);
+    call.log("DlFicheroEsclavo : ruta_archivo : " + ruta_archivo);
     // The format is no parameter list: xmlrpc-c refuses it before anything is sent.
-    if (!call.send(timeout, remote::BorrarArchivo, "s", ruta_archivo.c_str()).answered())
+    call.send(timeout, remote::BorrarArchivo, "s", ruta_archivo.c_str());
+    if (!call.takeReply())
         return;
-    call.decode("(i*)", status);
-    if (call.decoded())
-        call.checkStatus(status);
+    call.decode("(i*)", &status);
+    call.finish(status);
 }
 
 void XmlrpcClient::RdFicheroEsclavo(const std::string& ruta_archivo, int borrar_archivo, std::vector<char>& contenido,
                                     int timeout)
 {
-    RemoteCall call(*this, logged("RdFicheroEsclavo : ruta_archivo : " + ruta_archivo
-                                  + " borrar_archivo: " + std::to_string(borrar_archivo)));
-    if (!call.send(timeout, remote::RecibirArchivo, "(si)", ruta_archivo.c_str(), asInt(borrar_archivo)).answered()
-        || !call.sized())
+    RemoteCall call(*this);
+    call.log("RdFicheroEsclavo : ruta_archivo : " + ruta_archivo
+             + " borrar_archivo: " + std::to_string(borrar_archivo));
+    call.send(timeout, remote::RecibirArchivo, "(si)", ruta_archivo.c_str(), asInt(borrar_archivo));
+    if (!call.takeReply() || !call.measure())
         return;
     int status = 0;
     if (call.statusOnly()) {
-        call.decode("(i*)", status);
+        call.decode("(i*)", &status);
     } else {
         DecodedBlock block;
-        call.decode("(i6*)", status, block);
+        call.decode("(i6*)", &status, &block.bytes, &block.size);
         block.copyTo(contenido, block.size);
     }
-    if (call.decoded())
-        call.checkStatus(status);
+    call.finish(status);
 }
 
 // Tables -------------------------------------------------------------------------------------------------------
@@ -935,77 +754,75 @@ unsigned short tableSize(const DecodedBlock& block)
 
 void XmlrpcClient::wrFicheroTablasSI(int tipo_fichero, int parametro, const std::vector<char>& bloque, int timeout)
 {
-    RemoteCall call(*this, logged("wrFicheroTablasSI : host : " + host + ", tipo_fichero :"
-                                  + std::to_string(tipo_fichero) + ", longitud :" + std::to_string(bloque.size())));
+    RemoteCall call(*this);
+    call.log("wrFicheroTablasSI : host : " + host + ", tipo_fichero :" + std::to_string(tipo_fichero)
+             + ", longitud :" + std::to_string(bloque.size()));
     auto copy = temporaryCopy(bloque);
     call.send(timeout, remote::wrFicheroTablasSI, "(ii6)", asInt(tipo_fichero), asInt(parametro), copy.get(),
               bloque.size());
     copy.reset(); // before any outcome is looked at
-    if (!call.answered())
+    if (!call.takeReply())
         return;
     int status = 0;
-    call.decode("(i*)", status);
-    if (call.decoded())
-        call.checkStatus(status);
+    call.decode("(i*)", &status);
+    call.finish(status);
 }
 
 void XmlrpcClient::configureSAPServer(int SAPMode, int parametro, const std::vector<char>& bloque, int timeout)
 {
-    RemoteCall call(*this, logged("configureSAPServer : host : " + host + ", SAPMode :" + std::to_string(SAPMode)
-                                  + ", longitud :" + std::to_string(bloque.size())));
+    RemoteCall call(*this);
+    call.log("configureSAPServer : host : " + host + ", SAPMode :" + std::to_string(SAPMode)
+             + ", longitud :" + std::to_string(bloque.size()));
     auto copy = temporaryCopy(bloque);
     call.send(timeout, remote::configureSAP, "(ii6)", asInt(SAPMode), asInt(parametro), copy.get(), bloque.size());
     copy.reset(); // before any outcome is looked at
-    if (!call.answered())
+    if (!call.takeReply())
         return;
     int status = 0;
-    call.decode("(i*)", status);
-    if (call.decoded())
-        call.checkStatus(status);
+    call.decode("(i*)", &status);
+    call.finish(status);
 }
 
 void XmlrpcClient::rdFicheroTablasSI(int source, int id_tabla, int ext1, int ext2, int ext3, std::vector<char>& bloque,
                                      int timeout)
 {
-    RemoteCall call(*this, logged("rdFicheroTablasSI : host : " + host + ", source :" + std::to_string(source)
-                                  + ", id_tabla :" + std::to_string(id_tabla) + ", ext1 :" + std::to_string(ext1)
-                                  + ", ext2 :" + std::to_string(ext2) + ", ext3 :" + std::to_string(ext3) + " timeout "
-                                  + std::to_string(timeout)));
-    if (!call.send(timeout, remote::RdFicheroTablasSI, "(iiiii)", asInt(source), asInt(id_tabla), asInt(ext1),
-                   asInt(ext2), asInt(ext3))
-             .answered()
-        || !call.sized())
+    RemoteCall call(*this);
+    call.log("rdFicheroTablasSI : host : " + host + ", source :" + std::to_string(source) + ", id_tabla :"
+             + std::to_string(id_tabla) + ", ext1 :" + std::to_string(ext1) + ", ext2 :" + std::to_string(ext2)
+             + ", ext3 :" + std::to_string(ext3) + " timeout " + std::to_string(timeout));
+    call.send(timeout, remote::RdFicheroTablasSI, "(iiiii)", asInt(source), asInt(id_tabla), asInt(ext1), asInt(ext2),
+              asInt(ext3));
+    if (!call.takeReply() || !call.measure())
         return;
     int status = 0;
     if (call.statusOnly()) {
-        call.decode("(i*)", status);
+        call.decode("(i*)", &status);
     } else {
         DecodedBlock block;
-        call.decode("(i6*)", status, block);
+        call.decode("(i6*)", &status, &block.bytes, &block.size);
         logLine(LOG_DEBUG, "longitud %i", tableSize(block));
         block.copyTo(bloque, tableSize(block));
     }
-    if (call.decoded())
-        call.checkStatus(status);
+    call.finish(status);
 }
 
 void XmlrpcClient::rdFicheroResumen(int source, int id_resumen, std::vector<char>& bloque, int timeout)
 {
-    RemoteCall call(*this, logged("rdFicheroResumen : host : " + host + ", source :" + std::to_string(source)
-                                  + ", id_resumen :" + std::to_string(id_resumen)));
-    if (!call.send(timeout, remote::RdFicheroResumen, "(ii)", asInt(source), asInt(id_resumen)).answered()
-        || !call.sized())
+    RemoteCall call(*this);
+    call.log("rdFicheroResumen : host : " + host + ", source :" + std::to_string(source)
+             + ", id_resumen :" + std::to_string(id_resumen));
+    call.send(timeout, remote::RdFicheroResumen, "(ii)", asInt(source), asInt(id_resumen));
+    if (!call.takeReply() || !call.measure())
         return;
     int status = 0;
     if (call.statusOnly()) {
-        call.decode("(i)", status); // exactly one, unlike its sibling
+        call.decode("(i)", &status); // exactly one, unlike its sibling
     } else {
         DecodedBlock block;
-        call.decode("(i6*)", status, block);
+        call.decode("(i6*)", &status, &block.bytes, &block.size);
         block.copyTo(bloque, tableSize(block));
     }
-    if (call.decoded())
-        call.checkStatus(status);
+    call.finish(status);
 }
 
 } // namespace nelka

@@ -29,6 +29,7 @@ void logFault(const xmlrpc_env& env, int line)
 
 XmlrpcServer::XmlrpcServer() : server(), chanSwitch(nullptr), registry(nullptr), env(), serverCreated(false)
 {
+    const LibraryCode inside;
     xmlrpc_env_init(&env);
     if (env.fault_occurred)
         logFault(env, __LINE__);
@@ -41,6 +42,7 @@ XmlrpcServer::XmlrpcServer() : server(), chanSwitch(nullptr), registry(nullptr),
 
 XmlrpcServer::~XmlrpcServer()
 {
+    const LibraryCode inside;
     closePort();
     if (registry)
         xmlrpc_registry_free(registry);
@@ -49,6 +51,7 @@ XmlrpcServer::~XmlrpcServer()
 
 void XmlrpcServer::AddFunction(std::string name, Handler handler, void* userData)
 {
+    const LibraryCode inside;
     xmlrpc_method_info3 method = {};
     method.methodName = name.c_str();
     method.methodFunction = handler;
@@ -62,6 +65,7 @@ void XmlrpcServer::AddFunction(std::string name, Handler handler, void* userData
 
 void XmlrpcServer::Start(std::string, unsigned int port)
 {
+    const LibraryCode inside;
     closePort();
 
     sockaddr_in address = {};
@@ -108,6 +112,7 @@ bool XmlrpcServer::listening() const
 
 int XmlrpcServer::Run()
 {
+    const LibraryCode inside;
     if (listening())
         ServerRunOnce(&server);
     return 0;

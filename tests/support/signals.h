@@ -47,6 +47,14 @@ inline std::set<int> heldSignals()
     return members(held);
 }
 
+/// Those that wait for the calling thread to let them through.
+inline std::set<int> pendingSignals()
+{
+    sigset_t pending;
+    sigpending(&pending);
+    return members(pending);
+}
+
 /// For its life, the calling thread holds back exactly these signals.
 class HoldingBack {
 public:
