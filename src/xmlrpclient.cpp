@@ -75,6 +75,7 @@ public:
         client.set_timer(static_cast<unsigned short>(timeout));
         xmlrpc_client_call2f(&client.env, client.client, client.serverUrl.c_str(), method.c_str(), &reply, format,
                              values...);
+        writeRecordedSignals();
     }
 
     // Tells an interruption from a fault from an answer; only the last of these disarms the timer.

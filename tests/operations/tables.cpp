@@ -235,8 +235,8 @@ TEST_P(AWrittenBlock, ReleasesItsCopyBeforeATransportFaultIsLogged)
 
 TEST_P(AWrittenBlock, ReleasesItsCopyBeforeATimeoutIsLogged)
 {
-    // The line within the call is the signal's.
-    EXPECT_EQ(courseOf(bytes(4'321), silence(), 100), "LNLCLRDL");
+    // The first line after the call is the signal's.
+    EXPECT_EQ(courseOf(bytes(4'321), silence(), 100), "LNLCRLDL");
 }
 
 TEST_P(AWrittenBlock, ThatCannotBeCopiedTouchesNeitherTheFaultStateNorTheTimer)
