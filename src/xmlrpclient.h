@@ -58,10 +58,17 @@ struct tcanal {
 ///
 /// **Process-wide effects.** The timer (ITIMER_REAL), the handlers of SIGALRM and SIGINT and the interrupt flag
 /// belong to the process: one remote operation at a time in the whole process, whatever the number of objects. From
-/// the first init() on, a SIGINT no longer ends the process; it cuts the current call short. After a time-out, an
-/// interruption or a fault the timer is left running. Its late alarm cuts no later call, but it interrupts whatever
-/// blocks at that moment, and its log line may deadlock with a syslog() of the application's own that it lands in:
-/// call set_timer(0) after a fault if the application logs.
+/// the first init() on, a SIGINT no longer ends the process; it cuts the current call short, whichever thread it lands
+/// in. During a call SIGALRM is let through in the calling thread; SIGINT stays blocked where the application blocks
+/// it. A signal that lands while the library is at work gets its log line a moment later, from the library.
+///
+/// After an interruption or a fault the timer is left running. Its late alarm cuts no later call, but interrupts
+/// whatever blocks at that moment, and a signal that lands between calls is logged from signal context: where it
+/// lands in a syslog(), localtime(), mktime() or strftime() of the application it can hang that thread for ever.
+/// Remedies: set_timer(0) after a fault, and before exec(); SIGINT and SIGALRM blocked around such code; SIGINT
+/// blocked in all threads and read with signalfd(). The kernel may give an alarm to any thread that does not block
+/// SIGALRM; where that one gets no processor the time-out is up to 3 seconds late, so threads that make no calls
+/// should block it.
 ///
 /// An object is not safe for concurrent use.
 class __attribute__((visibility("default"))) XmlrpcClient : public nelkadb::CDB {
@@ -103,11 +110,13 @@ public:
     /// Routes SIGINT and SIGALRM to interruptRpc(), for the whole process and for good. Called by init().
     void setupSignalHandlers();
 
-    /// The signal handler: logs, and raises the interrupt flag that cuts the current call short. SIGALRM and SIGINT
-    /// that reach another thread than the one making a call are passed on to that one.
+    /// The signal handler: raises the interrupt flag, which cuts the current call short, wakes the thread that makes
+    /// it, and sees to it that the signal is logged, here or by the library afterwards. May be called by a handler
+    /// of the application, or from any thread.
     static void interruptRpc(int signal);
 
-    /// Arms the process's one-shot real-time timer, or disarms it with 0.
+    /// Arms the process's one-shot real-time timer, or disarms it with 0. Once it has been disarmed no alarm of it is
+    /// still to come, unless a thread that took one gets no processor.
     void set_timer(unsigned short milliseconds);
 
     /// The connectivity probe: asks the slave for 10 + 5 and writes "RESULTADO " and its answer to standard output,
