@@ -479,6 +479,61 @@ TEST_F(NelkaslaveTold, AnswersLate)
     client->set_timer(0);
 }
 
+TEST_F(NelkaslaveTold, UsesTheElementsOfAListInOrderAndKeepsTheLast)
+{
+    const auto client = toBehave(R"({"Changes": [{"reply": [0, 11]}, {"status": 3}, {"reply": [0, 12]}]})");
+    EXPECT_EQ(changes(*client), 11);
+    changes(*client);
+    EXPECT_EQ(client->getFault(), 3);
+    for (int twice = 0; twice < 2; ++twice)
+        EXPECT_EQ(changes(*client), 12);
+}
+
+TEST_F(NelkaslaveTold, GoesBackToTheSimulation)
+{
+    const auto client = toBehave(R"({"Changes": [{"reply": [0, 11]}, {"reply": [0, 12], "then": "simulate"}]})");
+    EXPECT_EQ(changes(*client), 11);
+    EXPECT_EQ(changes(*client), 12);
+    EXPECT_EQ(changes(*client), 0);
+}
+
+TEST_F(NelkaslaveTold, LooksForElementsWithTheSameParametersFirst)
+{
+    const auto client = toBehave(R"({"Changes": [
+        {"reply": [0, 1]},
+        {"params": ["otra"], "reply": [0, 21]},
+        {"params": ["otra"], "reply": [0, 22]},
+        {"params": ["otra", 1], "reply": [0, 3]}]})");
+    EXPECT_EQ(changes(*client), 1);
+    client->dbName = "otra";
+    EXPECT_EQ(changes(*client), 21);
+    EXPECT_EQ(changes(*client), 22);
+    EXPECT_EQ(changes(*client), 22);
+    client->dbName = "modulo";
+    EXPECT_EQ(changes(*client), 1);
+}
+
+TEST_F(NelkaslaveTold, SimulatesACallWithOtherParametersThanThoseTold)
+{
+    const auto client = toBehave(R"({"Changes": {"params": ["otra"], "reply": [0, 21]}})");
+    EXPECT_EQ(changes(*client), 0);
+    client->dbName = "otra";
+    EXPECT_EQ(changes(*client), 21);
+}
+
+TEST_F(NelkaslaveTold, TakesALineForEachCall)
+{
+    const auto client = toBehave(R"({"procedure": "Changes", "params": ["modulo"], "reply": [0, 42], "delay_ms": 12}
+
+{"procedure": "UpdateNTP", "fault": [-77, "hoy no"]}
+{"procedure": "Changes", "params": ["modulo"], "reply": [0, 43]}
+)");
+    EXPECT_EQ(changes(*client), 42);
+    EXPECT_EQ(changes(*client), 43);
+    client->updateNTP(ampleTimeout);
+    EXPECT_EQ(client->getFault(), -77);
+}
+
 struct Malformed {
     const char* name;
     std::string content;
@@ -507,22 +562,45 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         Malformed{"Nothing", "", ":1:1: "}, Malformed{"WhatIsNoJson", "{\n\"RdHora\": {status: 3}}", ":2:12: "},
         Malformed{"WhatBreaksOff", "{\"RdHora\": {}", ":1:14: "},
-        Malformed{"NoObject", "[]", ": must be an object of procedures\n"},
-        Malformed{"NoProcedure", R"({"RdHor": {}})", ": /RdHor: is no procedure\n"},
-        Malformed{"NoBehaviour", R"({"RdHora": 3})", ": /RdHora: must be an object\n"},
-        Malformed{"AnUnknownWord", R"({"RdHora": {"stat": 3}})", ": /RdHora/stat: is none of "},
+        Malformed{"NoObject", "[]", ":1: must be an object of procedures\n"},
+        Malformed{"NoProcedure", R"({"RdHor": {}})", ":1: /RdHor: is no procedure\n"},
+        Malformed{"NoBehaviour", R"({"RdHora": 3})", ":1: /RdHora: must be an object\n"},
+        Malformed{"AnUnknownWord", R"({"RdHora": {"stat": 3}})", ":1: /RdHora/stat: is none of "},
         Malformed{"AStatusTooLarge", R"({"RdHora": {"status": 2147483648}})",
-                  ": /RdHora/status: must be a 32-bit integer\n"},
-        Malformed{"ANegativeDelay", R"({"RdHora": {"delay_ms": -1}})", ": /RdHora/delay_ms: must be 0 to 3600000\n"},
-        Malformed{"AFaultWithoutText", R"({"RdHora": {"fault": [1]}})", ": /RdHora/fault: must be [CODE, TEXT]\n"},
-        Malformed{"TwoOutcomes", R"({"RdHora": {"status": 1, "reply": []}})", ": /RdHora: must have one of "},
+                  ":1: /RdHora/status: must be a 32-bit integer\n"},
+        Malformed{"ANegativeDelay", R"({"RdHora": {"delay_ms": -1}})", ":1: /RdHora/delay_ms: must be 0 to 3600000\n"},
+        Malformed{"AFaultWithoutText", R"({"RdHora": {"fault": [1]}})", ":1: /RdHora/fault: must be [CODE, TEXT]\n"},
+        Malformed{"TwoOutcomes", R"({"RdHora": {"status": 1, "reply": []}})", ":1: /RdHora: must have one of "},
         Malformed{"AReplyWithTooLargeANumber", R"({"RdHora": {"reply": [0, 5000000000]}})",
-                  ": /RdHora/reply/1: must be a 32-bit "},
+                  ":1: /RdHora/reply/1: must be a 32-bit "},
         Malformed{"ATextForANumber", R"({"RdHora": {"reply": [{"i8": "1"}]}})",
-                  ": /RdHora/reply/0/i8: must be a 64-bit "},
-        Malformed{"NoBase64", R"({"RdHora": {"reply": [{"base64": "A"}]}})", ": /RdHora/reply/0/base64: base64 comes "},
+                  ":1: /RdHora/reply/0/i8: must be a 64-bit "},
+        Malformed{"NoBase64", R"({"RdHora": {"reply": [{"base64": "A"}]}})",
+                  ":1: /RdHora/reply/0/base64: base64 comes "},
         Malformed{"AStatusWhereThereIsNone", R"({"sample.add": {"status": 1}})",
-                  ": /sample.add: the reply of this procedure has no "}),
+                  ":1: /sample.add: the reply of this procedure has no "},
+        Malformed{"AFurtherLine", "{\n\"RdHora\": {\n\"delay_ms\":\n5.5\n}}", ":4: /RdHora/delay_ms: must be 0 to "},
+        Malformed{"ANumberBeyondAll", R"({"RdHora": {"reply": 1e400}})", ":1:26: number overflow parsing '1e400'"},
+        Malformed{"AnIntegerBeyondAll", "\n{\"RdHora\": {\"reply\": 18446744073709551616}}", ":2: the integer 18446"},
+        Malformed{"AStatusThatIsAFraction", R"({"RdHora": {"status": 3.0}})", ":1: /RdHora/status: must be a 32-bit "},
+        Malformed{"AKeyThatComesTwice", "{\"RdHora\": {},\n\"RdHora\": {}}", ":2: the key \"RdHora\" comes twice"},
+        Malformed{"DeepNesting", R"({"RdHora": {"reply": )" + std::string(15000, '['), ":1: values are nested deeper "},
+        Malformed{"PaddingInTheMiddle", R"({"RdHora": {"reply": {"base64": "AA==AAAA"}}})",
+                  ":1: /RdHora/reply/base64: '='"},
+        Malformed{"NoDouble", R"({"RdHora": {"reply": {"double": "0x10"}}})", ":1: /RdHora/reply/double: must be the "},
+        Malformed{"WhatXmlrpcCannotSend", R"({"RdHora": {"reply": "\ud83d\ude00"}})", ":1: /RdHora: cannot be sent: "},
+        Malformed{"ParamsThatAreNoList", R"({"RdHora": {"params": 0, "status": 1}})",
+                  ":1: /RdHora/params: must be an array"},
+        Malformed{"AWrongElementOfAList", "{\"RdHora\": [{},\n3]}", ":2: /RdHora/1: must be an object\n"},
+        Malformed{"AnotherEnd", R"({"RdHora": {"then": "stop"}})", ":1: /RdHora/then: must be \"simulate\""},
+        Malformed{"WhatFollowsTheEnd", R"({"RdHora": [{"then": "simulate"}, {}]})", ":1: /RdHora/1: follows the one "},
+        Malformed{"ALineOfNoProcedure", "{\"procedure\": \"RdHora\"}\n\n{\"procedure\": \"RdHor\"}\n",
+                  ":3: /procedure: is no procedure\n"},
+        Malformed{"ALineWithoutProcedure", "{\"time\": \"\", \"reply\": 0}\n", ":1: must have a procedure\n"},
+        Malformed{"ABrokenLine", "{\"procedure\": \"RdHora\"\n{}", ":1:23: "},
+        Malformed{"AnAnswerThatOnlyAReplayGives",
+                  R"({"procedure": "RdHora", "http": {"status": 500, "type": "text/plain", "body": ""}})",
+                  ":1: has an answer that only --replay "}),
     byName);
 
 } // namespace

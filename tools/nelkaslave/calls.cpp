@@ -5,6 +5,7 @@
 #include <system_error>
 #include <thread>
 
+#include "conversion.h"
 #include "ending.h"
 #include "refusal.h"
 
@@ -36,10 +37,10 @@ std::string withReason(const std::string& outcome, const std::exception& reason)
 
 } // namespace
 
-Calls::Calls(Slave& slave, Behaviours behaviours)
+Calls::Calls(Slave& slave, Script told) : script(std::move(told))
 {
     for (const Procedure& procedure : procedures())
-        all.push_back({slave, procedure, std::move(behaviours[procedure.name])});
+        all.push_back({slave, procedure, script});
 }
 
 void Calls::publish(nelka::XmlrpcServer& server)
@@ -54,7 +55,7 @@ xmlrpc_value* Calls::serve(xmlrpc_env* env, xmlrpc_value* parameters, void* publ
     Value reply;
     std::string outcome;
     try {
-        reply = answer(called, Arguments(parameters), outcome);
+        reply = answer(called, parameters, outcome);
     } catch (const Fault& fault) {
         outcome = withReason("fault " + std::to_string(fault.code), fault);
         xmlrpc_env_set_fault(env, fault.code, fault.what());
@@ -66,22 +67,24 @@ xmlrpc_value* Calls::serve(xmlrpc_env* env, xmlrpc_value* parameters, void* publ
     return reply.release();
 }
 
-Value Calls::answer(const Published& published, const Arguments& arguments, std::string& outcome)
+Value Calls::answer(const Published& published, xmlrpc_value* parameters, std::string& outcome)
 {
-    const auto& [slave, procedure, behaviour] = published;
-    if (behaviour.delay.count() > 0)
-        rest(behaviour.delay);
-    if (behaviour.fault)
-        throw Fault(*behaviour.fault);
-    if (behaviour.reply) {
+    const auto& [slave, procedure, script] = published;
+    const Behaviour* const told =
+        script.mentions(procedure.name) ? script.next({procedure.name, fromParameters(parameters)}) : nullptr;
+    if (told && told->delay.count() > 0)
+        rest(told->delay);
+    if (told && told->answer) {
+        if (told->answer->fault)
+            throw Fault(told->answer->fault->code, told->answer->fault->text);
         outcome = "fixed reply";
-        return another(behaviour.reply);
+        return toValue(told->answer->reply);
     }
 
     Value reply;
     std::string reason;
     try {
-        reply = procedure.handler(slave, arguments);
+        reply = procedure.handler(slave, Arguments(parameters));
     } catch (const Refusal& refusal) {
         reply = procedure.refusal(refusal.status);
         reason = withReason("", refusal);
@@ -93,8 +96,8 @@ Value Calls::answer(const Published& published, const Arguments& arguments, std:
         outcome = "answered" + reason;
         return reply;
     }
-    if (behaviour.status)
-        reply = withItem(reply, *procedure.statusPlace, integer(*behaviour.status));
+    if (told && told->status)
+        reply = withItem(reply, *procedure.statusPlace, integer(*told->status));
     outcome = "status " + std::to_string(integerAt(reply, *procedure.statusPlace)) + reason;
     return reply;
 }

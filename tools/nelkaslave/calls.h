@@ -14,7 +14,7 @@ namespace nelkaslave {
 /// error for each.
 class Calls {
 public:
-    Calls(Slave& slave, Behaviours behaviours);
+    Calls(Slave& slave, Script script);
     Calls(const Calls&) = delete;
     Calls& operator=(const Calls&) = delete;
 
@@ -25,12 +25,13 @@ private:
     struct Published {
         Slave& slave;
         const Procedure& procedure;
-        Behaviour behaviour;
+        Script& script;
     };
 
     static xmlrpc_value* serve(xmlrpc_env* env, xmlrpc_value* parameters, void* published, void*);
-    static Value answer(const Published& published, const Arguments& arguments, std::string& outcome);
+    static Value answer(const Published& published, xmlrpc_value* parameters, std::string& outcome);
 
+    Script script;
     std::vector<Published> all;
 };
 

@@ -84,10 +84,10 @@ int portOpened(const Options& options, const std::set<int>& before)
     return 0;
 }
 
-int serve(const Options& options, Slave& slave, Behaviours behaviours)
+int serve(const Options& options, Slave& slave, Script script)
 {
     xmlrpc_limit_set(XMLRPC_XML_SIZE_LIMIT_ID, xmlSizeLimit);
-    Calls calls(slave, std::move(behaviours));
+    Calls calls(slave, std::move(script));
     nelka::XmlrpcServer server;
     calls.publish(server);
 
@@ -106,10 +106,10 @@ int serve(const Options& options, Slave& slave, Behaviours behaviours)
 int run(const Options& options)
 {
     try {
-        Behaviours behaviours;
+        Script script;
         if (options.behave)
             try {
-                behaviours = readBehaviours(*options.behave);
+                script = readBehaviours(*options.behave);
             } catch (const std::exception& error) {
                 return fail(2, error.what());
             }
@@ -118,7 +118,7 @@ int run(const Options& options)
         if (needsSample(folder.path))
             makeSample(folder.path);
         Slave slave(folder.path);
-        return serve(options, slave, std::move(behaviours));
+        return serve(options, slave, std::move(script));
     } catch (const std::exception& error) {
         return fail(1, error.what());
     }

@@ -64,11 +64,6 @@ std::size_t carriedLength(std::string_view rest)
     return overlong || surrogate || code >= 0xFFFE ? 0 : length;
 }
 
-Value exactText(std::string_view value)
-{
-    return made(xmlrpc_string_new_lp_cr, value.size(), value.data());
-}
-
 Value itemAt(xmlrpc_value* array, unsigned int place)
 {
     Environment env;
@@ -164,6 +159,16 @@ Value text(std::string_view value)
     return exactText(carried);
 }
 
+Value exactText(std::string_view value)
+{
+    return made(xmlrpc_string_new_lp_cr, value.size(), value.data());
+}
+
+Value dateTime(const std::string& value)
+{
+    return made(xmlrpc_datetime_new_str, value.c_str());
+}
+
 Value block(std::string_view bytes)
 {
     return made(xmlrpc_base64_new, bytes.size(), reinterpret_cast<const unsigned char*>(bytes.data()));
@@ -219,6 +224,19 @@ Value another(const Value& value)
 {
     xmlrpc_INCREF(value.get());
     return Value(value.get());
+}
+
+std::string callXml(xmlrpc_value* parameters)
+{
+    struct Free {
+        void operator()(xmlrpc_mem_block* block) const { xmlrpc_mem_block_free(block); }
+    };
+    Environment env;
+    const std::unique_ptr<xmlrpc_mem_block, Free> xml(xmlrpc_mem_block_new(&env, 0));
+    env.check();
+    xmlrpc_serialize_call(&env, xml.get(), "", parameters);
+    env.check();
+    return std::string(XMLRPC_MEMBLOCK_CONTENTS(char, xml.get()), XMLRPC_MEMBLOCK_SIZE(char, xml.get()));
 }
 
 // In -----------------------------------------------------------------------------------------------------------

@@ -43,6 +43,9 @@ Value integer64(std::int64_t value);
 Value real(double value);
 /// What a string of XML-RPC cannot carry arrives as question marks.
 Value text(std::string_view value);
+/// The text whatever it holds; a fault says what xmlrpc-c cannot send.
+Value exactText(std::string_view value);
+Value dateTime(const std::string& value);
 Value block(std::string_view bytes);
 /// The text if a string of XML-RPC carries it unchanged, else its bytes.
 Value textOrBlock(std::string_view value);
@@ -66,6 +69,9 @@ Value withItem(const Value& array, unsigned int place, const Value& item);
 int integerAt(const Value& array, unsigned int place);
 
 Value another(const Value& value);
+
+/// A call with these parameters, in XML.
+std::string callXml(xmlrpc_value* parameters);
 
 // In -----------------------------------------------------------------------------------------------------------
 
