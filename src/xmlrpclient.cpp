@@ -23,6 +23,7 @@
 #include "decoded.h"
 #include "interruption.h"
 #include "logging.h"
+#include "screenedtransport.h"
 
 namespace nelka {
 
@@ -246,8 +247,11 @@ int XmlrpcClient::init()
     parameters.transportparmsP = &transport;
     parameters.transportparm_size = XMLRPC_CXPSIZE(timeout);
 
-    xmlrpc_client_create(&env, 0, appName.c_str(), appVersion.c_str(), &parameters, XMLRPC_CPSIZE(transportparm_size),
-                         &client);
+    {
+        const ScreenedTransport screened;
+        xmlrpc_client_create(&env, 0, appName.c_str(), appVersion.c_str(), &parameters,
+                             XMLRPC_CPSIZE(transportparm_size), &client);
+    }
     if (env.fault_occurred) {
         client = nullptr;
         return failedSetUp(env, __LINE__);

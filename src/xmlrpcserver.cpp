@@ -1,6 +1,7 @@
 #include "xmlrpcserver.h"
 
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
@@ -10,6 +11,7 @@
 #include <xmlrpc-c/server_abyss.h>
 
 #include "logging.h"
+#include "screen.h"
 
 namespace nelka {
 
@@ -23,6 +25,28 @@ void logFault(const xmlrpc_env& env, int line)
 {
     logLine(LOG_ERR, "XML-RPC Fault: %s (0x%x)\n", env.fault_string, static_cast<unsigned int>(env.fault_code));
     logLine(LOG_ERR, "Error in file %s, line %d\n", sourceFile, line);
+}
+
+// Answers a call whose document is refused as xmlrpc-c answers one that it cannot read.
+void processScreened(xmlrpc_env* env, void* registry, const char* document, std::size_t size, TSession* session,
+                     xmlrpc_mem_block** response)
+{
+    const char* const reason = reasonToRefuse({document, size});
+    if (!reason) {
+        xmlrpc_registry_process_call2(env, static_cast<xmlrpc_registry*>(registry), document, size, session, response);
+        return;
+    }
+    *response = xmlrpc_mem_block_new(env, 0);
+    if (env->fault_occurred)
+        return;
+    xmlrpc_env fault;
+    xmlrpc_env_init(&fault);
+    xmlrpc_env_set_fault_formatted(&fault, XMLRPC_PARSE_ERROR,
+                                   "Call XML not a proper XML-RPC call.  Refused unread: %s", reason);
+    xmlrpc_serialize_fault(env, *response, &fault);
+    xmlrpc_env_clean(&fault);
+    if (env->fault_occurred)
+        xmlrpc_mem_block_free(*response);
 }
 
 } // namespace
@@ -95,8 +119,12 @@ void XmlrpcServer::Start(std::string, unsigned int port)
         // A connection that sends nothing is governed by the keep-alive time-out, 15 seconds unless set.
         ServerSetKeepaliveTimeout(&server, silenceSeconds);
         ServerSetAdvertise(&server, false);
-        if (registry)
+        if (registry) {
             xmlrpc_server_abyss_set_handlers2(&server, uriPath, registry);
+            // Of the handlers of one path the last is asked first.
+            xmlrpc_server_abyss_set_handler2(&server, uriPath, processScreened, registry,
+                                             xmlrpc_registry_max_stackSize(registry), false);
+        }
     }
 
     logLine(LOG_INFO, "************* INICIAMOS EL SERVIDOR **************");

@@ -104,6 +104,15 @@ void xmlrpc_server_abyss_set_handlers2(TServer*, const char* path, xmlrpc_regist
     called(std::string("xmlrpc_server_abyss_set_handlers2 ") + path);
 }
 
+void xmlrpc_server_abyss_set_handler2(TServer*, const char* path, xmlrpc_call_processor processor, void* registry,
+                                      std::size_t, xmlrpc_bool chunked)
+{
+    EXPECT_NE(processor, nullptr);
+    EXPECT_NE(registry, nullptr);
+    EXPECT_FALSE(chunked);
+    called(std::string("xmlrpc_server_abyss_set_handler2 ") + path);
+}
+
 void ServerInit(TServer*)
 {
     called(std::string("ServerInit") + (sigpipeIgnored() ? ", SIGPIPE ignored already" : ""));
@@ -216,10 +225,10 @@ TEST_F(ServerCalls, StartInTheirOrderWithTheirArguments)
     LogRecorder::duringLogCall = [] { called("syslog"); };
     start();
     LogRecorder::duringLogCall = nullptr;
-    EXPECT_EQ(calls(),
-              (Calls{createSwitch, "ServerCreateSwitch", "ServerSetName NelkaXMLRPCServer",
-                     "ServerSetLogFileName /dev/null", "ServerSetTimeout 2", "ServerSetKeepaliveTimeout 2",
-                     "ServerSetAdvertise 0", "xmlrpc_server_abyss_set_handlers2 /RPC2", "syslog", "ServerInit"}));
+    EXPECT_EQ(calls(), (Calls{createSwitch, "ServerCreateSwitch", "ServerSetName NelkaXMLRPCServer",
+                              "ServerSetLogFileName /dev/null", "ServerSetTimeout 2", "ServerSetKeepaliveTimeout 2",
+                              "ServerSetAdvertise 0", "xmlrpc_server_abyss_set_handlers2 /RPC2",
+                              "xmlrpc_server_abyss_set_handler2 /RPC2", "syslog", "ServerInit"}));
     EXPECT_EQ(log.lines(), Lines{banner});
     EXPECT_TRUE(sigpipeIgnored());
     EXPECT_TRUE(server->listening());
