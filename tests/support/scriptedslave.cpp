@@ -222,22 +222,6 @@ private:
         perform(fd);
     }
 
-    // 0 while the headers are incomplete.
-    static std::size_t requestSize(const std::string& received)
-    {
-        const std::size_t head = received.find("\r\n\r\n");
-        if (head == std::string::npos)
-            return 0;
-        std::string headers = received.substr(0, head);
-        std::transform(headers.begin(), headers.end(), headers.begin(),
-                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        const std::string label = "\r\ncontent-length:";
-        const std::size_t length = headers.find(label);
-        const std::size_t body =
-            length == std::string::npos ? 0 : std::strtoul(headers.c_str() + length + label.size(), nullptr, 10);
-        return head + 4 + body;
-    }
-
     void perform(int fd)
     {
         if (script.empty())
@@ -311,6 +295,21 @@ private:
 };
 
 } // namespace
+
+std::size_t requestSize(const std::string& received)
+{
+    const std::size_t head = received.find("\r\n\r\n");
+    if (head == std::string::npos)
+        return 0;
+    std::string headers = received.substr(0, head);
+    std::transform(headers.begin(), headers.end(), headers.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const std::string label = "\r\ncontent-length:";
+    const std::size_t length = headers.find(label);
+    const std::size_t body =
+        length == std::string::npos ? 0 : std::strtoul(headers.c_str() + length + label.size(), nullptr, 10);
+    return head + 4 + body;
+}
 
 Step http(const std::string& statusLine, const std::string& headers, const std::string& body)
 {

@@ -56,6 +56,9 @@ Step dripped(Step step, std::size_t piece, std::chrono::milliseconds pause);
 Step cutAt(Step step, std::size_t bytes, Step::Then then); ///< sends only that many bytes
 Step thenClose(Step step);
 
+/// The length of the request with which these bytes begin, 0 while its headers are incomplete.
+std::size_t requestSize(const std::string& received);
+
 class ScriptedSlave {
 public:
     /// Forks the slave, which listens on a free port of 127.0.0.1 and follows `script`: one step a request, the last
