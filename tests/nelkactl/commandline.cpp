@@ -326,7 +326,7 @@ TEST_F(Nelkactl, HelpManPageAndCompletionNameEveryOperationAndOption)
 {
     const std::string help = type({"--help"}).out;
     Words all = operationsNamedIn(help);
-    std::set<std::string> options{"-H", "-p", "-t", "-d", "--json", "-v", "--trace", "-h", "--help", "--version"};
+    std::set<std::string> options{"-H", "-p", "-t", "-d", "--json", "-v", "--trace", "--hosts", "-j", "--jobs", "--every", "--count", "--changes", "-h", "--help", "--version"};
     for (const std::string& option : options)
         EXPECT_TRUE(names(help, option)) << option;
     for (const std::string& name : all) {
@@ -357,7 +357,8 @@ TEST_F(Nelkactl, CompletesOperationsAndTheirOptions)
     EXPECT_EQ(completed("nelkactl sinto", "1"), "sintonizarCanalTerr sintonizarCanalSat ");
     EXPECT_EQ(
         completed("nelkactl -p 1 --json scan 1 --", "6"),
-        "--host --port --timeout --database --json --verbose --quiet --trace --help --version --interval --until ");
+              "--host --port --timeout --database --json --verbose --quiet --trace --hosts --jobs --every --count "
+              "--changes --help --version --interval --until ");
     EXPECT_EQ(completed("nelkactl rdFicheroResumen --o", "2"), "--output ");
     EXPECT_EQ(completed("nelkactl sampleadd --o", "2"), " ");
 }

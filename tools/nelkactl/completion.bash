@@ -7,7 +7,8 @@ _nelkactl()
         setRefrescoWeb updateNTP ejecutar_script sintonizarCanalTerr sintonizarCanalSat initInputScan statusInputScan
         getScanReport cancelInputScan scan getFPGASOC changeFPGASOC generarJSONWeb DlFicheroEsclavo RdFicheroEsclavo
         wrFicheroTablasSI configureSAPServer rdFicheroTablasSI rdFicheroResumen"
-    local options="-H --host -p --port -t --timeout -d --database --json -v --verbose -q --quiet --trace -h --help --version"
+    local options="-H --host -p --port -t --timeout -d --database --json -v --verbose -q --quiet --trace
+        --hosts -j --jobs --every --count --changes -h --help --version"
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     # Bash makes a word of the "=" in --option=value.
     if [ "$previous" = "=" ]; then
@@ -21,12 +22,12 @@ _nelkactl()
         mapfile -t COMPREPLY < <(compgen -A hostname -- "$current")
         return
         ;;
-    --input | --output)
+    --input | --output | --hosts)
         compopt -o filenames
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
         return
         ;;
-    -p | --port | -t | --timeout | -d | --database | --interval | --until | --frecuencia* | --parametro*)
+    -p | --port | -t | --timeout | -d | --database | -j | --jobs | --every | --count | --interval | --until | --frecuencia* | --parametro*)
         return
         ;;
     esac

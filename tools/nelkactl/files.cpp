@@ -147,17 +147,51 @@ std::vector<char> readFile(const std::string& path)
     }
 }
 
+namespace {
+
+// Processes that share a pipe or a file write more than a page in pieces. Where there are no locks, there are none.
+class LockedOutput {
+public:
+    LockedOutput()
+    {
+        whole.l_type = F_WRLCK;
+        whole.l_whence = SEEK_SET;
+        repeated([this] { return fcntl(STDOUT_FILENO, F_SETLKW, &whole); });
+    }
+    ~LockedOutput()
+    {
+        whole.l_type = F_UNLCK;
+        fcntl(STDOUT_FILENO, F_SETLK, &whole);
+    }
+    LockedOutput(const LockedOutput&) = delete;
+    LockedOutput& operator=(const LockedOutput&) = delete;
+
+    void write(std::string_view bytes) const
+    {
+        if (!writeAll(STDOUT_FILENO, bytes))
+            fail("write", "standard output");
+    }
+
+private:
+    struct flock whole = {};
+};
+
+} // namespace
+
 void writeToStandardOutput(std::string_view bytes)
 {
-    // Processes that share a pipe or a file write more than a page in pieces. Where there are no locks, there are none.
-    struct flock whole = {};
-    whole.l_type = F_WRLCK;
-    whole.l_whence = SEEK_SET;
-    repeated([&] { return fcntl(STDOUT_FILENO, F_SETLKW, &whole); });
-    if (!writeAll(STDOUT_FILENO, bytes))
-        fail("write", "standard output");
-    whole.l_type = F_UNLCK;
-    fcntl(STDOUT_FILENO, F_SETLK, &whole);
+    LockedOutput().write(bytes);
+}
+
+void writeToStandardOutput(std::string_view bytes, std::FILE* rest)
+{
+    const LockedOutput output;
+    output.write(bytes);
+    char piece[65536];
+    while (const std::size_t got = std::fread(piece, 1, sizeof piece, rest))
+        output.write({piece, got});
+    if (std::ferror(rest))
+        fail("read", "a temporary file");
 }
 
 OutputFile::OutputFile(std::string path) : target(std::move(path))

@@ -1,6 +1,7 @@
 // Byte blocks and texts on their way between files and the program.
 #pragma once
 
+#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +13,9 @@ std::vector<char> readFile(const std::string& path);
 
 /// Writes all of it to standard output, as one piece between those of other processes. Throws FileError, Interrupted.
 void writeToStandardOutput(std::string_view bytes);
+
+/// The same, and behind it the rest of a file.
+void writeToStandardOutput(std::string_view bytes, std::FILE* rest);
 
 /// A file to be replaced.
 class OutputFile {

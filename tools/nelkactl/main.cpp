@@ -14,6 +14,7 @@
 #include "call.h"
 #include "failure.h"
 #include "files.h"
+#include "fleet.h"
 #include "help.h"
 #include "interruption.h"
 #include "operations.h"
@@ -72,18 +73,29 @@ void run(const Operation& operation, const Options& options, Result& result)
     interruption::forget();
 }
 
-// What is asked for: help, the version, or a run of an operation, whose result it leaves.
-void obey(int argc, const char* const* argv, Options& options, Result& result)
+bool show(const std::string& text)
+{
+    writeToStandardOutput(text);
+    return false;
+}
+
+// What is asked for: help, the version, or an operation. False where no result is left to be told.
+bool obey(int argc, const char* const* argv, Options& options, Result& result)
 {
     readCommandLine(argc, argv, options);
     if (options.has(option::version))
-        return writeToStandardOutput("nelkactl " NELKANET_VERSION "\n");
+        return show("nelkactl " NELKANET_VERSION "\n");
     if (options.has(option::help) && options.operation.empty())
-        return writeToStandardOutput(generalHelp());
+        return show(generalHelp());
     const Operation& operation = operationNamed(options.operation);
     if (options.has(option::help))
-        return writeToStandardOutput(helpOn(operation));
+        return show(helpOn(operation));
+    if (asksMuch(options)) {
+        result.ending.kind = askMuch(operation, options);
+        return false;
+    }
     run(operation, options, result);
+    return true;
 }
 
 // Makes an ending of whatever ends an action early.
@@ -113,15 +125,16 @@ int main(int argc, char** argv)
     occupyStandardStreams();
     Options options;
     Result result;
-    settle(result.ending, [&] { obey(argc, argv, options, result); });
+    bool untold = true;
+    settle(result.ending, [&] { untold = obey(argc, argv, options, result); });
     result.operation = options.operation;
     result.host = options.host;
     result.port = options.port;
     settle(result.ending, [&] {
-        if (!options.has(option::help) && !options.has(option::version))
+        if (untold)
             writeToStandardOutput(options.has(option::json) ? resultLine(result) : readable(result.outputs));
     });
-    if (result.ending.kind != Kind::done && !options.has(option::quiet))
+    if (untold && result.ending.kind != Kind::done && !options.has(option::quiet))
         std::cerr << "nelkactl: " << inWords(result) << std::endl;
     return result.ending.exitStatus();
 }

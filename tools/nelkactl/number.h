@@ -11,20 +11,22 @@
 namespace nelkactl {
 
 template <typename Integer>
-std::string rangeOf(Integer lowest = std::numeric_limits<Integer>::min())
+std::string rangeOf(Integer lowest = std::numeric_limits<Integer>::min(),
+                    Integer highest = std::numeric_limits<Integer>::max())
 {
-    return std::to_string(lowest) + " to " + std::to_string(std::numeric_limits<Integer>::max());
+    return std::to_string(lowest) + " to " + std::to_string(highest);
 }
 
-/// Throws UsageError for any text that is not a decimal integer of that type, `lowest` or more.
+/// Throws UsageError for any text that is not a decimal integer of that type, `lowest` to `highest`.
 template <typename Integer>
-Integer decimal(const std::string& name, const std::string& text, Integer lowest = std::numeric_limits<Integer>::min())
+Integer decimal(const std::string& name, const std::string& text, Integer lowest = std::numeric_limits<Integer>::min(),
+                Integer highest = std::numeric_limits<Integer>::max())
 {
     Integer number = 0;
     const char* const end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || rest != end || number < lowest)
-        throw UsageError(name + " is an integer, " + rangeOf(lowest) + ", not '" + text + "'");
+    if (error != std::errc() || rest != end || number < lowest || number > highest)
+        throw UsageError(name + " is an integer, " + rangeOf(lowest, highest) + ", not '" + text + "'");
     return number;
 }
 

@@ -122,6 +122,14 @@ void readCommandLine(int argc, const char* const* argv, Options& options)
     if (options.has(option::help) || options.has(option::version))
         return;
 
+    options.timeout = option::timeout.in(options.given);
+    if (options.has(option::hosts)) {
+        if (typedHost)
+            throw UsageError("--host and --hosts exclude each other");
+        options.host.clear();
+        options.port = option::port.in(options.given);
+        return;
+    }
     const Address address = parseAddress(options.host);
     options.host = address.host;
     const bool portOfHost = address.port && (typedHost || !typedPort);
@@ -129,7 +137,6 @@ void readCommandLine(int argc, const char* const* argv, Options& options)
     if (portOfHost && typedPort && option::port.in(options.given) != options.port)
         throw UsageError("PORT is given twice, " + std::to_string(options.port) + " and "
                          + options.given.at(option::port.name));
-    options.timeout = option::timeout.in(options.given);
 }
 
 } // namespace nelkactl

@@ -14,11 +14,11 @@ struct Options {
     Given given; ///< every option
 
     // What those of every operation mean:
-    std::string host; ///< as it was typed until it is understood; then an IPv6 address has no brackets
+    std::string host; ///< as it was typed until it is understood; then an IPv6 address has no brackets; none of many
     unsigned short port = 0;
     unsigned short timeout = 0;
 
-    bool has(const Flag& flag) const { return flag.in(given); }
+    bool has(const Parameter& option) const { return given.contains(option.name); }
 };
 
 /// Throws UsageError; `options` then hold what was understood.

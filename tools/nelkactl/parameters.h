@@ -34,10 +34,10 @@ struct Soc {
 /// How a value is read; read() throws UsageError.
 template <typename Value>
 struct Reader {
-    static std::string range(auto... lowest) { return rangeOf<Value>(lowest...); }
-    static Value read(const std::string& name, const std::string& text, auto... lowest)
+    static std::string range(auto... bounds) { return rangeOf<Value>(bounds...); }
+    static Value read(const std::string& name, const std::string& text, auto... bounds)
     {
-        return decimal<Value>(name, text, lowest...);
+        return decimal<Value>(name, text, bounds...);
     }
 };
 
@@ -59,20 +59,20 @@ struct Reader<Soc> {
     static Soc read(const std::string& name, const std::string& text);
 };
 
-/// A parameter of a type, whose lowest value may be another than the type's.
-template <typename Value, Value... lowest>
+/// A parameter of a type, whose lowest and highest value may be others than the type's.
+template <typename Value, Value... bounds>
 struct Typed : Parameter {
     Typed(const char* name_, const char* meaning_, const char* whenAbsent_ = "", const char* letter_ = "")
-        : Parameter{name_, Reader<Value>::range(lowest...), meaning_, check, whenAbsent_, letter_}
+        : Parameter{name_, Reader<Value>::range(bounds...), meaning_, check, whenAbsent_, letter_}
     {
     }
 
-    static void check(const std::string& name, const std::string& text) { Reader<Value>::read(name, text, lowest...); }
+    static void check(const std::string& name, const std::string& text) { Reader<Value>::read(name, text, bounds...); }
 
     Value in(const Given& given) const
     {
         const auto found = given.find(name);
-        return Reader<Value>::read(name, found == given.end() ? whenAbsent : found->second, lowest...);
+        return Reader<Value>::read(name, found == given.end() ? whenAbsent : found->second, bounds...);
     }
 };
 
@@ -110,8 +110,17 @@ inline const Flag trace{"--trace", "write the XML that travels to standard error
 inline const Flag help{"--help", "tell about nelkactl, or about an operation", "-h"};
 inline const Flag version{"--version", "write the version"};
 
-inline const std::vector<Parameter> ofEveryOperation{host,    port,  timeout, database, json,
-                                                     verbose, quiet, trace,   help,     version};
+inline const Word hosts{"--hosts", "FILE", "ask each host that a file names; - is standard input"};
+inline const Typed<unsigned short, 1, 256> jobs{"--jobs", "how many hosts at once", "16", "-j"};
+inline const Typed<int, 1> every{"--every", "milliseconds from round to round"};
+inline const Typed<int, 1> count{"--count", "how many rounds, else until SIGINT"};
+inline const Flag changes{"--changes", "write only what differs from the round before"};
+
+/// Those by which one command makes many runs.
+inline const std::vector<Parameter> ofManyRuns{hosts, jobs, every, count, changes};
+
+inline const std::vector<Parameter> ofEveryOperation{host,  port, timeout, database, json,    verbose, quiet,  trace,
+                                                     hosts, jobs, every,   count,    changes, help,    version};
 
 // Options of some ---------------------------------------------------------------------------------------------------
 

@@ -78,7 +78,8 @@ std::string inWords(const Result& result)
 {
     std::string line;
     if (!result.operation.empty())
-        line = result.operation + " at " + result.host + " port " + std::to_string(result.port) + ": ";
+        line = result.operation
+               + (result.host.empty() ? "" : " at " + result.host + " port " + std::to_string(result.port)) + ": ";
     line += std::string(nameOf(result.ending.kind)) + ": " + result.ending.reason;
     for (char& c : line)
         if (static_cast<unsigned char>(c) < ' ' || c == 0x7f)

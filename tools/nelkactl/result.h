@@ -12,8 +12,8 @@ namespace nelkactl {
 using Json = nlohmann::ordered_json;
 
 struct Result {
-    std::string operation; ///< empty if none was named
-    std::string host;
+    std::string operation;   ///< empty if none was named
+    std::string host;        ///< empty if many were asked
     unsigned short port = 0; ///< 0 where none could be read
     Ending ending;
     double milliseconds = 0; ///< how long the call took
