@@ -1,12 +1,20 @@
 #include "xmlrpcserver.h"
 
+#include <atomic>
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <exception>
+#include <map>
+#include <mutex>
 
+#include <cxxabi.h>
+#include <fcntl.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <xmlrpc-c/server_abyss.h>
 
@@ -49,6 +57,56 @@ void processScreened(xmlrpc_env* env, void* registry, const char* document, std:
         xmlrpc_mem_block_free(*response);
 }
 
+struct Method {
+    XmlrpcServer::Handler handler;
+    void* userData;
+};
+
+// The methods of every server, by its registry. Beside the objects, because programs have their layout compiled in.
+std::mutex methodsGuard;
+std::multimap<const xmlrpc_registry*, Method> methods;
+
+// An exception that left a handler would unwind through xmlrpc-c, which leaves the connection open then.
+xmlrpc_value* callHandler(xmlrpc_env* env, xmlrpc_value* parameters, void* method, void* session)
+{
+    const Method& called = *static_cast<const Method*>(method);
+    try {
+        return called.handler(env, parameters, called.userData, session);
+    } catch (const abi::__forced_unwind&) {
+        throw; // the thread is being cancelled, which nobody may stop
+    } catch (const std::exception& error) {
+        xmlrpc_env_set_fault(env, XMLRPC_INTERNAL_ERROR, error.what());
+    } catch (...) {
+        xmlrpc_env_set_fault(env, XMLRPC_INTERNAL_ERROR, "the handler threw something that is no std::exception");
+    }
+    return nullptr;
+}
+
+// Whether the process can open the three descriptors that xmlrpc-c takes for a connection: the socket and a pipe.
+bool connectionFits()
+{
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        return false;
+    const int third = fcntl(ends[0], F_DUPFD_CLOEXEC, 0);
+    for (const int descriptor : {ends[0], ends[1], third})
+        if (descriptor >= 0)
+            close(descriptor);
+    return third >= 0;
+}
+
+std::atomic<bool> shortageLogged{false};
+
+// Descriptors come back when the application closes some: waits for that, but not so long that its loop stands still.
+// A signal ends the wait.
+void waitForDescriptors()
+{
+    constexpr int longestWaitMs = 100;
+    if (!shortageLogged.exchange(true))
+        logLine(LOG_ERR, "No free descriptor for a connection: connections wait until there is one");
+    poll(nullptr, 0, longestWaitMs);
+}
+
 } // namespace
 
 XmlrpcServer::XmlrpcServer() : server(), chanSwitch(nullptr), registry(nullptr), env(), serverCreated(false)
@@ -68,21 +126,29 @@ XmlrpcServer::~XmlrpcServer()
 {
     const LibraryCode inside;
     closePort();
-    if (registry)
+    if (registry) {
         xmlrpc_registry_free(registry);
+        const std::lock_guard<std::mutex> lock(methodsGuard);
+        methods.erase(registry);
+    }
     xmlrpc_env_clean(&env);
 }
 
 void XmlrpcServer::AddFunction(std::string name, Handler handler, void* userData)
 {
     const LibraryCode inside;
-    xmlrpc_method_info3 method = {};
-    method.methodName = name.c_str();
-    method.methodFunction = handler;
-    method.serverInfo = userData;
     // An environment that holds a fault already is never cleared: the method is not registered.
-    if (!env.fault_occurred)
+    if (!env.fault_occurred) {
+        const std::lock_guard<std::mutex> lock(methodsGuard);
+        const auto added = methods.insert({registry, {handler, userData}});
+        xmlrpc_method_info3 method = {};
+        method.methodName = name.c_str();
+        method.methodFunction = callHandler;
+        method.serverInfo = &added->second;
         xmlrpc_registry_add_method3(&env, registry, &method);
+        if (env.fault_occurred)
+            methods.erase(added);
+    }
     if (env.fault_occurred)
         logFault(env, __LINE__);
 }
@@ -141,8 +207,15 @@ bool XmlrpcServer::listening() const
 int XmlrpcServer::Run()
 {
     const LibraryCode inside;
-    if (listening())
-        ServerRunOnce(&server);
+    if (!listening())
+        return 0;
+    // Without a look beforehand xmlrpc-c prints a line on standard output and returns at once, again and again.
+    if (!connectionFits()) {
+        waitForDescriptors();
+        return 0;
+    }
+    shortageLogged = false;
+    ServerRunOnce(&server);
     return 0;
 }
 

@@ -21,7 +21,8 @@ namespace nelka {
 /// Single-threaded: Run() serves one connection after another, and handlers run, on the calling thread.
 class __attribute__((visibility("default"))) XmlrpcServer {
 public:
-    /// A handler returns a new reference to its reply, or records a fault in the environment and returns null. The
+    /// A handler returns a new reference to its reply, or records a fault in the environment and returns null. An
+    /// exception that it throws becomes a fault response with -500 and the exception's what(). The
     /// arguments are an XML-RPC array that stays the server's; the third parameter is the `userData` of
     /// AddFunction(), the fourth xmlrpc-c's call information, the Abyss session.
     typedef xmlrpc_value* (*Handler)(xmlrpc_env*, xmlrpc_value*, void*, void*);
@@ -47,8 +48,9 @@ public:
     /// Whether Start() opened its port.
     bool listening() const;
 
-    /// Waits for one connection and serves it, or returns when a signal arrives. Returns 0, at once while the server
-    /// is not listening.
+    /// Waits for one connection and serves it, or returns when a signal arrives that is caught. Returns 0, at once
+    /// while the server is not listening. When the process has no free descriptor for a connection, it logs one line
+    /// and returns after 100 ms or a signal.
     int Run();
 
     /// Makes the process ignore SIGPIPE, so that a client that goes away early is a failed write. Called by Start().

@@ -10,8 +10,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,6 +21,7 @@
 #include <netinet/in.h>
 #include <pthread.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -27,6 +30,7 @@
 #include "support/logrecorder.h"
 #include "support/ports.h"
 #include "support/scriptedslave.h"
+#include "support/shortage.h"
 #include "support/signals.h"
 #include "support/stopwatch.h"
 
@@ -248,6 +252,38 @@ TEST_F(Server, AnswersWithTheFaultThatAHandlerRecords)
     EXPECT_TRUE(contains(response, "not today"));
 }
 
+TEST_F(Server, AnswersWithAFaultThatSaysWhatAHandlerThrew)
+{
+    server.AddFunction(
+        "fail",
+        [](xmlrpc_env*, xmlrpc_value*, void*, void*) -> xmlrpc_value* { throw std::runtime_error("disk full"); },
+        nullptr);
+    start();
+    const std::string response = ask("fail");
+    expectFault(response, -500);
+    EXPECT_TRUE(contains(response, "disk full")) << response;
+}
+
+TEST_F(Server, AnswersWithAFaultWhenAHandlerThrowsSomethingElse)
+{
+    server.AddFunction(
+        "fail", [](xmlrpc_env*, xmlrpc_value*, void*, void*) -> xmlrpc_value* { throw 5; }, nullptr);
+    start();
+    expectFault(ask("fail"), -500);
+}
+
+TEST_F(Server, AnswersAfterAHandlerThatThrew)
+{
+    server.AddFunction(
+        "fail",
+        [](xmlrpc_env*, xmlrpc_value*, void*, void*) -> xmlrpc_value* { throw std::runtime_error("disk full"); },
+        nullptr);
+    server.AddFunction("RdHora", answer, &fifteen);
+    start();
+    ask("fail");
+    expectAnswer("RdHora", 15);
+}
+
 TEST_F(Server, AnswersAnUnknownMethodWithAFault)
 {
     start();
@@ -448,6 +484,88 @@ TEST_F(Server, ReturnsFromRunOnASignal)
     caller.join();
     EXPECT_TRUE(server.listening());
 }
+
+// Two descriptors are too few as well: a connection takes three.
+class ServerShortOfDescriptors : public Server, public ::testing::WithParamInterface<int> {
+protected:
+    void SetUp() override
+    {
+        Server::SetUp();
+        server.AddFunction("RdHora", answer, &fifteen);
+        start();
+        log.clear();
+        waiting.emplace(port);
+        waiting->say(post("/RPC2", methodCall("RdHora")));
+    }
+
+    std::optional<Peer> waiting;
+};
+
+TEST_P(ServerShortOfDescriptors, KeepsAConnectionUntilThereAreSome)
+{
+    {
+        const DescriptorShortage shortage(GetParam());
+        EXPECT_EQ(server.Run(), 0);
+    }
+    EXPECT_EQ(server.Run(), 0);
+    EXPECT_TRUE(contains(waiting->hear(), xml::i4(15)));
+}
+
+TEST_P(ServerShortOfDescriptors, DoesNotSpin)
+{
+    const DescriptorShortage shortage(GetParam());
+    const Stopwatch watch;
+    for (int runs = 0; runs < 5; ++runs)
+        EXPECT_EQ(server.Run(), 0);
+    EXPECT_GE(watch.elapsed(), 450ms);
+    EXPECT_LT(watch.elapsed(), 500ms + lateness());
+}
+
+TEST_P(ServerShortOfDescriptors, LogsOneLineForEachShortage)
+{
+    const Lines line{{LOG_ERR, "No free descriptor for a connection: connections wait until there is one"}};
+    server.Run(); // serves the one that waits
+    for (int times = 0; times < 2; ++times) {
+        {
+            const DescriptorShortage shortage(GetParam());
+            for (int runs = 0; runs < 3; ++runs)
+                server.Run();
+        }
+        EXPECT_EQ(log.lines(), line);
+        log.clear();
+        expectAnswer("RdHora", 15);
+    }
+}
+
+TEST_P(ServerShortOfDescriptors, WritesNothingOnStandardOutput)
+{
+    ::testing::internal::CaptureStdout();
+    {
+        const DescriptorShortage shortage(GetParam());
+        server.Run();
+        std::fflush(stdout);
+    }
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+}
+
+TEST_P(ServerShortOfDescriptors, ReturnsOnASignal)
+{
+    struct sigaction action = {};
+    action.sa_handler = ignoreSignal;
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGALRM, &action, nullptr);
+    const itimerval often = {{0, 5000}, {0, 5000}};
+    const DescriptorShortage shortage(GetParam());
+    setitimer(ITIMER_REAL, &often, nullptr);
+    const Stopwatch watch;
+    for (int runs = 0; runs < 20; ++runs)
+        EXPECT_EQ(server.Run(), 0);
+    EXPECT_LT(watch.elapsed(), 1s + lateness()); // 2 s without the signals
+    const itimerval never = {};
+    setitimer(ITIMER_REAL, &never, nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(, ServerShortOfDescriptors, ::testing::Values(0, 1, 2));
 
 struct Misbehaviour {
     const char* name;
