@@ -18,9 +18,14 @@ public:
     void execQuery(std::string, int& result, std::string, int) override { result = 7; }
 };
 
-xmlrpc_value* handler(xmlrpc_env*, xmlrpc_value*, void*, void*)
+// With the functions of xmlrpc-c that a handler calls, from each of the two libraries that they stand in.
+xmlrpc_value* handler(xmlrpc_env* env, xmlrpc_value* parameters, void*, void*)
 {
-    return nullptr;
+    xmlrpc_int32 number = 0;
+    xmlrpc_decompose_value(env, parameters, "(i)", &number);
+    if (number < 0)
+        xmlrpc_env_set_fault(env, XMLRPC_INDEX_ERROR, "no such number");
+    return env->fault_occurred ? nullptr : xmlrpc_build_value(env, "(i)", number);
 }
 
 int failures = 0;
