@@ -3,7 +3,7 @@
 
 #include <nelkadb/resultset.h>
 
-#include "filter.h"
+#include "screen.h"
 #include "support/operations.h"
 
 namespace {
@@ -19,7 +19,7 @@ bool holdsThePreset(const nelkadb::ResultSet& set)
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)
 {
     const char* xml = reinterpret_cast<const char*>(data);
-    if (fuzz::crashesTheDependency({xml, size}))
+    if (nelka::reasonToRefuse({xml, size}))
         return 0;
 
     xmlrpc_env parsing;
