@@ -308,6 +308,7 @@ void XmlrpcClient::interruptRpc(int signal)
 
 void XmlrpcClient::set_timer(unsigned short milliseconds)
 {
+    const LibraryCode inside;
     logLine(LOG_DEBUG, "INICIO ALARMA %i", static_cast<int>(milliseconds));
     startTimer(milliseconds);
 }

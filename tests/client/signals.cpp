@@ -1,0 +1,509 @@
+// Signals that land before, in and beside a call, and what the application does with them.
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <functional>
+#include <future>
+#include <thread>
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include "support/fixture.h"
+#include "support/interpose.h"
+#include "support/signals.h"
+#include "support/xmlrpcspy.h"
+
+using namespace support;
+using namespace std::chrono_literals;
+
+namespace {
+
+const auto tolerance = lateness();
+
+std::atomic<int> naps;
+void (*duringSetitimer)();
+
+} // namespace
+
+// What the library waits with, and its timers, pass here, because the program's symbols come before those of the C
+// library.
+extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* time, timespec* left)
+{
+    static const auto real = next<decltype(nanosleep)>("nanosleep");
+    ++naps;
+    return real(time, left);
+}
+
+extern "C" __attribute__((visibility("default"))) int sigtimedwait(const sigset_t* signals, siginfo_t* taken,
+                                                                   const timespec* time)
+{
+    static const auto real = next<decltype(sigtimedwait)>("sigtimedwait");
+    ++naps;
+    return real(signals, taken, time);
+}
+
+extern "C" __attribute__((visibility("default"))) int setitimer(__itimer_which_t which, const itimerval* value,
+                                                                itimerval* former) noexcept
+{
+    static const auto real = next<decltype(setitimer)>("setitimer");
+    if (duringSetitimer)
+        duringSetitimer();
+    return real(which, value, former);
+}
+
+namespace {
+
+// Does something in the log call of that number, counted from 0, and in no other.
+class DuringLogCall {
+public:
+    DuringLogCall(int number, std::function<void()> action)
+    {
+        left = number;
+        todo = std::move(action);
+        LogRecorder::duringLogCall = [] {
+            if (left-- == 0)
+                todo();
+        };
+    }
+    ~DuringLogCall() { LogRecorder::duringLogCall = nullptr; }
+    DuringLogCall(const DuringLogCall&) = delete;
+    DuringLogCall& operator=(const DuringLogCall&) = delete;
+
+private:
+    static inline std::atomic<int> left;
+    static inline std::function<void()> todo;
+};
+
+class Signals : public ClientTest {
+protected:
+    XmlrpcSpy spy;
+
+    void TearDown() override
+    {
+        duringSetitimer = nullptr;
+        std::signal(SIGINT, SIG_DFL);
+        ClientTest::TearDown();
+    }
+
+    void replyWell() { slave.play({replyArray({xml::i4(0)})}); }
+
+    // A call that fails at once and leaves its timer armed.
+    void fail(int timeout)
+    {
+        slave.play({serverError()});
+        client.updateNTP(timeout);
+        ASSERT_EQ(client.getFault(), -504);
+    }
+
+    // Takes a call that nobody answers to its end, which is to come at once.
+    void expectCutAtOnce()
+    {
+        slave.play({silence()});
+        const Stopwatch watch;
+        client.updateNTP(2000);
+        EXPECT_LT(watch.elapsed(), tolerance);
+        EXPECT_EQ(client.getFault(), -505);
+    }
+
+    void expectCutAtOnceBy(const std::function<void()>& action)
+    {
+        slave.play({silence()});
+        Stopwatch sent;
+        std::future<void> other = onceAsked(slave, [&] {
+            sent.restart();
+            action();
+        });
+        client.updateNTP(2000);
+        other.get();
+        EXPECT_LT(sent.elapsed(), tolerance);
+        EXPECT_EQ(client.getFault(), -505);
+    }
+
+    void expectAnswered()
+    {
+        replyWell();
+        client.updateNTP(ampleTimeout);
+        EXPECT_EQ(client.getFault(), 0);
+    }
+
+    std::ptrdiff_t count(const LogLine& line) const
+    {
+        const Lines lines = log.lines();
+        return std::count(lines.begin(), lines.end(), line);
+    }
+};
+
+sigset_t interrupts()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    return signals;
+}
+
+void passTime(std::chrono::milliseconds time)
+{
+    for (const Stopwatch watch; watch.elapsed() < time;)
+        poll(nullptr, 0, 1);
+}
+
+// SIGINT that the application holds back ---------------------------------------------------------------------------
+
+TEST_F(Signals, SigintHeldBackDuringACallIsReadFromItsDescriptor)
+{
+    const HoldingBack held({SIGINT});
+    const sigset_t signals = interrupts();
+    const int descriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+    ASSERT_GE(descriptor, 0);
+    slave.play({delayed(replyArray({xml::i4(0)}), 100ms)});
+    std::future<void> operatorsHand = onceAsked(slave, [] { kill(getpid(), SIGINT); });
+    client.updateNTP(ampleTimeout);
+    operatorsHand.get();
+    EXPECT_EQ(client.getFault(), 0);
+    signalfd_siginfo taken = {};
+    EXPECT_EQ(read(descriptor, &taken, sizeof taken), static_cast<ssize_t>(sizeof taken));
+    EXPECT_EQ(taken.ssi_signo, static_cast<unsigned>(SIGINT));
+    close(descriptor);
+    EXPECT_EQ(count(signalLine("SIGINT")), 0);
+}
+
+TEST_F(Signals, SigintHeldBackDuringACallGoesToTheThreadThatWaitsForIt)
+{
+    const HoldingBack held({SIGINT});
+    std::future<int> waiting = std::async(std::launch::async, [] {
+        const sigset_t signals = interrupts();
+        const timespec patience = {10, 0};
+        static const auto real = next<decltype(sigtimedwait)>("sigtimedwait");
+        return real(&signals, nullptr, &patience);
+    });
+    slave.play({delayed(replyArray({xml::i4(0)}), 100ms)});
+    std::future<void> operatorsHand = onceAsked(slave, [] { kill(getpid(), SIGINT); });
+    client.updateNTP(ampleTimeout);
+    operatorsHand.get();
+    EXPECT_EQ(client.getFault(), 0);
+    EXPECT_EQ(waiting.get(), SIGINT);
+}
+
+TEST_F(Signals, SigintHeldBackAroundATransactionComesAfterIt)
+{
+    {
+        const HoldingBack transaction({SIGINT});
+        slave.play({delayed(replyArray({xml::i4(0)}), 100ms)});
+        std::future<void> operatorsHand = onceAsked(slave, [] { kill(getpid(), SIGINT); });
+        client.updateNTP(ampleTimeout);
+        operatorsHand.get();
+        EXPECT_EQ(client.getFault(), 0);
+        EXPECT_EQ(count(signalLine("SIGINT")), 0);
+    }
+    EXPECT_EQ(log.lines().back(), signalLine("SIGINT"));
+}
+
+// interruptRpc() called from another thread ------------------------------------------------------------------------
+
+TEST_F(Signals, InterruptRpcOfAnotherThreadCutsACallWhileSigintIsIgnored)
+{
+    std::signal(SIGINT, SIG_IGN);
+    expectCutAtOnceBy([] { nelka::XmlrpcClient::interruptRpc(SIGINT); });
+    EXPECT_EQ(count(signalLine("SIGINT")), 1);
+}
+
+TEST_F(Signals, InterruptRpcOfAnotherThreadCutsACallWhileSigintHasItsDefaultAction)
+{
+    std::signal(SIGINT, SIG_DFL);
+    expectCutAtOnceBy([] { nelka::XmlrpcClient::interruptRpc(SIGINT); });
+    EXPECT_EQ(count(signalLine("SIGINT")), 1);
+}
+
+TEST_F(Signals, InterruptRpcOfAnotherThreadEndsNoProcessWhileSigalrmHasItsDefaultAction)
+{
+    std::signal(SIGALRM, SIG_DFL);
+    slave.play({delayed(replyArray({xml::i4(0)}), 100ms)});
+    std::future<void> other = onceAsked(slave, [] { nelka::XmlrpcClient::interruptRpc(SIGINT); });
+    client.updateNTP(0);
+    other.get();
+    EXPECT_EQ(client.getFault(), -505);
+}
+
+// Alarms that never come -------------------------------------------------------------------------------------------
+
+constexpr int shortTimeout = 20;
+
+void expectNoNap(nelka::XmlrpcClient& client)
+{
+    naps = 0;
+    client.updateNTP(ampleTimeout);
+    EXPECT_EQ(client.getFault(), 0);
+    EXPECT_EQ(naps, 0);
+}
+
+TEST_F(Signals, ACallAfterAnAlarmThatTheApplicationCancelledWaitsForNothing)
+{
+    fail(shortTimeout);
+    alarm(0);
+    passTime(2ms * shortTimeout);
+    replyWell();
+    expectNoNap(client);
+}
+
+TEST_F(Signals, ACallAfterAnAlarmThatTheApplicationTookOverWaitsForNothing)
+{
+    static std::atomic<bool> rung;
+    rung = false;
+    fail(shortTimeout);
+    std::signal(SIGALRM, [](int) { rung = true; });
+    for (const Stopwatch watch; !rung && watch.elapsed() < 10s;)
+        poll(nullptr, 0, 1);
+    replyWell();
+    expectNoNap(client);
+}
+
+TEST_F(Signals, TheFirstCallOfAForkedChildWaitsForNothing)
+{
+    fail(shortTimeout);
+    replyWell();
+    Child child([this] {
+        passTime(2ms * shortTimeout);
+        // The descriptor of the connection is shared with the parent.
+        nelka::XmlrpcClient own("127.0.0.1", slave.port(), "eth1", "app", "1.0");
+        if (own.init() != 0)
+            _exit(255);
+        naps = 0;
+        own.updateNTP(ampleTimeout);
+        _exit(own.getFault() == 0 ? naps.load() : 254);
+    });
+    EXPECT_EQ(child.end(30s), 0);
+}
+
+// Alarms from elsewhere --------------------------------------------------------------------------------------------
+
+// Ten times: leaves an alarm behind whose line another thread is still writing when the next call begins.
+class MisleadingAlarm : public Signals {
+protected:
+    void expectNoLateAlarmToCut(const std::function<void()>& leaveAlarm)
+    {
+        static pid_t slow;
+        slow = gettid();
+        std::atomic<int> cut = 0;
+        std::atomic<bool> done = false;
+        LogRecorder::duringLogCall = [] {
+            if (gettid() == slow)
+                passTime(10ms);
+        };
+        std::future<void> calls = apart([&] {
+            for (int i = 0; i < 10; ++i) {
+                leaveAlarm();
+                while (timerLeft() > 0ms) {
+                }
+                slave.play({delayed(replyArray({xml::i4(0)}), 40ms)});
+                client.updateNTP(ampleTimeout);
+                cut += client.getFault() != 0;
+            }
+            done = true;
+        });
+        while (!done) // this thread takes the alarms
+            poll(nullptr, 0, 100);
+        calls.get();
+        LogRecorder::duringLogCall = nullptr;
+        EXPECT_EQ(cut, 0);
+        EXPECT_GE(count(signalLine("SIGALRM")) + count(signalLine("SIGALRM", 1)), 10);
+    }
+};
+
+TEST_F(MisleadingAlarm, FromElsewhereIsNotTakenForThatOfTheTimer)
+{
+    expectNoLateAlarmToCut([this] {
+        fail(20);
+        nelka::XmlrpcClient::interruptRpc(SIGALRM);
+    });
+}
+
+TEST_F(MisleadingAlarm, OfEarlierTimersIsNotTakenForThatOfTheLast)
+{
+    expectNoLateAlarmToCut([this] {
+        for (int earlier = 0; earlier < 2; ++earlier) {
+            client.set_timer(1);
+            passTime(30ms);
+        }
+        client.set_timer(1);
+    });
+}
+
+// SIGINT at the beginning of a call --------------------------------------------------------------------------------
+
+constexpr int debugLine = 0, armingLine = 1;
+
+TEST_F(Signals, SigintInTheDebugLineOfACallIsLoggedAndDoesNotCutIt)
+{
+    const DuringLogCall sigint(debugLine, [] { std::raise(SIGINT); });
+    expectAnswered();
+    EXPECT_EQ(count(signalLine("SIGINT")), 1);
+}
+
+TEST_F(Signals, SigintInTheArmingLineOfACallCutsItAtOnce)
+{
+    const DuringLogCall sigint(armingLine, [] { std::raise(SIGINT); });
+    expectCutAtOnce();
+    EXPECT_EQ(log.linesWithoutNumbers(),
+              (Lines{debug("updateNTP"), armed(2000), signalLine("SIGINT"), timeoutLine("updateNTP")}));
+}
+
+TEST_F(Signals, SigintOfAnotherThreadInTheArmingLineOfACallCutsItAtOnce)
+{
+    const DuringLogCall sigint(armingLine, [] { std::async(std::launch::async, [] { std::raise(SIGINT); }).get(); });
+    expectCutAtOnce();
+    EXPECT_EQ(log.linesWithoutNumbers(),
+              (Lines{debug("updateNTP"), armed(2000), signalLine("SIGINT"), timeoutLine("updateNTP")}));
+}
+
+TEST_F(Signals, SigintWhileTheTimerOfACallIsSetCutsItAtOnce)
+{
+    duringSetitimer = [] {
+        duringSetitimer = nullptr;
+        std::raise(SIGINT);
+    };
+    expectCutAtOnce();
+}
+
+TEST_F(Signals, SigintOfAnotherThreadWhileTheTimerOfACallIsSetCutsItAtOnce)
+{
+    duringSetitimer = [] {
+        duringSetitimer = nullptr;
+        std::async(std::launch::async, [] { std::raise(SIGINT); }).get();
+    };
+    expectCutAtOnce();
+}
+
+TEST_F(Signals, SigintBeforeTheRequestIsSentCutsTheCallAtOnce)
+{
+    spy.beforeCall = [] { std::raise(SIGINT); };
+    expectCutAtOnce();
+}
+
+TEST_F(Signals, SigintOfAnotherThreadBeforeTheRequestIsSentCutsTheCallAtOnce)
+{
+    spy.beforeCall = [] { std::async(std::launch::async, [] { std::raise(SIGINT); }).get(); };
+    expectCutAtOnce();
+}
+
+TEST_F(Signals, InitOfAnotherObjectLeavesTheRunningCallToBeCut)
+{
+    nelka::XmlrpcClient other("127.0.0.1", slave.port(), "eth1", "app", "1.0");
+    spy.beforeCall = [&other] {
+        std::raise(SIGINT);
+        std::async(std::launch::async, [&other] { ASSERT_EQ(other.init(), 0); }).get();
+    };
+    expectCutAtOnce();
+}
+
+// Signals outside calls --------------------------------------------------------------------------------------------
+
+class SignalInSetTimer : public Signals, public ::testing::WithParamInterface<int> {
+protected:
+    const LogLine expected = signalLine(std::string("SIG") + sigabbrev_np(GetParam()));
+};
+
+TEST_P(SignalInSetTimer, HasItsLineOnceTheTimerIsSet)
+{
+    duringSetitimer = [] { std::raise(GetParam()); };
+    client.set_timer(60000);
+    EXPECT_EQ(log.lines(), (Lines{armed(60000), expected}));
+}
+
+TEST_P(SignalInSetTimer, OfAnotherThreadHasItsLineOnceTheTimerIsSet)
+{
+    duringSetitimer = [] { std::async(std::launch::async, [] { std::raise(GetParam()); }).get(); };
+    client.set_timer(60000);
+    EXPECT_EQ(log.lines(), (Lines{armed(60000), expected}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, SignalInSetTimer, ::testing::Values(SIGINT, SIGALRM),
+                         [](const auto& kind) { return std::string(sigabbrev_np(kind.param)); });
+
+// Threads that are inside syslog() themselves -----------------------------------------------------------------------
+
+// The lock of syslog() is not recursive: a thread that is inside and logs in a signal handler would wait for ever.
+class ApplicationsLog : public Signals {
+protected:
+    static inline thread_local int depth;
+    static inline std::atomic<int> nested;
+
+    void SetUp() override
+    {
+        Signals::SetUp();
+        nested = 0;
+        LogRecorder::duringLogCall = [] {
+            nested += depth++ > 0;
+            for (const Stopwatch watch; watch.elapsed() < 1ms;) {
+            }
+            --depth;
+        };
+    }
+
+    void TearDown() override
+    {
+        LogRecorder::duringLogCall = nullptr;
+        Signals::TearDown();
+    }
+};
+
+TEST_F(ApplicationsLog, IsLeftInPeaceByTheAlarmOfAnAnsweredCall)
+{
+    constexpr auto timeout = 20ms;
+    std::atomic<bool> done = false;
+    int answered = 0;
+    std::future<void> calls = apart([&] {
+        for (int i = 0; i < 200; ++i) {
+            slave.play({delayed(replyArray({xml::i4(0)}), timeout - 2ms + i % 4 * 1ms)});
+            client.updateNTP(timeout.count());
+            answered += client.getFault() == 0;
+            client.set_timer(0);
+        }
+        done = true;
+    });
+    while (!done)
+        syslog(LOG_INFO, "at work");
+    calls.get();
+    EXPECT_EQ(nested, 0);
+    EXPECT_GT(answered, 0);
+    EXPECT_GT(count(signalLine("SIGALRM")), 0);
+}
+
+// What the application can do --------------------------------------------------------------------------------------
+
+TEST_F(ApplicationsLog, IsLeftInPeaceAfterAFaultOnceTheTimerIsDisarmed)
+{
+    fail(1000);
+    client.set_timer(0);
+    for (const Stopwatch watch; watch.elapsed() < 1200ms;)
+        syslog(LOG_INFO, "at work");
+    EXPECT_EQ(nested, 0);
+    EXPECT_EQ(count(signalLine("SIGALRM")), 0);
+}
+
+TEST_F(ApplicationsLog, IsLeftInPeaceWhileBothSignalsAreHeldBack)
+{
+    fail(50);
+    {
+        const HoldingBack held({SIGALRM, SIGINT});
+        kill(getpid(), SIGINT);
+        while (pendingSignals() != std::set<int>{SIGALRM, SIGINT})
+            syslog(LOG_INFO, "at work");
+    }
+    EXPECT_EQ(nested, 0);
+    EXPECT_EQ(count(signalLine("SIGINT")) + count(signalLine("SIGINT", 1)), 1);
+    EXPECT_EQ(count(signalLine("SIGALRM")) + count(signalLine("SIGALRM", 1)), 1);
+}
+
+TEST_F(Signals, TheTimerThatIsDisarmedBeforeExecDoesNotEndTheProgram)
+{
+    Child child([this] {
+        fail(300);
+        client.set_timer(0);
+        execlp("sleep", "sleep", "0.6", static_cast<char*>(nullptr));
+    });
+    EXPECT_EQ(child.end(30s), 0);
+}
+
+} // namespace
