@@ -1,0 +1,197 @@
+// Alarms of earlier calls that come late, beside a log that takes its time. Built twice: a few alarms, and many.
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <future>
+#include <iostream>
+#include <ostream>
+#include <thread>
+
+#include <poll.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include "support/busythreads.h"
+#include "support/fixture.h"
+#include "support/signals.h"
+#include "support/xmlrpcspy.h"
+
+using namespace support;
+using namespace std::chrono_literals;
+
+namespace {
+
+// Every line takes that long.
+class SlowLog {
+public:
+    explicit SlowLog(std::chrono::milliseconds line)
+    {
+        length = line;
+        LogRecorder::duringLogCall = [] {
+            for (const Stopwatch watch; watch.elapsed() < length.load();)
+                poll(nullptr, 0, static_cast<int>(length.load().count()));
+        };
+    }
+    ~SlowLog() { LogRecorder::duringLogCall = nullptr; }
+    SlowLog(const SlowLog&) = delete;
+    SlowLog& operator=(const SlowLog&) = delete;
+
+private:
+    static inline std::atomic<std::chrono::milliseconds> length;
+};
+
+/// Which thread the kernel gives the alarms to.
+enum class Taker { caller, other, starved };
+
+struct Case {
+    Taker taker;
+    std::chrono::milliseconds line;
+    int alarms;
+};
+
+std::ostream& operator<<(std::ostream& out, const Case& each)
+{
+    switch (each.taker) {
+    case Taker::caller:
+        out << "Caller";
+        break;
+    case Taker::other:
+        out << "Other";
+        break;
+    case Taker::starved:
+        out << "Starved";
+        break;
+    }
+    return out << each.line.count() << "ms";
+}
+
+// The kernel gives an alarm to the main thread, unless that holds it back.
+class LateAlarm : public ClientTest, public ::testing::WithParamInterface<Case> {
+protected:
+    const ClosedPort closed;
+    nelka::XmlrpcClient lost{"127.0.0.1", closed.port(), "eth1", "app", "1.0"};
+    std::atomic<bool> done = false;
+    int cut = 0;
+    int calls = 0;
+    int alarms = 0;
+
+    void SetUp() override
+    {
+        ClientTest::SetUp();
+        ASSERT_EQ(lost.init(), 0);
+        slave.play({replyArray({xml::i4(0)})});
+    }
+
+    // A call that is refused leaves its alarm of a millisecond behind, and the next one begins about when it expires.
+    void provoke()
+    {
+        for (; alarms < GetParam().alarms && calls < 20 * GetParam().alarms; ++calls) {
+            log.clear();
+            lost.updateNTP(1);
+            const SlowLog slow(GetParam().line);
+            while (timerLeft() > std::chrono::microseconds(calls % 8)) {
+            }
+            client.updateNTP(ampleTimeout);
+            cut += client.getFault() != 0;
+            for (const LogLine& line : log.lines())
+                alarms += line.priority == LOG_NOTICE;
+        }
+        done = true;
+    }
+
+    void provokeInAnotherThread()
+    {
+        std::future<void> caller = apart([this] { provoke(); });
+        while (!done)
+            poll(nullptr, 0, 50);
+        caller.get();
+    }
+
+    void provokeBesideAStarvedOne()
+    {
+        const BusyThreads others(2 * std::thread::hardware_concurrency());
+        std::future<void> caller = apart([this] { provoke(); });
+        const sched_param none = {};
+        sched_setscheduler(0, SCHED_IDLE, &none);
+        while (!done) {
+        }
+        sched_setscheduler(0, SCHED_OTHER, &none);
+        caller.get();
+    }
+};
+
+TEST_P(LateAlarm, OfACallThatWasRefusedNeverCutsTheNextOne)
+{
+    switch (GetParam().taker) {
+    case Taker::caller:
+        provoke();
+        break;
+    case Taker::other:
+        provokeInAnotherThread();
+        break;
+    case Taker::starved:
+        provokeBesideAStarvedOne();
+        break;
+    }
+    std::cout << cut << " of " << calls << " calls cut, beside " << alarms << " late alarms\n";
+    EXPECT_EQ(cut, 0);
+    EXPECT_GE(alarms, GetParam().alarms);
+}
+
+INSTANTIATE_TEST_SUITE_P(Provoked, LateAlarm,
+                         ::testing::Values(Case{Taker::caller, 0ms, ALARMS}, Case{Taker::caller, 5ms, ALARMS},
+                                           Case{Taker::caller, 50ms, SLOW_ALARMS}, Case{Taker::other, 0ms, ALARMS},
+                                           Case{Taker::other, 5ms, ALARMS}, Case{Taker::other, 50ms, SLOW_ALARMS},
+                                           Case{Taker::starved, 0ms, ALARMS}, Case{Taker::starved, 5ms, ALARMS},
+                                           Case{Taker::starved, 50ms, SLOW_ALARMS}),
+                         ::testing::PrintToStringParamName());
+
+// Deadlines --------------------------------------------------------------------------------------------------------
+
+// A line takes longer than a call may be late.
+class DeadlineBesideASlowLog : public ClientTest {
+protected:
+    static constexpr auto timeout = 100ms;
+    static constexpr auto line = 600ms;
+
+    // How long xmlrpc-c was at work.
+    std::chrono::microseconds expire()
+    {
+        XmlrpcSpy spy;
+        Stopwatch watch;
+        std::chrono::microseconds taken{0};
+        spy.beforeCall = [&watch] { watch.restart(); };
+        spy.afterCall = [&] { taken = watch.elapsed(); };
+        slave.play({silence()});
+        const SlowLog slow(line);
+        client.updateNTP(timeout.count());
+        EXPECT_EQ(client.getFault(), -505);
+        return taken;
+    }
+};
+
+TEST_F(DeadlineBesideASlowLog, HoldsInTheThreadThatTakesTheAlarm)
+{
+    EXPECT_LT(expire(), timeout + lateness());
+}
+
+TEST_F(DeadlineBesideASlowLog, HoldsWhereAnotherThreadTakesTheAlarm)
+{
+    std::future<std::chrono::microseconds> taken = std::async(std::launch::async, [this] { return expire(); });
+    EXPECT_LT(taken.get(), timeout + lateness());
+}
+
+TEST_F(DeadlineBesideASlowLog, HoldsWhereAThreadThatLogsTakesTheAlarm)
+{
+    std::atomic<bool> done = false;
+    std::future<std::chrono::microseconds> taken = std::async(std::launch::async, [&] {
+        const auto time = expire();
+        done = true;
+        return time;
+    });
+    while (!done)
+        syslog(LOG_INFO, "at work");
+    EXPECT_LT(taken.get(), timeout + lateness());
+}
+
+} // namespace
