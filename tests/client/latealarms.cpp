@@ -82,15 +82,18 @@ protected:
         slave.play({replyArray({xml::i4(0)})});
     }
 
-    // A call that is refused leaves its alarm of a millisecond behind, and the next one begins about when it expires.
+    // A call that is refused leaves its alarm behind, which comes anywhere between the beginning of the next one and
+    // its arming two lines later.
     void provoke()
     {
+        const std::chrono::milliseconds timeout = 1ms + 2 * GetParam().line;
         for (; alarms < GetParam().alarms && calls < 20 * GetParam().alarms; ++calls) {
             log.clear();
-            lost.updateNTP(1);
+            lost.updateNTP(static_cast<int>(timeout.count()));
             const SlowLog slow(GetParam().line);
-            while (timerLeft() > std::chrono::microseconds(calls % 8)) {
-            }
+            const auto left = std::chrono::microseconds(calls % 8) + calls % 8 * GetParam().line / 4;
+            while (timerLeft() > left)
+                poll(nullptr, 0, timerLeft() > left + 2ms);
             client.updateNTP(ampleTimeout);
             cut += client.getFault() != 0;
             for (const LogLine& line : log.lines())
