@@ -100,6 +100,13 @@ static_assert(std::atomic<Nanoseconds>::is_always_lock_free, "a handler takes no
 /// How often the library is entered on this thread's stack. The model makes it readable from a signal handler.
 thread_local volatile std::sig_atomic_t libraryDepth __attribute__((tls_model("initial-exec"))) = 0;
 
+const timespec aMoment = {0, 100'000};
+
+void waitAMoment()
+{
+    nanosleep(&aMoment, nullptr);
+}
+
 Nanoseconds now()
 {
     timespec time = {};
@@ -170,13 +177,17 @@ void writeLine(int signal, int flag)
                static_cast<unsigned int>(signal));
 }
 
-bool writeNextRecord()
+bool writeNextRecord(bool waits)
 {
     if (state().load().place == firstRecord)
         return false;
-    const Record record = records[firstRecord % recordCount].exchange(0);
+    // A handler in another thread may have its place and not have stored its record.
+    std::atomic<Record>& next = records[firstRecord % recordCount];
+    for (const Nanoseconds start = now(); waits && next == 0 && now() - start < handlerPatience;)
+        waitAMoment();
+    const Record record = next.exchange(0);
     if (record == 0)
-        return false; // its handler, in another thread, has yet to store it
+        return false;
     firstRecord = (firstRecord + 1) % places;
     writeLine(static_cast<int>(record >> 2), static_cast<int>(record >> 1 & 1U));
     return true;
@@ -196,7 +207,6 @@ void writeSurplus()
 bool becomeWriter(bool waits)
 {
     const pid_t self = getpid();
-    const timespec pause = {0, 100'000};
     for (const Nanoseconds start = now();;) {
         pid_t other = 0;
         if (writer.compare_exchange_strong(other, self)
@@ -204,7 +214,7 @@ bool becomeWriter(bool waits)
             return true;
         if (!waits || now() - start > handlerPatience)
             return false;
-        nanosleep(&pause, nullptr);
+        waitAMoment();
     }
 }
 
@@ -214,11 +224,30 @@ void writeRecords(bool waits)
     for (unsigned rounds = 0; rounds < 2 && anyRecord() && becomeWriter(waits); ++rounds) {
         // A signal that ends a write to the log twice over would lose the line.
         const BlockedSignals blocked;
-        for (unsigned lines = 0; lines < recordCount && writeNextRecord(); ++lines) {
+        for (unsigned lines = 0; lines < recordCount && writeNextRecord(waits); ++lines) {
         }
         writeSurplus();
         writer = 0;
     }
+}
+
+void enterLibrary()
+{
+    libraryDepth = libraryDepth + 1;
+}
+
+/// Writes what has been recorded, where this leaves the library for good. What lands between the last look at the
+/// records and the end of the mark needs another round.
+void leaveLibrary(bool waits)
+{
+    for (int rounds = 0; libraryDepth == 1 && rounds < 2; ++rounds) {
+        writeRecords(waits);
+        libraryDepth = 0;
+        if (!anyRecord())
+            return;
+        libraryDepth = 1;
+    }
+    libraryDepth = libraryDepth - 1;
 }
 
 // The handler's steps ------------------------------------------------------------------------------------------
@@ -262,36 +291,41 @@ void credit(State& s, bool late)
 
 void writeAtOnce(int signal, int flag)
 {
-    libraryDepth = 1;
+    enterLibrary();
+    writeRecords(false); // those of before
     {
         const BlockedSignals blocked;
         writeLine(signal, flag);
     }
-    libraryDepth = 0;
-    writeRecords(false);
+    leaveLibrary(false);
 }
 
 // What a call ends with ----------------------------------------------------------------------------------------
 
-/// Waits, if at all, no longer than that for a signal that is pending for this thread or for the process, and handles
-/// it: another thread may have been chosen for it that gets no processor.
-void handlePendingAlarm(Nanoseconds longest)
+/// Waits a moment for an alarm that is pending for this thread or for the process, and handles it: another thread may
+/// have been chosen for it that gets no processor.
+void handlePendingAlarm()
 {
     const sigset_t alarm = only(SIGALRM);
-    const timespec timeout = {0, static_cast<long>(longest)};
-    if (sigtimedwait(&alarm, nullptr, &timeout) == SIGALRM)
+    if (sigtimedwait(&alarm, nullptr, &aMoment) == SIGALRM)
         interrupt(SIGALRM);
 }
 
-/// Waits until `settled` says so of the state. `patience` says of a state how long it may last.
+/// Waits until `settled` says so of the state, or for as long as `patience` says of it, and returns the state on which
+/// it decided. An alarm that does not get here is not waited for.
 template <typename Settled, typename Patience>
-void await(Settled settled, Patience patience)
+State await(Settled settled, Patience patience)
 {
-    if (settled(state().load()) || !alarmsGetHere())
-        return;
+    State s = state().load();
+    if (settled(s))
+        return s;
+    const bool alarms = alarmsGetHere();
     const Nanoseconds start = now();
-    while (!settled(state().load()) && now() - start < patience(state().load()))
-        handlePendingAlarm(millisecond / 10);
+    while (!settled(s) && (alarms || s.recording > 0) && now() - start < patience(s)) {
+        alarms ? handlePendingAlarm() : waitAMoment();
+        s = state().load();
+    }
+    return s;
 }
 
 bool alarmSent(const State& s)
@@ -351,14 +385,12 @@ void end(std::uint32_t number)
         return s.number != number || (s.recording == 0 && s.wakeUp != wakeUpSent && !alarmSent(s));
     };
     State last = {};
+    State after;
     do {
-        await(settled, patienceWith);
-        last = state().load();
-        State after = last;
+        // The call ends on the very state that was found settled: no handler has begun since.
+        last = after = await(settled, patienceWith);
         after.running = 0;
-        if (last.number != number || state().compare_exchange_strong(last, after))
-            return;
-    } while (true);
+    } while (last.number == number && !state().compare_exchange_strong(last, after));
 }
 
 } // namespace
@@ -372,17 +404,12 @@ BlockedSignals::BlockedSignals() : former()
 
 LibraryCode::LibraryCode()
 {
-    libraryDepth = libraryDepth + 1;
+    enterLibrary();
 }
 
 LibraryCode::~LibraryCode()
 {
-    if (libraryDepth == 1)
-        writeRecords(true);
-    libraryDepth = libraryDepth - 1;
-    // A signal that landed before that line and after the one above it.
-    if (libraryDepth == 0 && anyRecord())
-        writeRecords(true);
+    leaveLibrary(true);
 }
 
 RunningCall::RunningCall() : formerMask(), number()
