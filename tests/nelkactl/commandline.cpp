@@ -298,7 +298,7 @@ TEST_F(Nelkactl, HelpHasALineForEachOperationInFamiliesAndTheExitStatuses)
         EXPECT_GT(place, last) << family;
         last = place;
     }
-    for (const char* status : {"0 done", "1 the slave", "2 usage", "3 transport", "4 time-out", "5 interrupted"})
+    for (const char* status : {"0 done", "1 the slave", "2 usage", "3 transport", "4 time-out", "SIGINT"})
         EXPECT_NE(finished.out.find(status), std::string::npos) << status;
 }
 
@@ -355,10 +355,9 @@ TEST_F(Nelkactl, CompletesOperationsAndTheirOptions)
         return finished.out;
     };
     EXPECT_EQ(completed("nelkactl sinto", "1"), "sintonizarCanalTerr sintonizarCanalSat ");
-    EXPECT_EQ(
-        completed("nelkactl -p 1 --json scan 1 --", "6"),
+    EXPECT_EQ(completed("nelkactl -p 1 --json scan 1 --", "6"),
               "--host --port --timeout --database --json --verbose --quiet --trace --hosts --jobs --every --count "
-              "--changes --help --version --interval --until ");
+              "--changes --help --version --interval --until --retry ");
     EXPECT_EQ(completed("nelkactl rdFicheroResumen --o", "2"), "--output ");
     EXPECT_EQ(completed("nelkactl sampleadd --o", "2"), " ");
 }
@@ -373,6 +372,48 @@ TEST_F(Nelkactl, FailureIsOneLineOfWords)
     EXPECT_EQ(answered({xml::i4(3)}, {"updateNTP"}).err, "nelkactl: updateNTP at 127.0.0.1 port "
                                                              + std::to_string(slave.port())
                                                              + ": refused: the slave's status is 3\n");
+}
+
+TEST_F(Nelkactl, FailureHasItsReasonInWords)
+{
+    const auto reason = [this](const std::optional<Step>& step, const Words& words) {
+        if (step)
+            slave.play({*step});
+        const std::string line = type(words).err;
+        const std::size_t start = line.find(": faulted: ");
+        return start == std::string::npos ? line : line.substr(start + 11, line.find(" (") - start - 11);
+    };
+    const Step tooLarge = replyArray({xml::i4(0), xml::text(std::string(1'048'576, 'x'))});
+    const Step answer = replyArray({xml::i4(0)});
+    const std::string nameOfLongLabel(64, 'x'); // that no resolver is asked about
+    EXPECT_EQ(reason({}, {"updateNTP", "-H", nameOfLongLabel}), "the name does not resolve");
+    EXPECT_EQ(reason({}, {"updateNTP", "-p", std::to_string(ClosedPort().port())}), "nobody listens there");
+    EXPECT_EQ(reason(resetAfterRequest(), {"updateNTP"}), "the connection was cut");
+    EXPECT_EQ(reason(cutAt(answer, 0, Step::Then::close), {"updateNTP"}), "the connection was cut");
+    EXPECT_EQ(reason(cutAt(answer, answer.bytes.size() - 9, Step::Then::close), {"updateNTP"}),
+              "the connection was cut");
+    EXPECT_EQ(reason(serverError(), {"updateNTP"}), "what answers there is no slave");
+    EXPECT_EQ(reason(ok("<html/>"), {"updateNTP"}), "the reply is no XML-RPC");
+    EXPECT_EQ(reason(tooLarge, {"generarJSONWeb", "1"}), "the reply is larger than 1 MiB");
+    EXPECT_EQ(reason({}, {"ejecutar_script", "\xff"}), "a text is not valid UTF-8, or has a character beyond U+FFFD");
+    EXPECT_EQ(reason({}, {"DlFicheroEsclavo", "x"}), "no DlFicheroEsclavo can ever be sent");
+}
+
+TEST_F(Nelkactl, FailureSaysThatNoWayLeadsToTheHost)
+{
+    const Words alone{"/usr/bin/unshare", "--map-root-user", "--net"};
+    if (run(alone + Words{"/bin/true"}).status != 0)
+        GTEST_SKIP() << "no right to make a network namespace";
+    EXPECT_NE(run(alone + Words{NELKACTL, "-H", "10.1.2.3", "updateNTP"}).err.find(": no route to the host"),
+              std::string::npos);
+}
+
+TEST_F(Nelkactl, VerboseRefusalSaysWhatTheStatusMeansOfTheSimulatedSlave)
+{
+    EXPECT_NE(answered({xml::i4(4)}, {"updateNTP", "-v"}).err.find("status is 4 (nelkaslave's storage error)\n"),
+              std::string::npos);
+    EXPECT_TRUE(answered({xml::i4(5)}, {"updateNTP", "-v"}).err.ends_with("status is 5\n"));
+    EXPECT_TRUE(answered({xml::i4(4)}, {"updateNTP"}).err.ends_with("status is 4\n"));
 }
 
 TEST_F(Nelkactl, QuietFailureSaysNothing)

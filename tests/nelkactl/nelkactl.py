@@ -3,11 +3,15 @@
 import json
 import os
 import pty
+import re
 import select
+import signal
 import socketserver
 import subprocess
 import sys
+import termios
 import threading
+import time
 import xmlrpc.server
 
 PATIENCE = 30
@@ -58,11 +62,12 @@ def scanning_slave(*statuses):
 class Terminal:
     """nelkactl in the foreground of a terminal of its own; its standard output is elsewhere."""
 
-    def __init__(self, port, *words):
+    def __init__(self, port, *words, columns=80):
         self.shown = b""
         out, self.out = os.pipe(), b""
         self.child, self.screen = pty.fork()
         if self.child == 0:
+            termios.tcsetwinsize(2, (24, columns))
             os.dup2(out[1], 1)
             os.execv(NELKACTL, [NELKACTL, "-p", str(port), *words])
         os.close(out[1])
@@ -82,6 +87,10 @@ class Terminal:
     def await_text(self, text):
         while text not in self.shown:
             assert self.read(), self.shown
+
+    def bars(self):
+        """The progress bars that it was shown, one after another."""
+        return [piece[:-3] for piece in self.shown.decode().split("\r") if len(piece) > 3 and piece.endswith("\033[K")]
 
     def press(self, key):
         os.write(self.screen, key)
@@ -119,12 +128,37 @@ def a_terminal_sees_a_progress_bar_that_goes_away():
     terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", "10")
     assert terminal.finish() == 0, terminal.shown
     assert terminal.out == b"idScan: 7\nstatus: 100\nreport: tres canales\n", terminal.out
-    bars = [bar for bar in terminal.shown.decode().split("\r") if bar.startswith("[")]
-    assert bars == [
-        "[" + "." * 40 + "]   0 of 100\033[K",
-        "[" + "#" * 20 + "." * 20 + "]  50 of 100\033[K",
-    ], bars
+    assert [bar.split(",")[0] for bar in terminal.bars()] == [
+        "[" + "." * 68 + "] 0 of 100",
+        "[" + "#" * 28 + "." * 28 + "] 50 of 100",
+    ], terminal.bars()
     assert screen(terminal.shown) == [""], screen(terminal.shown)
+
+
+def a_progress_bar_fits_any_terminal():
+    for columns in (200, 40, 10, 2):
+        slave = scanning_slave(0, 5, 50, 100)
+        terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", "10", columns=columns)
+        assert terminal.finish() == 0, terminal.shown
+        bars = terminal.bars()
+        assert len(bars) == 3 and max(map(len, bars)) == columns - 1, (columns, bars)
+        assert (columns < 40) != any("#" in bar for bar in bars), (columns, bars)
+
+
+def a_progress_bar_shows_the_time_that_is_left():
+    polls = []
+
+    def status(*_):
+        polls.append(time.monotonic())
+        return [1000 if len(polls) == 5 else int((polls[-1] - polls[0]) * 100)]
+
+    slave = Slave(InitInputScan=lambda *_: [7], StatusInputScan=status, getScanReport=lambda *_: [0, ""])
+    terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", "300", "--until", "1000", columns=40)
+    assert terminal.finish() == 0, terminal.shown
+    bars = [re.search("([0-9]+) of 1000(?:, 0:([0-9]{2}) left)?$", bar) for bar in terminal.bars()]
+    assert bars[0][2] is None, terminal.bars()
+    for bar in bars[1:]:
+        assert abs((1000 - int(bar[1])) / 100 - int(bar[2])) <= 1, terminal.bars()
 
 
 def no_terminal_sees_no_progress_bar():
@@ -137,13 +171,13 @@ def no_terminal_sees_no_progress_bar():
     assert (done.returncode, done.stderr) == (0, b""), done
 
 
-def the_log_takes_the_place_of_the_progress_bar():
+def words_take_the_place_of_the_progress_bar():
     slave = scanning_slave(50, -3)
     terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", "10")
     assert terminal.finish() == 1, terminal.shown
     assert b"[####" in terminal.shown, terminal.shown
     lines = screen(terminal.shown)
-    assert lines[0].endswith(": refused: the slave's status is -3"), lines
+    assert lines[0].endswith(": refused: the slave's status is -3; the scan is cancelled"), lines
     assert not any("[#" in line for line in lines), lines
 
 
@@ -152,10 +186,10 @@ def an_interrupt_key_cancels_the_scan():
     terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", "10", "--json")
     terminal.await_text(b" 30 of 100")
     terminal.press(b"\x03")
-    assert terminal.finish() == 5, terminal.shown
+    assert terminal.finish() == -signal.SIGINT, terminal.shown
     assert slave.calls[-1] == "CancelInputScan", slave.calls
     assert json.loads(terminal.out)["ending"] == "interrupted", terminal.out
-    assert "interrupted: SIGINT, the scan is cancelled" in screen(terminal.shown)[-2], terminal.shown
+    assert "interrupted: SIGINT; the scan is cancelled" in screen(terminal.shown)[-2], terminal.shown
 
 
 def xargs(lines, *words):

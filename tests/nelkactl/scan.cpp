@@ -1,8 +1,12 @@
 // nelkactl: interruption, a whole scan, a terminal, and many slaves.
+#include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -31,18 +35,18 @@ void interruptReader(Program& program)
     });
     program.signal(SIGINT);
     const Finished finished = program.finish();
-    EXPECT_EQ(finished.status, 5) << finished;
+    EXPECT_EQ(finished.status, -SIGINT) << finished;
     EXPECT_NE(finished.lastWords().find(": interrupted: SIGINT"), std::string::npos) << finished;
 }
 
-TEST_F(Nelkactl, EndsWithFiveWhenItIsInterruptedWhileItReads)
+TEST_F(Nelkactl, DiesOfSigintWhileItReads)
 {
     Program program(command({"wrFicheroTablasSI", "1", "2", "--input", "-"}), environment(), std::nullopt);
     interruptReader(program);
     EXPECT_TRUE(slave.requests().empty());
 }
 
-TEST_F(Nelkactl, EndsWithFiveWhenItIsInterruptedWhileItReadsAPipeThatNobodyWritesTo)
+TEST_F(Nelkactl, DiesOfSigintWhileItReadsAPipeThatNobodyWritesTo)
 {
     ASSERT_EQ(mkfifo(file().c_str(), 0600), 0);
     Program program(command({"wrFicheroTablasSI", "1", "2", "--input", "{file}"}), environment());
@@ -50,7 +54,7 @@ TEST_F(Nelkactl, EndsWithFiveWhenItIsInterruptedWhileItReadsAPipeThatNobodyWrite
     EXPECT_TRUE(slave.requests().empty());
 }
 
-TEST_F(Nelkactl, EndsWithFiveWhenItIsInterruptedWhileAnotherProcessWritesToItsOutput)
+TEST_F(Nelkactl, DiesOfSigintWhileAnotherProcessWritesToItsOutput)
 {
     const int output = open(file().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
     ASSERT_EQ(lockf(output, F_LOCK, 0), 0);
@@ -61,9 +65,53 @@ TEST_F(Nelkactl, EndsWithFiveWhenItIsInterruptedWhileAnotherProcessWritesToItsOu
     });
     program.signal(SIGINT);
     const Finished finished = program.finish();
-    EXPECT_EQ(finished.status, 5) << finished;
+    EXPECT_EQ(finished.status, -SIGINT) << finished;
     EXPECT_EQ(contents(file()), "");
     close(output);
+}
+
+TEST_F(Nelkactl, DiesOfTheSignalThatEndsIt)
+{
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        slave.play({silence()});
+        Program program(command({"updateNTP", "--json", "-t", "30000"}), environment());
+        slave.awaitRequests(1);
+        program.signal(signal);
+        const Finished finished = program.finish();
+        EXPECT_EQ(finished.status, -signal) << finished;
+        EXPECT_EQ(essence(finished.out), R"({"operation":"updateNTP","ending":"interrupted","fault":-505})");
+        EXPECT_TRUE(finished.err.ends_with(std::string(": interrupted: SIG") + sigabbrev_np(signal) + "\n"))
+            << finished;
+    }
+}
+
+TEST_F(Nelkactl, EndsTheLoopOfAShellByItsSigint)
+{
+    slave.play({silence()});
+    // Of what catches a SIGINT and exits, a shell thinks that it has dealt with it, and goes on.
+    Program shell({"/bin/bash", "-c", "for i in 1 2; do " NELKACTL " updateNTP -t 30000; done; echo went on"},
+                  environment());
+    slave.awaitRequests(1);
+    const std::string children =
+        "/proc/" + std::to_string(shell.pid()) + "/task/" + std::to_string(shell.pid()) + "/children";
+    kill(std::stoi(contents(children)), SIGINT);
+    shell.signal(SIGINT);
+    const Finished finished = shell.finish();
+    EXPECT_EQ(finished.status, -SIGINT) << finished;
+    EXPECT_EQ(finished.out, "");
+    EXPECT_EQ(slave.requests().size(), 1U);
+}
+
+TEST_F(Nelkactl, KeepsIgnoringWhatItWasStartedToIgnore)
+{
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        slave.play({delayed(replyArray({xml::i4(0)}), std::chrono::milliseconds(100))});
+        const std::string name = sigabbrev_np(signal);
+        Program program({"/bin/sh", "-c", "trap '' " + name + "; exec " NELKACTL " updateNTP"}, environment());
+        slave.awaitRequests(1);
+        program.signal(signal);
+        EXPECT_EQ(program.finish().status, 0) << name;
+    }
 }
 
 // A whole scan -----------------------------------------------------------------------------------------------------
@@ -104,54 +152,101 @@ TEST_F(NelkactlScan, IsDoneAtTheStatusAskedFor)
     EXPECT_EQ(procedures().size(), 3U);
 }
 
-TEST_F(NelkactlScan, ThatIsRefusedEndsWithOne)
+TEST_F(NelkactlScan, RefusalOfItsStartEndsWithOne)
 {
     slave.play({replyArray({xml::i4(-2)})});
     const Finished finished = type(words);
     EXPECT_EQ(finished.status, 1) << finished;
     EXPECT_EQ(essence(finished.out), R"({"operation":"scan","ending":"refused","fault":-2})");
+    EXPECT_EQ(procedures(), (Words{"InitInputScan"}));
 }
 
-TEST_F(NelkactlScan, EndsWithOneAtANegativeStatus)
+const Words startPollCancel{"InitInputScan", "StatusInputScan", "CancelInputScan"};
+
+TEST_F(NelkactlScan, NegativeStatusEndsWithOneAndCancels)
 {
-    slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(50)}), replyArray({xml::i4(-3)})});
+    slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(-3)}), replyArray({xml::i4(0)})});
     const Finished finished = type(words);
     EXPECT_EQ(finished.status, 1) << finished;
     EXPECT_EQ(essence(finished.out), R"({"operation":"scan","ending":"refused","fault":-3,"idScan":7,"status":-3})");
-    EXPECT_EQ(procedures(), (Words{"InitInputScan", "StatusInputScan", "StatusInputScan"}));
+    EXPECT_TRUE(finished.err.ends_with(": refused: the slave's status is -3; the scan is cancelled\n")) << finished;
+    EXPECT_EQ(procedures(), startPollCancel);
 }
 
-TEST_F(NelkactlScan, ThatTakesTooLongToAnswerEndsWithFour)
+TEST_F(NelkactlScan, LostPollsAreTriedAgain)
 {
-    slave.play({replyArray({xml::i4(7)}), silence()});
+    const Step status = replyArray({xml::i4(50)});
+    slave.play({replyArray({xml::i4(7)}), silence(), resetAfterRequest(), serverError(), status, silence(), silence(),
+                silence(), replyArray({xml::i4(100)}), silence(), replyArray({xml::i4(0), xml::text("r")})});
+    const Finished finished = type(words + Words{"-t", "50"});
+    EXPECT_EQ(finished.status, 0) << finished;
+    EXPECT_EQ(essence(finished.out),
+              R"({"operation":"scan","ending":"done","fault":0,"idScan":7,"status":100,"report":"r"})");
+    EXPECT_EQ(finished.err, "");
+}
+
+TEST_F(NelkactlScan, GivesUpAfterTheRetriesAndCancels)
+{
+    for (const auto& [retries, polls] : {std::pair{Words{}, 4}, {{"--retry", "1"}, 2}, {{"--retry", "0"}, 1}}) {
+        std::vector<Step> script(1 + static_cast<std::size_t>(polls), silence());
+        script.front() = replyArray({xml::i4(7)});
+        script.push_back(replyArray({xml::i4(0)}));
+        slave.play(script);
+        const Finished finished = type(words + Words{"-t", "50"} + retries);
+        EXPECT_EQ(finished.status, 4) << finished;
+        EXPECT_EQ(essence(finished.out), R"({"operation":"scan","ending":"timed out","fault":-505,"idScan":7})");
+        EXPECT_TRUE(finished.err.ends_with(": timed out: no answer within 50 ms; the scan is cancelled\n")) << finished;
+        EXPECT_EQ(std::count(finished.err.begin(), finished.err.end(), '\n'), 1);
+        EXPECT_EQ(procedures().size(), static_cast<std::size_t>(polls) + 2);
+        EXPECT_EQ(procedures().back(), "CancelInputScan");
+    }
+}
+
+TEST_F(NelkactlScan, FaultResponseToAPollIsNotTriedAgain)
+{
+    slave.play({replyArray({xml::i4(7)}), replyFault(-504, "no"), replyArray({xml::i4(0)})});
+    const Finished finished = type(words);
+    EXPECT_EQ(finished.status, 3) << finished;
+    EXPECT_EQ(procedures(), startPollCancel);
+}
+
+TEST_F(NelkactlScan, StartThatIsNotAnsweredIsCancelled)
+{
+    slave.play({silence(), replyArray({xml::i4(0)})});
     const Finished finished = type(words + Words{"-t", "50"});
     EXPECT_EQ(finished.status, 4) << finished;
     EXPECT_EQ(essence(finished.out), R"({"operation":"scan","ending":"timed out","fault":-505})");
+    EXPECT_EQ(procedures(), (Words{"InitInputScan", "CancelInputScan"}));
 }
 
-TEST_F(NelkactlScan, WhoseReportIsNoTextEndsWithThree)
+TEST_F(NelkactlScan, ReportThatIsNoTextEndsWithThree)
 {
     slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(100)}), replyArray({xml::i4(0)})});
     const Finished finished = type(words);
     EXPECT_EQ(finished.status, 3) << finished;
-    EXPECT_EQ(essence(finished.out), R"({"operation":"scan","ending":"faulted","fault":-502})");
+    EXPECT_EQ(essence(finished.out), R"({"operation":"scan","ending":"faulted","fault":-502,"idScan":7,"status":100})");
+    EXPECT_EQ(procedures(), (Words{"InitInputScan", "StatusInputScan", "getScanReport"}));
 }
 
-TEST_F(NelkactlScan, ThatIsInterruptedInACallIsCancelledOnTheSlave)
+TEST_F(NelkactlScan, SignalInACallCancels)
 {
-    slave.play({replyArray({xml::i4(7)}), silence(), replyArray({xml::i4(0)})});
-    Program program(command(words), environment());
-    slave.awaitRequests(2);
-    program.signal(SIGINT);
-    const Finished finished = program.finish();
-    EXPECT_EQ(finished.status, 5) << finished;
-    EXPECT_EQ(essence(finished.out), R"({"operation":"scan","ending":"interrupted","fault":-505})");
-    EXPECT_NE(finished.lastWords().find(": interrupted: SIGINT, the scan is cancelled"), std::string::npos) << finished;
-    EXPECT_EQ(procedures(), (Words{"InitInputScan", "StatusInputScan", "CancelInputScan"}));
-    EXPECT_EQ(slave.calls().at(2).parameters, (Words{"i4 1"}));
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        slave.play({replyArray({xml::i4(7)}), silence(), replyArray({xml::i4(0)})});
+        Program program(command(words), environment());
+        slave.awaitRequests(2);
+        program.signal(signal);
+        const Finished finished = program.finish();
+        EXPECT_EQ(finished.status, -signal) << finished;
+        EXPECT_EQ(essence(finished.out), R"({"operation":"scan","ending":"interrupted","fault":-505,"idScan":7})");
+        EXPECT_TRUE(finished.err.ends_with(std::string(": interrupted: SIG") + sigabbrev_np(signal)
+                                           + "; the scan is cancelled\n"))
+            << finished;
+        EXPECT_EQ(procedures(), startPollCancel);
+        EXPECT_EQ(slave.calls().at(2).parameters, (Words{"i4 1"}));
+    }
 }
 
-TEST_F(NelkactlScan, ThatIsInterruptedBetweenCallsIsCancelledOnTheSlave)
+TEST_F(NelkactlScan, SignalBetweenCallsCancels)
 {
     slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(0)})});
     Program program(command({"scan", "1", "2", "3", "--interval", "60000", "-v"}), environment());
@@ -159,20 +254,20 @@ TEST_F(NelkactlScan, ThatIsInterruptedBetweenCallsIsCancelledOnTheSlave)
         answered += program.errorLine().ends_with("INICIO ALARMA 0");
     program.signal(SIGINT);
     const Finished finished = program.finish();
-    EXPECT_EQ(finished.status, 5) << finished;
+    EXPECT_EQ(finished.status, -SIGINT) << finished;
     EXPECT_EQ(finished.err.find("TIMEOUT POR SIGNAL"), std::string::npos) << finished;
-    EXPECT_EQ(procedures(), (Words{"InitInputScan", "StatusInputScan", "CancelInputScan"}));
+    EXPECT_EQ(procedures(), startPollCancel);
 }
 
-TEST_F(NelkactlScan, ThatCannotBeCancelledSaysSo)
+TEST_F(NelkactlScan, CancellationThatFailsIsTold)
 {
     slave.play({replyArray({xml::i4(7)}), silence(), replyArray({xml::i4(4)})});
     Program program(command(words), environment());
     slave.awaitRequests(2);
     program.signal(SIGINT);
     const Finished finished = program.finish();
-    EXPECT_EQ(finished.status, 5) << finished;
-    EXPECT_NE(finished.lastWords().find("the scan could not be cancelled: the slave's status is 4"), std::string::npos)
+    EXPECT_EQ(finished.status, -SIGINT) << finished;
+    EXPECT_TRUE(finished.err.ends_with("SIGINT; the scan could not be cancelled: the slave's status is 4\n"))
         << finished;
 }
 
@@ -188,8 +283,9 @@ TEST_P(NelkactlScript, Succeeds)
 
 INSTANTIATE_TEST_SUITE_P(Nelkactl, NelkactlScript,
                          ::testing::Values("a_terminal_sees_a_progress_bar_that_goes_away",
-                                           "no_terminal_sees_no_progress_bar",
-                                           "the_log_takes_the_place_of_the_progress_bar",
+                                           "no_terminal_sees_no_progress_bar", "a_progress_bar_fits_any_terminal",
+                                           "a_progress_bar_shows_the_time_that_is_left",
+                                           "words_take_the_place_of_the_progress_bar",
                                            "an_interrupt_key_cancels_the_scan", "fifty_slaves_answer_in_whole_lines",
                                            "long_lines_of_many_processes_stay_whole"),
                          [](const auto& instance) { return std::string(instance.param); });

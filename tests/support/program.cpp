@@ -81,11 +81,20 @@ Program::Program(const std::vector<std::string>& command, const std::vector<std:
     posix_spawn_file_actions_adddup2(&actions, outEnds[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, errEnds[1], STDERR_FILENO);
 
+    // Whoever starts the tests may ignore signals, and a program keeps ignoring them.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t every;
+    sigfillset(&every);
+    posix_spawnattr_setsigdefault(&attributes, &every);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+
     std::vector<std::string> words = command;
     std::vector<std::string> entries = withOwnEnvironment(environment);
-    const int error = posix_spawn(&child, command.front().c_str(), &actions, nullptr, pointers(words).data(),
+    const int error = posix_spawn(&child, command.front().c_str(), &actions, &attributes, pointers(words).data(),
                                   pointers(entries).data());
     posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
     close(inEnds[0]);
     close(outEnds[1]);
     close(errEnds[1]);

@@ -1,9 +1,10 @@
 #include "call.h"
 
 #include <memory>
-#include <string_view>
 
+#include "failure.h"
 #include "interruption.h"
+#include "reason.h"
 
 namespace nelkactl {
 
@@ -12,6 +13,15 @@ namespace {
 struct Release {
     void operator()(xmlrpc_value* value) const { xmlrpc_DECREF(value); }
 };
+
+std::string reasonOfStatus(int status, bool verbose)
+{
+    static const char* const meanings[] = {"not found", "bad argument", "database error", "storage error"};
+    std::string words = "the slave's status is " + std::to_string(status);
+    if (verbose && status >= 1 && status <= 4)
+        words += std::string(" (nelkaslave's ") + meanings[status - 1] + ")";
+    return words;
+}
 
 std::optional<OutputFile> outputFile(const Given& given)
 {
@@ -26,10 +36,10 @@ std::optional<OutputFile> outputFile(const Given& given)
 
 } // namespace
 
-Call::Call(nelka::XmlrpcClient& client_, const Given& given_)
-    : client(client_), timeout(option::timeout.in(given_)),
+Call::Call(nelka::XmlrpcClient& client_, const Options& options_, const Given& given_)
+    : client(client_), timeout(options_.timeout),
       input(given_.contains(option::input.name) ? readFile(option::input.in(given_)) : std::vector<char>()),
-      file(outputFile(given_)), given(given_)
+      file(outputFile(given_)), options(options_), given(given_)
 {
 }
 
@@ -94,45 +104,29 @@ void Call::output(const Block& block)
         output("bytes", block.value.size());
 }
 
-namespace {
-
-std::string kindOf(const xmlrpc_env& env)
-{
-    // A slave may answer with any code; xmlrpc-c marks such an answer in words only.
-    if (std::string_view(env.fault_string).starts_with("RPC failed at server."))
-        return "fault response";
-    switch (env.fault_code) {
-    case XMLRPC_NETWORK_ERROR:
-        return "transport fault";
-    case XMLRPC_TYPE_ERROR:
-    case XMLRPC_INDEX_ERROR:
-    case XMLRPC_PARSE_ERROR:
-    case XMLRPC_LIMIT_EXCEEDED_ERROR:
-        return "bad reply";
-    default:
-        return "protocol fault";
-    }
-}
-
-} // namespace
-
 Ending Call::ending() const
 {
+    if (conclusion)
+        return *conclusion;
     const xmlrpc_env& env = client.environment();
     const int fault = client.getFault();
-    if (!env.fault_occurred) {
-        if (fault != 0)
-            return {Kind::refused, fault, "the slave's status is " + std::to_string(fault)};
-        return {};
-    }
-    // Fault state -505 without a signal is a fault response of the slave's own choice.
-    if (fault == XMLRPC_TIMEOUT_ERROR && interruption::seen())
-        return {Kind::interrupted, fault, "SIGINT"};
-    if (fault == XMLRPC_TIMEOUT_ERROR && interruption::alarmSeen())
+    if (!env.fault_occurred)
+        return fault == 0 ? Ending{} : Ending{Kind::refused, fault, reasonOfStatus(fault, has(option::verbose))};
+    if (fault == XMLRPC_TIMEOUT_ERROR && !isFaultResponse(env)) {
+        if (interruption::seen())
+            return {Kind::interrupted, fault, interruption::name()};
         return {Kind::timedOut, fault, "no answer within " + std::to_string(timeout) + " ms"};
+    }
     // What a result set does not take is no fault of the call, but there is no result.
-    return {Kind::faulted, fault != 0 ? fault : env.fault_code,
-            kindOf(env) + ": " + env.fault_string + " (" + std::to_string(env.fault_code) + ")"};
+    return {Kind::faulted, fault != 0 ? fault : env.fault_code, reasonOf(env, options)};
+}
+
+bool Call::lost() const
+{
+    const Kind kind = ending().kind;
+    const xmlrpc_env& env = client.environment();
+    return kind == Kind::timedOut
+           || (kind == Kind::faulted && env.fault_code == XMLRPC_NETWORK_ERROR && !isFaultResponse(env));
 }
 
 } // namespace nelkactl

@@ -3,12 +3,14 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <nelkanet/xmlrpclient.h>
 
 #include "ending.h"
 #include "files.h"
+#include "options.h"
 #include "parameters.h"
 #include "result.h"
 
@@ -44,7 +46,7 @@ class Call {
 public:
     /// Reads the file of `--input` and looks whether that of `--output` can be written, where they are given. Throws
     /// UsageError, FileError, Interrupted.
-    Call(nelka::XmlrpcClient& client, const Given& given);
+    Call(nelka::XmlrpcClient& client, const Options& options, const Given& given);
 
     nelka::XmlrpcClient& client;
     const int timeout;
@@ -74,14 +76,20 @@ public:
     /// Writes the file too; says how long the block is unless it went to standard output.
     void output(const Block& block);
 
-    /// How the last call ended.
+    /// How the last call ended, unless something else is how the run ends.
     Ending ending() const;
+    void conclude(Ending ending) { conclusion = std::move(ending); }
+
+    /// Whether no answer to the last call came: the time-out passed, or the transport failed.
+    bool lost() const;
 
     const Json& results() const { return outputs; }
 
 private:
+    const Options& options;
     const Given given;
     Json outputs = Json::object();
+    std::optional<Ending> conclusion;
 };
 
 } // namespace nelkactl

@@ -27,7 +27,7 @@ _nelkactl()
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
         return
         ;;
-    -p | --port | -t | --timeout | -d | --database | -j | --jobs | --every | --count | --interval | --until | --frecuencia* | --parametro*)
+    -p | --port | -t | --timeout | -d | --database | -j | --jobs | --every | --count | --interval | --until | --retry | --frecuencia* | --parametro*)
         return
         ;;
     esac
@@ -52,7 +52,7 @@ _nelkactl()
             --parametroComun --parametroSat3 --parametroSat4"
         ;;
     scan)
-        options+=" --interval --until"
+        options+=" --interval --until --retry"
         ;;
     wrFicheroTablasSI | configureSAPServer)
         options+=" --input"

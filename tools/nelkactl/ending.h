@@ -5,8 +5,9 @@
 
 namespace nelkactl {
 
-/// The numbers are the exit statuses.
-enum class Kind { done = 0, refused = 1, unusable = 2, faulted = 3, timedOut = 4, interrupted = 5 };
+/// The numbers are the exit statuses, but for a run that is interrupted: it dies of its signal, and a shell makes this
+/// number of a SIGINT.
+enum class Kind { done = 0, refused = 1, unusable = 2, faulted = 3, timedOut = 4, interrupted = 130 };
 
 /// "timed out", as it stands in a result line.
 const char* nameOf(Kind kind);

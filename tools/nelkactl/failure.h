@@ -16,9 +16,9 @@ struct FileError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// A SIGINT. The remark says what became of what it interrupted.
+/// A signal that asks for the end. The words name it, and say what became of what it interrupted.
 struct Interrupted : std::runtime_error {
-    explicit Interrupted(const std::string& remark = "SIGINT") : std::runtime_error(remark) {}
+    using std::runtime_error::runtime_error;
 };
 
 } // namespace nelkactl

@@ -52,7 +52,7 @@ std::string generalHelp()
     return text
            + "\nExit status: 0 done; 1 the slave reported an error status; 2 usage, or a file\n"
              "that cannot be read or written; 3 transport, protocol or decoding fault;\n"
-             "4 time-out; 5 interrupted.\n";
+             "4 time-out. SIGINT, SIGTERM and SIGHUP end it as if it did not catch them.\n";
 }
 
 std::string helpOn(const Operation& operation)

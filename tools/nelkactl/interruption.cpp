@@ -6,6 +6,8 @@
 #include <ctime>
 #include <system_error>
 
+#include <poll.h>
+
 #include <nelkanet/xmlrpclient.h>
 
 #include "failure.h"
@@ -14,12 +16,14 @@ namespace nelkactl::interruption {
 
 namespace {
 
-std::atomic<bool> interruptCame{false};
-std::atomic<bool> alarmCame{false};
-static_assert(std::atomic<bool>::is_always_lock_free);
+constexpr int asksForTheEnd[] = {SIGINT, SIGTERM, SIGHUP};
 
-// A SIGINT that lands between the last look at it and the wait that it is meant for, in the library's call or in a
-// read(), would be lost: it is sent again until it has been dealt with.
+std::atomic<int> firstSignal{0};
+std::atomic<bool> came{false};
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
+
+// A signal that lands between the last look at it and the wait that it is meant for, in the library's call or in a
+// read(), would be lost: another follows it, again and again, until it has been dealt with.
 timer_t reminder;
 
 void remind(long nanoseconds)
@@ -31,44 +35,39 @@ void remind(long nanoseconds)
 extern "C" void handle(int signal)
 {
     const int savedErrno = errno;
-    if (signal == SIGALRM)
-        alarmCame = true;
-    else if (!interruptCame.exchange(true))
+    int none = 0;
+    firstSignal.compare_exchange_strong(none, signal);
+    if (!came.exchange(true))
         remind(100'000'000);
-    nelka::XmlrpcClient::interruptRpc(signal);
+    nelka::XmlrpcClient::interruptRpc(SIGINT); // the only one of them that the library knows
     errno = savedErrno;
 }
 
-void installHandlers()
+sigset_t watched;
+bool interruptIgnored = false;
+
+bool isIgnored(int signal)
 {
     struct sigaction action = {};
-    action.sa_handler = handle;
-    sigemptyset(&action.sa_mask);
-    for (const int signal : {SIGINT, SIGALRM})
-        sigaction(signal, &action, nullptr);
+    sigaction(signal, nullptr, &action);
+    return action.sa_handler == SIG_IGN;
 }
 
-sigset_t setOf(std::initializer_list<int> signals)
+void install(int signal, void (*handler)(int))
 {
-    sigset_t set;
-    sigemptyset(&set);
-    for (const int signal : signals)
-        sigaddset(&set, signal);
-    return set;
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
 }
 
 class Blocked {
 public:
-    explicit Blocked(std::initializer_list<int> signals)
-    {
-        const sigset_t set = setOf(signals);
-        pthread_sigmask(SIG_BLOCK, &set, &former);
-    }
+    Blocked() { pthread_sigmask(SIG_BLOCK, &watched, &former); }
     ~Blocked() { pthread_sigmask(SIG_SETMASK, &former, nullptr); }
     Blocked(const Blocked&) = delete;
     Blocked& operator=(const Blocked&) = delete;
 
-private:
     sigset_t former;
 };
 
@@ -76,59 +75,70 @@ private:
 
 void watch()
 {
+    interruptIgnored = isIgnored(SIGINT);
     sigevent event = {};
     event.sigev_notify = SIGEV_SIGNAL;
-    event.sigev_signo = SIGINT;
+    event.sigev_signo = interruptIgnored ? SIGTERM : SIGINT;
     if (timer_create(CLOCK_MONOTONIC, &event, &reminder) != 0)
         throw std::system_error(errno, std::generic_category(), "timer_create");
-    installHandlers();
-    // A program may have been started with them held back.
-    const sigset_t both = setOf({SIGINT, SIGALRM});
-    pthread_sigmask(SIG_UNBLOCK, &both, nullptr);
+    sigemptyset(&watched);
+    for (const int signal : asksForTheEnd) {
+        sigaddset(&watched, signal);
+        if (!isIgnored(signal))
+            install(signal, handle);
+    }
+    // A program may have been started with them blocked.
+    pthread_sigmask(SIG_UNBLOCK, &watched, nullptr);
 }
 
 int initialised(nelka::XmlrpcClient& client)
 {
-    const Blocked held{SIGINT, SIGALRM};
+    const Blocked blocked;
     const int result = client.init();
-    installHandlers();
+    install(SIGINT, interruptIgnored ? SIG_IGN : handle);
     return result;
 }
 
 bool seen()
 {
-    return interruptCame;
-}
-
-bool alarmSeen()
-{
-    return alarmCame;
+    return came;
 }
 
 void check()
 {
     if (seen())
-        throw Interrupted();
+        throw Interrupted(name());
 }
 
 void forget()
 {
     remind(0);
-    interruptCame = false;
-    alarmCame = false;
+    came = false;
 }
 
 void pause(std::chrono::milliseconds time)
 {
-    const Blocked held{SIGINT};
+    const Blocked blocked;
     check();
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
     timespec limit = {};
     limit.tv_sec = static_cast<time_t>(seconds.count());
     limit.tv_nsec = static_cast<long>(std::chrono::nanoseconds(time - seconds).count());
-    const sigset_t interrupt = setOf({SIGINT});
-    if (sigtimedwait(&interrupt, nullptr, &limit) == SIGINT)
-        throw Interrupted();
+    ppoll(nullptr, 0, &limit, &blocked.former);
+    check();
+}
+
+const char* name()
+{
+    return firstSignal == SIGTERM ? "SIGTERM" : firstSignal == SIGHUP ? "SIGHUP" : "SIGINT";
+}
+
+void die()
+{
+    if (firstSignal == 0)
+        return;
+    install(firstSignal, SIG_DFL);
+    raise(firstSignal);
 }
 
 } // namespace nelkactl::interruption

@@ -1,4 +1,4 @@
-// SIGINT and SIGALRM beside the library, which does not tell one from the other.
+// The signals that ask a run to end: SIGINT, SIGTERM and SIGHUP.
 #pragma once
 
 #include <chrono>
@@ -9,24 +9,29 @@ class XmlrpcClient;
 
 namespace nelkactl::interruption {
 
-/// Takes over both signals. init() of a client installs the library's handlers in their place, so this comes first
-/// and initialised() makes the calls of init().
+/// Takes the signals over, but for those that the process was started to ignore. init() of a client installs the
+/// library's handler of SIGINT in its place, so this comes first and initialised() makes the calls of init().
 void watch();
 
 /// client.init(), during which no signal is lost. Returns its result.
 int initialised(nelka::XmlrpcClient& client);
 
-/// Whether a SIGINT, or the alarm of a time-out, has come since the start or the last forget().
+/// Whether one of the signals has come since the start or the last forget().
 bool seen();
-bool alarmSeen();
 
 /// Throws Interrupted if seen().
 void check();
 
-/// Begins anew: what has come has been dealt with.
+/// Lets the run go on: what has come has been dealt with.
 void forget();
 
-/// Waits that long; throws Interrupted as soon as a SIGINT comes.
+/// Waits that long; throws Interrupted as soon as it is asked to end.
 void pause(std::chrono::milliseconds time);
+
+/// "SIGINT": the first signal that came.
+const char* name();
+
+/// Ends the process by that signal, if one came, as if it had never been caught: a shell then ends its loop too.
+void die();
 
 } // namespace nelkactl::interruption

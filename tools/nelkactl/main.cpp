@@ -61,7 +61,7 @@ void run(const Operation& operation, const Options& options, Result& result)
 
     nelka::XmlrpcClient client(hostInUrl(options.host), options.port, "", "nelkactl", NELKANET_VERSION);
     client.dbName = option::database.in(given);
-    Call call(client, given);
+    Call call(client, options, given);
     const auto start = std::chrono::steady_clock::now();
     result.ending = perform(operation, call);
     result.milliseconds = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
@@ -70,6 +70,8 @@ void run(const Operation& operation, const Options& options, Result& result)
     // The alarm of a call that failed is still to come; nothing that follows is to be cut short by it.
     if (result.ending.kind != Kind::done)
         client.set_timer(0);
+    if (interruption::seen() && result.ending.kind == Kind::done)
+        result.ending = {Kind::interrupted, 0, std::string(interruption::name()) + " as the answer came"};
     interruption::forget();
 }
 
@@ -136,5 +138,7 @@ int main(int argc, char** argv)
     });
     if (untold && result.ending.kind != Kind::done && !options.has(option::quiet))
         std::cerr << "nelkactl: " << inWords(result) << std::endl;
+    if (result.ending.kind == Kind::interrupted)
+        interruption::die();
     return result.ending.exitStatus();
 }

@@ -223,10 +223,10 @@ std::vector<Family> allFamilies()
              {"cancelInputScan", {entrada}, {}, "",
               "Stops the scan that runs on an input", "",
               [](Call& call) { call.client.cancelInputScan(call.value(entrada), call.timeout); }},
-             {"scan", {entrada, tipoScan, bandaScan}, {option::interval, option::until},
+             {"scan", {entrada, tipoScan, bandaScan}, {option::interval, option::until, option::retry},
               "idScan, status (the last poll's), report",
               "Starts a scan, waits for its end and reports",
-              "A negative status ends it; SIGINT cancels it on the slave.",
+              "A negative status ends it. Whatever ends it early, it is cancelled on the slave.",
               scan},
          }},
 

@@ -137,6 +137,7 @@ inline const Typed<std::uint16_t> parametroSat3{"--parametroSat3", "passed on", 
 inline const Typed<std::uint16_t> parametroSat4{"--parametroSat4", "passed on", "0"};
 
 inline const Typed<int, 1> interval{"--interval", "milliseconds between polls", "500"};
+inline const Typed<int, 0> retry{"--retry", "how often a lost poll is tried again", "3"};
 inline const Typed<int, 0> until{"--until", "the status that ends the scan", "100"};
 
 inline const Word input{"--input", "FILE", "the block to send; - is standard input"};

@@ -1,50 +1,31 @@
 #include "scan.h"
 
-#include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <string>
-
-#include <unistd.h>
 
 #include "failure.h"
 #include "interruption.h"
+#include "progress.h"
 
 namespace nelkactl {
 
 namespace {
 
-/// On standard error, if that is a terminal. The cursor stays at the start of its line, so that a line of the log
-/// takes its place.
-class ProgressBar {
-public:
-    explicit ProgressBar(bool wanted) : shown(wanted && isatty(STDERR_FILENO)) {}
-    ~ProgressBar() { clear(); }
-    ProgressBar(const ProgressBar&) = delete;
-    ProgressBar& operator=(const ProgressBar&) = delete;
-
-    void show(int status, int until)
-    {
-        if (!shown)
+// Makes a call that changes nothing, and again where no answer to it comes.
+template <typename Ask>
+void persist(Call& call, const Ask& ask)
+{
+    for (int retries = call.value(option::retry);; --retries) {
+        ask();
+        interruption::check();
+        if (!call.lost() || retries == 0)
             return;
-        constexpr int width = 40;
-        const double share = until > 0 ? std::clamp(static_cast<double>(status) / until, 0.0, 1.0) : 1.0;
-        const int filled = static_cast<int>(share * width);
-        std::fprintf(stderr, "\r[%s%s] %3d of %d\033[K\r", std::string(static_cast<std::size_t>(filled), '#').c_str(),
-                     std::string(static_cast<std::size_t>(width - filled), '.').c_str(), status, until);
+        interruption::pause(std::chrono::milliseconds(call.value(option::interval)));
     }
+}
 
-    void clear() const
-    {
-        if (shown)
-            std::fputs("\r\033[K", stderr);
-    }
-
-private:
-    const bool shown;
-};
-
-void follow(Call& call)
+// Returns whether the slave has done with the scan, or never began it.
+bool follow(Call& call)
 {
     nelka::XmlrpcClient& client = call.client;
     const int entrada = call.value(argument::entrada);
@@ -55,40 +36,39 @@ void follow(Call& call)
     client.initInputScan(entrada, call.value(argument::tipoScan), idScan, call.value(argument::bandaScan),
                          call.timeout);
     interruption::check();
-    if (call.ending().kind != Kind::done)
-        return;
+    if (const Ending ending = call.ending(); ending.kind != Kind::done)
+        return ending.kind != Kind::timedOut;
+    call.output("idScan", idScan);
 
-    int status = 0;
     for (;; interruption::pause(std::chrono::milliseconds(call.value(option::interval)))) {
-        client.statusInputScan(entrada, idScan, status, call.timeout);
-        interruption::check();
+        int status = 0;
+        persist(call, [&] { client.statusInputScan(entrada, idScan, status, call.timeout); });
         if (!call.answered())
-            return;
-        if (status < 0 || status >= until)
+            return false;
+        call.output("status", status);
+        if (status < 0)
+            return false;
+        if (status >= until)
             break;
         progress.show(status, until);
     }
 
     Text report;
-    if (status >= 0) {
-        int reportStatus = 0;
-        client.getScanReport(entrada, idScan, report.value, reportStatus, call.timeout);
-        if (!call.answered())
-            interruption::check();
-    }
-    call.output("idScan", idScan);
-    call.output("status", status);
+    int reportStatus = 0;
+    persist(call, [&] { client.getScanReport(entrada, idScan, report.value, reportStatus, call.timeout); });
     call.output("report", report);
+    return true;
 }
 
-// Tells the slave that nobody waits for this scan any more.
-[[noreturn]] void cancel(Call& call)
+// Tells the slave that nobody waits for the scan any more; what came of that is part of the reason.
+Ending cancelled(Call& call, Ending ending)
 {
     interruption::forget();
     call.client.cancelInputScan(call.value(argument::entrada), call.timeout);
-    const Ending ending = call.ending();
-    throw Interrupted(ending.kind == Kind::done ? "SIGINT, the scan is cancelled"
-                                                : "SIGINT, the scan could not be cancelled: " + ending.reason);
+    const Ending end = call.ending();
+    ending.reason +=
+        end.kind == Kind::done ? "; the scan is cancelled" : "; the scan could not be cancelled: " + end.reason;
+    return ending;
 }
 
 } // namespace
@@ -96,9 +76,10 @@ void follow(Call& call)
 void scan(Call& call)
 {
     try {
-        follow(call);
-    } catch (const Interrupted&) {
-        cancel(call);
+        if (!follow(call))
+            call.conclude(cancelled(call, call.ending()));
+    } catch (const Interrupted& interruption) {
+        call.conclude(cancelled(call, {Kind::interrupted, XMLRPC_TIMEOUT_ERROR, interruption.what()}));
     }
 }
 

@@ -1,0 +1,31 @@
+// How far a scan is, on a terminal.
+#pragma once
+
+#include <chrono>
+#include <optional>
+
+namespace nelkactl {
+
+/// One line on standard error, if that is a terminal, as wide as this is. The cursor stays at its start, so that
+/// whatever else is written takes its place.
+class ProgressBar {
+public:
+    explicit ProgressBar(bool wanted);
+    ~ProgressBar();
+    ProgressBar(const ProgressBar&) = delete;
+    ProgressBar& operator=(const ProgressBar&) = delete;
+
+    void show(int status, int until);
+
+private:
+    using Clock = std::chrono::steady_clock;
+    struct Seen {
+        int status;
+        Clock::time_point time;
+    };
+
+    const bool shown;
+    std::optional<Seen> first; ///< what the speed is measured from
+};
+
+} // namespace nelkactl
