@@ -50,7 +50,7 @@ std::unique_ptr<Caller> makeReconnectingCaller(const Exchange& exchange, unsigne
 
 void require(bool went, const char* what);
 
-/// For a connection to ROS's client, in a file of its own: its headers need another set of warnings.
+/// For a connection to ROS's client, in a separate file: its headers need another set of warnings.
 std::unique_ptr<Caller> makeXmlrpcppCaller(const Exchange& exchange, unsigned short port);
 
 } // namespace bench

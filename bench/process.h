@@ -1,4 +1,4 @@
-// Programs that the benchmarks talk to, each in a process of its own.
+// Programs that the benchmarks talk to, each in its own process.
 #pragma once
 
 #include <string>

@@ -25,7 +25,7 @@
 //   handlers, is one word (State), and each of its steps is one exchange of that word: a handler that is held up before
 //   its step finds the state as it is by then, and decides again.
 // - Only the thread that waits in a call is woken by a signal. A handler that raises the flag in another thread sends
-//   it a SIGALRM of its own, at most one a call; State says that one is on its way, so that it is not taken for an
+//   it a SIGALRM, at most one per call; State says that one is on its way, so that it is not taken for an
 //   alarm. A call lets SIGALRM through in its thread, since worker threads often block it, and leaves SIGINT alone.
 // - After a fault the timer stays armed, and its alarm may come late, in the next call. It is told by its time: it
 //   comes before that call's timer is due, and State knows that an earlier timer owes one. It gets its line and cuts

@@ -8,7 +8,7 @@
 #define NELKANET_VERSION_MAJOR 1
 /// Moves when something is added.
 #define NELKANET_VERSION_MINOR 0
-/// Moves when something is mended.
+/// Incremented for fixes.
 #define NELKANET_VERSION_PATCH 0
 /// The three of them as text.
 #define NELKANET_VERSION "1.0.0"

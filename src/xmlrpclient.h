@@ -36,7 +36,7 @@ struct tcanal {
 ///
 /// **Outcome.** Remote operations return nothing. After each, getFault() is
 /// - 0: the call succeeded and the slave reported no error, or one that the operation does not check;
-/// - -505: the operation's time-out passed, or a SIGINT arrived, which a handler of one's own can tell apart;
+/// - -505: the operation's time-out passed, or a SIGINT arrived, which the application's own handler can tell apart;
 /// - an xmlrpc-c fault code (-500 to -510) or the code of the slave's fault response, which may be any number, 0 too:
 ///   nothing usable came back;
 /// - any other value: the status with which the slave refused, which may be any number too.

@@ -42,7 +42,7 @@ bool enterNamespace()
     return unshare(CLONE_NEWNET) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0;
 }
 
-// What a process of its own finds in a new network namespace that `prepare` has furnished.
+// What a child process finds in a new network namespace that `prepare` has set up.
 class Namespace : public ::testing::Test {
 protected:
     Identity found;

@@ -1,4 +1,4 @@
-// The time that the transport gives a call of its own accord, where no alarm comes first.
+// The transport's own time limit, where no alarm comes first.
 #include "support/fixture.h"
 #include "support/signals.h"
 

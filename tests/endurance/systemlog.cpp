@@ -28,7 +28,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// A /dev/log of this process's own, in a mount namespace of its own.
+/// A private /dev/log in a private mount namespace.
 class PrivateLog {
 public:
     PrivateLog()
@@ -92,7 +92,7 @@ private:
     bool owned = false;
 };
 
-// Each in a process of its own, since a mount namespace cannot be left.
+// Each in a separate process, since a process cannot leave its mount namespace.
 class SystemLog : public ::testing::Test {
 protected:
     ScriptedSlave slave{{silence()}};
@@ -102,7 +102,7 @@ protected:
     void SetUp() override
     {
         if (!log.works()) {
-            std::cerr << "SKIPPED: no right to a /dev/log of its own\n";
+            std::cerr << "SKIPPED: no right to make a private /dev/log\n";
             GTEST_SKIP();
         }
         ASSERT_EQ(client.init(), 0);

@@ -1,7 +1,7 @@
 // Fails every allocation of a call in turn, ours and the dependencies': the call may fail, and must not crash, hang,
 // lose memory of ours, keep a reply or leave the signal mask changed; the next call works.
 //
-// Each call is tried in a process of its own, because xmlrpc-c and libcurl do not survive every one of theirs: what
+// Each call is tried in a separate process, because xmlrpc-c and libcurl do not survive every one of theirs: what
 // they do is named and counted, and left out.
 #include <algorithm>
 #include <array>

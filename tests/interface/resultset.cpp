@@ -64,7 +64,7 @@ struct Release {
 
 using Value = std::shared_ptr<xmlrpc_value>;
 
-// The value that `make` creates in an environment of its own.
+// The value that `make` creates in its own environment.
 template <typename Make>
 Value made(Make make)
 {

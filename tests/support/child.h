@@ -8,7 +8,7 @@
 
 namespace support {
 
-/// Runs `body` in a process of its own, which ends with it, with this object or with the test, whichever ends first.
+/// Runs `body` in a child process, which ends with it, with this object or with the test, whichever ends first.
 class Child {
 public:
     explicit Child(const std::function<void()>& body);

@@ -12,7 +12,7 @@
 
 namespace support {
 
-/// An empty folder that goes with the object.
+/// An empty folder, removed by the destructor.
 class TemporaryFolder {
 public:
     TemporaryFolder()

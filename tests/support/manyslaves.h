@@ -1,4 +1,4 @@
-// Many slaves in one process, each on a port of its own.
+// Many slaves in one process, each on its own port.
 #pragma once
 
 #include <cstddef>

@@ -49,7 +49,7 @@ private:
     unsigned short listeningPort = 0;
 };
 
-/// The port of this process's only listening TCP socket, 0 if there is none.
+/// The port of this process's only listening TCP socket, 0 if it has no such socket.
 unsigned short ownListeningPort();
 
 } // namespace support

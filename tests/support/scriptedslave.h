@@ -1,4 +1,4 @@
-// A slave in a process of its own that answers, and misbehaves, as its script says.
+// A slave in a separate process that answers, and misbehaves, as its script says.
 #pragma once
 
 #include <chrono>

@@ -74,7 +74,7 @@ private:
     sigset_t former;
 };
 
-/// Runs `action` in a thread of its own that takes neither SIGALRM nor SIGINT nor SIGTERM.
+/// Runs `action` in a separate thread that takes neither SIGALRM nor SIGINT nor SIGTERM.
 inline std::future<void> apart(std::function<void()> action)
 {
     const HoldingBack inherited({SIGALRM, SIGINT, SIGTERM});
