@@ -19,6 +19,7 @@
 #include "support/mutedoutput.h"
 #include "support/operations.h"
 #include "support/ports.h"
+#include "support/seeded.h"
 #include "support/stopwatch.h"
 #include "support/xmlrpcspy.h"
 
@@ -27,14 +28,6 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 namespace {
-
-// Random numbers that come back when a test is run again.
-std::mt19937 seeded()
-{
-    const std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    std::seed_seq seed(name.begin(), name.end());
-    return std::mt19937(seed);
-}
 
 // Expiries ---------------------------------------------------------------------------------------------------------
 

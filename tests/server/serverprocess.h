@@ -28,6 +28,7 @@ public:
             throw std::runtime_error("the server process does not listen");
     }
 
+    pid_t id() const { return child->id(); }
     unsigned short port() const { return listeningPort; }
 
 private:

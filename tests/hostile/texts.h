@@ -1,0 +1,29 @@
+// Long texts and long lists of texts, written short.
+#pragma once
+
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace hostile {
+
+inline std::string many(std::size_t count, std::string_view unit)
+{
+    std::string all;
+    all.reserve(count * unit.size());
+    while (count-- > 0)
+        all += unit;
+    return all;
+}
+
+/// The words of a line, and what is no word: with blanks, or empty.
+inline std::vector<std::string> words(const std::string& line, std::vector<std::string> others = {})
+{
+    std::istringstream in(line);
+    for (std::string word; in >> word;)
+        others.push_back(word);
+    return others;
+}
+
+} // namespace hostile
