@@ -118,7 +118,7 @@ public:
     }
 
     /// One with a document type and a value that makes use of it.
-    void declaring(std::string name, std::string (*declarations)(), std::string values)
+    void declaring(std::string name, std::string values, std::string (*declarations)())
     {
         add(std::move(name), [declarations, values = std::move(values)](const Place& place) {
             return place.declaration + documentType(place.root, declarations()) + place.before + values + place.after;
@@ -217,113 +217,75 @@ void addDepth(List& list)
 void addDocumentTypes(List& list)
 {
     list.begin("DocumentTypes", Due::refusal);
-    list.declaring(
-        "entities of entities", [] { return tenfold(9); }, value("&e9;"));
-    list.declaring(
-        "entities of entities, not used", [] { return tenfold(9); }, value("x"));
-    list.declaring(
-        "entities of entities in an attribute", [] { return tenfold(9); }, "<value a='&e9;'/>");
-    list.declaring(
-        "entities of entities in a default attribute", [] { return tenfold(9) + "<!ATTLIST value a CDATA '&e9;'>"; },
-        value("x"));
-    list.declaring(
-        "entities of entities in an i8", [] { return tenfold(2); }, value("<i8>&e2;</i8>"));
-    list.declaring(
-        "a long entity, often", [] { return "<!ENTITY e '" + many(60'000, "x") + "'>"; }, value(many(20'000, "&e;")));
-    list.declaring(
-        "a long entity in an attribute, often", [] { return "<!ENTITY e '" + many(60'000, "x") + "'>"; },
-        "<value a='" + many(20'000, "&e;") + "'/>");
-    list.declaring(
-        "a long entity in attributes of many", [] { return "<!ENTITY e '" + many(100'000, "x") + "'>"; },
-        many(20'000, "<value a='&e;'/>"));
-    list.declaring(
-        "a long default attribute of many", [] { return "<!ATTLIST value a CDATA '" + many(300'000, "x") + "'>"; },
-        many(60'000, "<value/>"));
-    list.declaring(
-        "many default attributes of many",
-        [] {
-            return counted([](std::size_t i) { return "<!ATTLIST value a" + std::to_string(i) + " CDATA ''>"; },
-                           500'000);
-        },
-        many(50'000, "<value/>"));
-    list.declaring(
-        "default attributes whose names collide",
-        [] { return counted([](std::size_t i) { return "<!ATTLIST value " + colliding(i) + " CDATA ''>"; }); },
-        value("x"));
-    list.declaring(
-        "entities whose names collide",
-        [] { return counted([](std::size_t i) { return "<!ENTITY " + colliding(i) + " ''>"; }); }, value("x"));
-    list.declaring(
-        "parameter entities whose names collide",
-        [] { return counted([](std::size_t i) { return "<!ENTITY % " + colliding(i) + " ''>"; }); }, value("x"));
-    list.declaring(
-        "declared elements whose names collide",
-        [] { return counted([](std::size_t i) { return "<!ELEMENT " + colliding(i) + " EMPTY>"; }); }, value("x"));
-    list.declaring(
-        "an entity of elements left open", [] { return "<!ENTITY e '" + many(100'000, "<a>") + "'>"; }, value("&e;"));
-    list.declaring(
-        "an entity of elements", [] { return "<!ENTITY e '" + many(10'000, "<value/>") + "'>"; }, many(1'000, "&e;"));
-    list.declaring(
-        "an entity of a bad i8", [] { return "<!ENTITY e '" + bad + "'>"; }, value("&e;"));
-    list.declaring(
-        "an entity of half an i8", [] { return std::string("<!ENTITY e 'x</i8>'>"); }, value("<i8>&e;"));
-    list.declaring(
-        "an entity of no digits", [] { return std::string("<!ENTITY e ''>"); }, value("<i8>&e;</i8>"));
-    list.declaring(
-        "an entity of itself", [] { return std::string("<!ENTITY e '&e;'>"); }, value("&e;"));
-    list.declaring(
-        "two entities of each other", [] { return std::string("<!ENTITY e '&f;'><!ENTITY f '&e;'>"); },
-        "<value a='&e;'>&f;</value>");
-    list.declaring(
-        "a chain of entities",
-        [] {
-            return "<!ENTITY e0 'x'>"
-                   + counted(
-                       [](std::size_t i) {
-                           return "<!ENTITY e" + std::to_string(i + 1) + " '&e" + std::to_string(i) + ";'>";
-                       },
-                       900'000);
-        },
-        value("&e20000;"));
-    list.declaring(
-        "entities built in, declared otherwise",
-        [] { return std::string("<!ENTITY lt '&#38;#60;i8>x&#38;#60;/i8>'><!ENTITY amp '&#38;#38;lt;'>"); },
-        value("&lt;&amp;"));
-    list.declaring(
-        "parameter entities of parameter entities",
-        [] { return std::string("<!ENTITY % a '&#37;b;'><!ENTITY % b '&#37;a;'>%a;<!ENTITY e 'x'>"); }, value("&e;"));
-    list.declaring(
-        "a file as an entity", [] { return std::string("<!ENTITY e SYSTEM 'file:///dev/zero'>"); }, value("&e;"));
-    list.declaring(
-        "a file as an attribute", [] { return std::string("<!ENTITY e SYSTEM '/etc/hostname'>"); }, "<value a='&e;'/>");
-    list.declaring(
-        "a host as a parameter entity", [] { return std::string("<!ENTITY % e SYSTEM 'http://127.0.0.1:1/'>%e;"); },
-        value("x"));
-    list.declaring(
-        "an unparsed entity", [] { return std::string("<!NOTATION n SYSTEM 'n'><!ENTITY e SYSTEM 'e' NDATA n>"); },
-        value("&e;"));
-    list.declaring(
-        "deep groups", [] { return "<!ELEMENT a " + many(400'000, "(") + "b" + many(400'000, ")") + ">"; }, value("x"));
-    list.declaring(
-        "groups left open", [] { return "<!ELEMENT a " + full("("); }, value("x"));
-    list.declaring(
-        "a long choice", [] { return "<!ELEMENT a (b" + full("|b") + ")>"; }, value("x"));
-    list.declaring(
-        "a long enumeration", [] { return "<!ATTLIST a b (c" + full("|c") + ") #IMPLIED>"; }, value("x"));
-    list.declaring(
-        "many notations",
-        [] { return counted([](std::size_t i) { return "<!NOTATION n" + std::to_string(i) + " PUBLIC ''>"; }); },
-        value("x"));
-    list.declaring(
-        "a section to be ignored", [] { return "<![IGNORE[" + full("<![") + "]]>"; }, value("x"));
-    list.declaring(
-        "comments", [] { return full("<!---->"); }, value("x"));
-    list.declaring(
-        "instructions", [] { return full("<?a?>"); }, value("x"));
-    list.declaring(
-        "nothing", [] { return std::string(); }, value("x"));
-    list.declaring(
-        "an entity and a bad i8", [] { return std::string("<!ENTITY e 'x'>"); }, value(bad));
+    list.declaring("entities of entities", value("&e9;"), [] { return tenfold(9); });
+    list.declaring("entities of entities, not used", value("x"), [] { return tenfold(9); });
+    list.declaring("entities of entities in an attribute", "<value a='&e9;'/>", [] { return tenfold(9); });
+    list.declaring("entities of entities in a default attribute", value("x"),
+                   [] { return tenfold(9) + "<!ATTLIST value a CDATA '&e9;'>"; });
+    list.declaring("entities of entities in an i8", value("<i8>&e2;</i8>"), [] { return tenfold(2); });
+    list.declaring("a long entity, often", value(many(20'000, "&e;")),
+                   [] { return "<!ENTITY e '" + many(60'000, "x") + "'>"; });
+    list.declaring("a long entity in an attribute, often", "<value a='" + many(20'000, "&e;") + "'/>",
+                   [] { return "<!ENTITY e '" + many(60'000, "x") + "'>"; });
+    list.declaring("a long entity in attributes of many", many(20'000, "<value a='&e;'/>"),
+                   [] { return "<!ENTITY e '" + many(100'000, "x") + "'>"; });
+    list.declaring("a long default attribute of many", many(60'000, "<value/>"),
+                   [] { return "<!ATTLIST value a CDATA '" + many(300'000, "x") + "'>"; });
+    list.declaring("many default attributes of many", many(50'000, "<value/>"), [] {
+        return counted([](std::size_t i) { return "<!ATTLIST value a" + std::to_string(i) + " CDATA ''>"; }, 500'000);
+    });
+    list.declaring("default attributes whose names collide", value("x"), [] {
+        return counted([](std::size_t i) { return "<!ATTLIST value " + colliding(i) + " CDATA ''>"; });
+    });
+    list.declaring("entities whose names collide", value("x"),
+                   [] { return counted([](std::size_t i) { return "<!ENTITY " + colliding(i) + " ''>"; }); });
+    list.declaring("parameter entities whose names collide", value("x"),
+                   [] { return counted([](std::size_t i) { return "<!ENTITY % " + colliding(i) + " ''>"; }); });
+    list.declaring("declared elements whose names collide", value("x"),
+                   [] { return counted([](std::size_t i) { return "<!ELEMENT " + colliding(i) + " EMPTY>"; }); });
+    list.declaring("an entity of elements left open", value("&e;"),
+                   [] { return "<!ENTITY e '" + many(100'000, "<a>") + "'>"; });
+    list.declaring("an entity of elements", many(1'000, "&e;"),
+                   [] { return "<!ENTITY e '" + many(10'000, "<value/>") + "'>"; });
+    list.declaring("an entity of a bad i8", value("&e;"), [] { return "<!ENTITY e '" + bad + "'>"; });
+    list.declaring("an entity of half an i8", value("<i8>&e;"), [] { return std::string("<!ENTITY e 'x</i8>'>"); });
+    list.declaring("an entity of no digits", value("<i8>&e;</i8>"), [] { return std::string("<!ENTITY e ''>"); });
+    list.declaring("an entity of itself", value("&e;"), [] { return std::string("<!ENTITY e '&e;'>"); });
+    list.declaring("two entities of each other", "<value a='&e;'>&f;</value>",
+                   [] { return std::string("<!ENTITY e '&f;'><!ENTITY f '&e;'>"); });
+    list.declaring("a chain of entities", value("&e20000;"), [] {
+        return "<!ENTITY e0 'x'>"
+               + counted(
+                   [](std::size_t i) {
+                       return "<!ENTITY e" + std::to_string(i + 1) + " '&e" + std::to_string(i) + ";'>";
+                   },
+                   900'000);
+    });
+    list.declaring("entities built in, declared otherwise", value("&lt;&amp;"),
+                   [] { return std::string("<!ENTITY lt '&#38;#60;i8>x&#38;#60;/i8>'><!ENTITY amp '&#38;#38;lt;'>"); });
+    list.declaring("parameter entities of parameter entities", value("&e;"),
+                   [] { return std::string("<!ENTITY % a '&#37;b;'><!ENTITY % b '&#37;a;'>%a;<!ENTITY e 'x'>"); });
+    list.declaring("a file as an entity", value("&e;"),
+                   [] { return std::string("<!ENTITY e SYSTEM 'file:///dev/zero'>"); });
+    list.declaring("a file as an attribute", "<value a='&e;'/>",
+                   [] { return std::string("<!ENTITY e SYSTEM '/etc/hostname'>"); });
+    list.declaring("a host as a parameter entity", value("x"),
+                   [] { return std::string("<!ENTITY % e SYSTEM 'http://127.0.0.1:1/'>%e;"); });
+    list.declaring("an unparsed entity", value("&e;"),
+                   [] { return std::string("<!NOTATION n SYSTEM 'n'><!ENTITY e SYSTEM 'e' NDATA n>"); });
+    list.declaring("deep groups", value("x"),
+                   [] { return "<!ELEMENT a " + many(400'000, "(") + "b" + many(400'000, ")") + ">"; });
+    list.declaring("groups left open", value("x"), [] { return "<!ELEMENT a " + full("("); });
+    list.declaring("a long choice", value("x"), [] { return "<!ELEMENT a (b" + full("|b") + ")>"; });
+    list.declaring("a long enumeration", value("x"), [] { return "<!ATTLIST a b (c" + full("|c") + ") #IMPLIED>"; });
+    list.declaring("many notations", value("x"), [] {
+        return counted([](std::size_t i) { return "<!NOTATION n" + std::to_string(i) + " PUBLIC ''>"; });
+    });
+    list.declaring("a section to be ignored", value("x"), [] { return "<![IGNORE[" + full("<![") + "]]>"; });
+    list.declaring("comments", value("x"), [] { return full("<!---->"); });
+    list.declaring("instructions", value("x"), [] { return full("<?a?>"); });
+    list.declaring("nothing", value("x"), [] { return std::string(); });
+    list.declaring("an entity and a bad i8", value(bad), [] { return std::string("<!ENTITY e 'x'>"); });
     list.add("a second document type", [](const Place& place) {
         return place.declaration + "<!DOCTYPE a>" + documentType(place.root, tenfold(9)) + place.before + value("&e9;")
                + place.after;
@@ -551,19 +513,18 @@ void addMarks(List& list)
              [=](const Place& place) { return utf8Mark + place.around(full("<a>")); });
     list.add("UTF-32, little", [=](const Place& place) { return little(little(place.around(value("x")))); });
     list.add("UTF-32, big", [=](const Place& place) { return big(big(place.around(value("x")))); });
-    const auto bare = [&](const std::string& name, const std::string& bytes) { list.whole(name, bytes); };
-    bare("nothing but a UTF-8 mark", utf8Mark);
-    bare("nothing but a little mark", littleMark);
-    bare("nothing but a big mark", bigMark);
-    bare("half a mark", "\xFF");
-    bare("the other half of a mark", "\xFE");
-    bare("two thirds of a mark", "\xEF\xBB");
-    bare("a little mark and one byte", littleMark + "<");
-    bare("a big mark and one byte", bigMark + "<");
-    bare("a mark and a zero byte", utf8Mark + std::string(1, '\0'));
-    bare("one zero byte and a bracket", std::string("\0<", 2));
-    bare("a bracket and a zero byte", std::string("<\0", 2));
-    bare("one byte", "<");
+    list.whole("nothing but a UTF-8 mark", utf8Mark);
+    list.whole("nothing but a little mark", littleMark);
+    list.whole("nothing but a big mark", bigMark);
+    list.whole("half a mark", "\xFF");
+    list.whole("the other half of a mark", "\xFE");
+    list.whole("two thirds of a mark", "\xEF\xBB");
+    list.whole("a little mark and one byte", littleMark + "<");
+    list.whole("a big mark and one byte", bigMark + "<");
+    list.whole("a mark and a zero byte", utf8Mark + std::string(1, '\0'));
+    list.whole("one zero byte and a bracket", std::string("\0<", 2));
+    list.whole("a bracket and a zero byte", std::string("<\0", 2));
+    list.whole("one byte", "<");
 
     list.begin("DeclaredEncodings", Due::anything);
     for (const std::string& name :
@@ -687,7 +648,7 @@ void addControlCharacters(List& list)
     list.holding("zero bytes", [] { return full(std::string_view("\0", 1)); });
     list.add("a zero byte before the document", [=](const Place& place) { return zero + place.around(value("x")); });
     list.add("a zero byte after the document", [=](const Place& place) { return place.around(value("x")) + zero; });
-    list.add("an bad i8 after a zero byte",
+    list.add("a bad i8 after a zero byte",
              [=](const Place& place) { return place.declaration + zero + place.before + value(bad) + place.after; });
     list.whole("one zero byte", zero);
     list.whole("two zero bytes", zero + zero);
@@ -717,9 +678,8 @@ void addAbundance(List& list)
                "<!----> <?a?> <![CDATA[]]> <![CDATA[x]]> x ] ]] ]]&gt; > - -- ' \" &amp; &#10; &#13; &lt;x \xC3\xA9 "
                "\xE2\x82\xAC < <! <!- <!-- <![CDATA[ <? </ </a> & &a <value = % %s %n",
                {"\n", "\r", "\r\n", "\t", "<?a ", "<a ", "<a b=", "<a b='", "<a\n"})) {
-        const std::string name = unit;
-        list.add("full of " + name, [=](const Place& place) { return place.around(full(name)); });
-        list.add("a value full of " + name, [=](const Place& place) { return place.around(value(full(name))); });
+        list.add("full of " + unit, [=](const Place& place) { return place.around(full(unit)); });
+        list.add("a value full of " + unit, [=](const Place& place) { return place.around(value(full(unit))); });
     }
     list.add("an array full of values",
              [](const Place& place) { return place.around(value(array(full("<value/>")))); });
