@@ -188,8 +188,8 @@ bool writeNextRecord(bool waits)
     const Record record = next.exchange(0);
     if (record == 0)
         return false;
-    firstRecord = (firstRecord + 1) % places;
     writeLine(static_cast<int>(record >> 2), static_cast<int>(record >> 1 & 1U));
+    firstRecord = (firstRecord + 1) % places; // not before: others wait for the line as long as there is a record
     return true;
 }
 
