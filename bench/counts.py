@@ -3,8 +3,8 @@
 
 Instructions come from callgrind, as the difference of two run lengths, so that start-up drops out. What xmlrpc-c does
 inside its call depends on when the bytes arrive; what happens around it is the same to the instruction every time.
-Ours is therefore compared with raw xmlrpc-c by what happens around that call, and the difference is related to the
-whole of a raw call. Instructions do not show what the kernel does: the system calls of the library's own are counted
+Ours is therefore compared with raw xmlrpc-c by what happens around that call, and by the look at the reply within it;
+the difference is related to the whole of a raw call. Instructions do not show what the kernel does: the system calls of the library's own are counted
 too.
 """
 import argparse
@@ -26,12 +26,15 @@ STORED = HERE / "instructions.json"
 
 CALLS = (100, 300)
 MOST_OVER_RAW = 1.02
+MOST_OVER_RAW_WITH_I8 = 1.08
+MOST_OF_THE_PARSE = 0.15
 MOST_EXTRA_ALLOCATIONS = 6
 TOLERANCE = 1.02
 ALLOCATION_HEADERS = 4096  # beside the copy of a block: its allocation's own rounding and a few short texts
 
 XMLRPC_CALL = "xmlrpc_client_call2f"
 OWN_LIBRARY = "libnelkanet.so"
+LOOK_AT_THE_REPLY = "nelka::reasonToRefuse"
 SYSTEM_CALLS = ("pthread_sigmask", "setitimer", "gettid")
 
 # The function that makes one call, per caller.
@@ -51,6 +54,9 @@ EXCHANGES = {
     "write700k": (700000, 0),
     "read700k": (0, 700000),
 }
+
+# Replies that are looked at and parsed, and how often.
+DOCUMENTS = {"small": (10, 30), "i8": (10, 30), "block": (1, 2), "table": (1, 2)}
 
 # How the log lines go, the call that ours is compared with, arguments of bench_repeat.
 MODES = {
@@ -130,24 +136,41 @@ class Profile:
                 of_a_call = False
 
 
-def profiled(caller, calls, port, arguments):
+def profiled(command):
     with tempfile.TemporaryDirectory() as folder:
         out = pathlib.Path(folder, "profile")
         subprocess.run(
             ["valgrind", "-q", "--tool=callgrind", f"--callgrind-out-file={out}", "--compress-strings=no",
-             "--compress-pos=no", PROGRAMS / "bench_repeat", caller, "small", port, str(calls), *arguments],
+             "--compress-pos=no", *command],
             check=True, env=environment())
         return Profile(out)
 
 
-def instructions(caller, port, arguments):
-    """Per call: all of them, those around xmlrpc-c's call, those in the library itself, and its system calls."""
+def profiles(times, command):
+    """Of a run of each length, of which `command` makes the command line."""
     with concurrent.futures.ThreadPoolExecutor(2) as both:
-        few, many = both.map(lambda calls: profiled(caller, calls, port, arguments), CALLS)
+        return both.map(lambda count: profiled(command(count)), times)
+
+
+def document(name):
+    """Instructions to look at a reply, and to parse it."""
+    times = DOCUMENTS[name]
+    few, many = profiles(times, lambda count: [PROGRAMS / "bench_documents", name, str(count)])
+    return {cost: (many.inclusive[function] - few.inclusive[function]) / (times[1] - times[0])
+            for cost, function in (("look", "lookAt"), ("parse", "parse"))}
+
+
+def instructions(caller, port, arguments):
+    """Per call: all of them, those around xmlrpc-c's call, those of the look at the reply, those in the library itself,
+    and its system calls."""
+    few, many = profiles(CALLS, lambda calls: [PROGRAMS / "bench_repeat", caller, "small", port, str(calls), *arguments])
     outermost = f"bench::(anonymous namespace)::{OUTERMOST[caller]}::call()"
 
     def per_call(cost):
         return (cost(many) - cost(few)) / (CALLS[1] - CALLS[0])
+
+    def look(profile):
+        return sum(cost for name, cost in profile.inclusive.items() if name.startswith(LOOK_AT_THE_REPLY))
 
     def library(profile):
         return sum(cost for name, cost in profile.own.items() if name.startswith(OWN_LIBRARY))
@@ -155,6 +178,7 @@ def instructions(caller, port, arguments):
     whole = per_call(lambda profile: profile.inclusive[outermost])
     return {"all": whole,
             "around": whole - per_call(lambda profile: profile.inclusive[XMLRPC_CALL]),
+            "look": per_call(look),
             "library": per_call(library),
             "system calls": per_call(lambda profile: profile.system_calls)}
 
@@ -185,7 +209,7 @@ def counted(own_log, callers):
         def count(mode):
             raw, arguments = MODES[mode]
             ours, raw = (instructions(caller, responder.port, arguments) for caller in ("nelkanet", raw))
-            ratio = 1 + (ours["around"] - raw["around"]) / raw["all"]
+            ratio = 1 + (ours["around"] + ours["look"] - raw["around"]) / raw["all"]
             counts["instructions"][mode] = {"ours": ours, "raw": raw, "ratio": ratio}
 
         count("masked")
@@ -194,6 +218,7 @@ def counted(own_log, callers):
             with LogSocket() as log:
                 count("listening log socket")
             counts["instructions"]["listening log socket"]["lines"] = log.lines
+    counts["documents"] = {name: document(name) for name in DOCUMENTS}
     for exchange in EXCHANGES:
         counts["allocations"][exchange] = {caller: allocations(caller, exchange) for caller in callers}
     return counts
@@ -214,10 +239,20 @@ def judge(counts):
         verdict(count["ratio"] <= MOST_OVER_RAW,
                 f"{mode}: {count['ratio']:.4f} of {MODES[mode][0]}, at most {MOST_OVER_RAW}"
                 f" (around the call {count['ours']['around']:.0f} instructions, raw {count['raw']['around']:.0f};"
-                f" a raw call {count['raw']['all']:.0f})")
+                f" the look at the reply {count['ours']['look']:.0f}; a raw call {count['raw']['all']:.0f})")
 
         if "lines" in count:
             verdict(count["lines"] >= 2 * sum(CALLS) * LINES_A_CALL, f"{mode}: heard {count['lines']} lines")
+
+    masked, documents = counts["instructions"]["masked"], counts["documents"]
+    ratio = masked["ratio"] + (documents["i8"]["look"] - documents["small"]["look"]) / masked["raw"]["all"]
+    verdict(ratio <= MOST_OVER_RAW_WITH_I8,
+            f"masked, a reply with an i8: {ratio:.4f} of xmlrpc-c, at most {MOST_OVER_RAW_WITH_I8}")
+    for name, cost in documents.items():
+        share = cost["look"] / cost["parse"]
+        verdict(0 < share <= MOST_OF_THE_PARSE,
+                f"{name}: the look at it takes {share:.3f} of its parse, at most {MOST_OF_THE_PARSE}"
+                f" ({cost['look']:.0f} and {cost['parse']:.0f} instructions)")
 
     stored = json.loads(STORED.read_text())
     ours = counts["instructions"]["masked"]["ours"]
