@@ -2,8 +2,10 @@
 #include <filesystem>
 #include <iterator>
 #include <string>
+#include <utility>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "nelkactl.h"
 
@@ -128,6 +130,251 @@ TEST_F(Nelkactl, EndsWithTwoBeforeItCallsWhenAFileCannotBeUsed)
         EXPECT_NE(finished.lastWords().find(": unusable: cannot "), std::string::npos) << finished;
     }
     EXPECT_TRUE(slave.requests().empty());
+}
+
+TEST_F(Nelkactl, InputWithoutEndIsRefused)
+{
+    const Finished finished = type({"wrFicheroTablasSI", "1", "2", "--input", "/dev/zero"});
+    EXPECT_EQ(finished.status, 2) << finished;
+    EXPECT_NE(finished.err.find("is more than any slave takes (see nelkactl --help)\n"), std::string::npos) << finished;
+    const std::size_t largest = 766'251;
+    slave.play({replyArray({xml::i4(0)})});
+    keep(std::string(largest, 'x'));
+    EXPECT_EQ(type({"wrFicheroTablasSI", "1", "2", "--input", file()}).status, 0);
+    keep(std::string(largest + 1, 'x'));
+    EXPECT_EQ(type({"wrFicheroTablasSI", "1", "2", "--input", file()}).status, 2);
+    EXPECT_EQ(slave.requests().size(), 1U);
+}
+
+// What is no file to be replaced -----------------------------------------------------------------------------------
+
+class NelkactlOutput : public Nelkactl {
+protected:
+    Finished fetched(const std::string& output, const std::string& redirections = "", const std::string& before = "")
+    {
+        slave.play({replyArray({xml::i4(0), xml::base64("bytes")})});
+        return run({"/bin/bash", "-c",
+                    before + "exec " NELKACTL " RdFicheroEsclavo x 0 --output " + output + " " + redirections},
+                   environment());
+    }
+
+    static struct stat state(const std::string& path)
+    {
+        struct stat found = {};
+        EXPECT_EQ(stat(path.c_str(), &found), 0) << path;
+        return found;
+    }
+};
+
+TEST_F(NelkactlOutput, OpenFileKeepsWhatItHolds)
+{
+    for (const auto& [output, redirection] : {std::pair{"/dev/stdout", ">>"},
+                                              {"/dev/stderr", "2>>"},
+                                              {"/dev/fd/1", ">>"},
+                                              {"/dev/fd/2", "2>>"},
+                                              {"/dev/fd/7", "7>>"},
+                                              {"/proc/self/fd/7", "7>>"},
+                                              {"/proc/thread-self/fd/7", "7>>"},
+                                              {"/proc/$$/fd/7", "7>>"},
+                                              {"/dev/fd/7", "7<>"}}) {
+        const bool appends = std::string(redirection) != "7<>";
+        keep(appends ? "former " : "formerly");
+        const ino_t inode = state(file()).st_ino;
+        const Finished finished = fetched(output, redirection + file());
+        EXPECT_EQ(finished.status, 0) << output << redirection << finished;
+        EXPECT_EQ(contents(file()), appends ? "former bytes" : "bytesrly") << output << redirection;
+        EXPECT_EQ(state(file()).st_ino, inode) << output << redirection;
+    }
+}
+
+TEST_F(NelkactlOutput, OpenFileOfAnotherProcessIsAppendedTo)
+{
+    keep("former ");
+    Program other({"/bin/bash", "-c", "exec 7>>" + file() + "; echo; read"}, {}, std::nullopt);
+    other.line();
+    EXPECT_EQ(fetched("/proc/" + std::to_string(other.pid()) + "/fd/7").status, 0);
+    EXPECT_EQ(contents(file()), "former bytes");
+}
+
+TEST_F(NelkactlOutput, StandardOutputHasMoreThanOneName)
+{
+    for (const char* name : {"-", "/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"}) {
+        EXPECT_EQ(fetched(name).out, "bytes") << name;
+        EXPECT_EQ(fetched(name, "--json").status, 2) << name;
+    }
+}
+
+TEST_F(NelkactlOutput, DescriptorThatCannotBeWrittenIsRefused)
+{
+    for (const char* name : {"/dev/fd/7", "/dev/fd/x", "/dev/fd/0"}) {
+        const Finished finished = fetched(name, "</dev/null");
+        EXPECT_EQ(finished.status, 2) << finished;
+        EXPECT_TRUE(slave.requests().empty()) << name;
+    }
+}
+
+TEST_F(NelkactlOutput, FileBelowDevIsWrittenTo)
+{
+    const TemporaryFolder shared("/dev/shm");
+    const std::string path = shared.path / "file";
+    fileWith(path, "something longer");
+    const ino_t inode = state(path).st_ino;
+    EXPECT_EQ(fetched(path).status, 0);
+    EXPECT_EQ(contents(path), "bytes");
+    EXPECT_EQ(state(path).st_ino, inode);
+    EXPECT_EQ(fetched(shared.path / "new").status, 0);
+    EXPECT_EQ(contents(shared.path / "new"), "bytes");
+}
+
+TEST_F(NelkactlOutput, FileWithTwoNamesKeepsThem)
+{
+    keep("something longer");
+    std::filesystem::create_hard_link(file(), folder / "other");
+    EXPECT_EQ(fetched(file()).status, 0);
+    EXPECT_EQ(contents(folder / "other"), "bytes");
+    EXPECT_EQ(state(file()).st_nlink, 2U);
+}
+
+TEST_F(NelkactlOutput, FileInAFolderThatCannotBeWrittenIsOverwritten)
+{
+    keep("something longer");
+    chmod(folder.c_str(), 0555);
+    // Of a superuser's rights none may be left.
+    slave.play({replyArray({xml::i4(0), xml::base64("bytes")})});
+    Words words = command({"RdFicheroEsclavo", "x", "0", "--output", file()});
+    if (geteuid() == 0)
+        words = Words{"/usr/bin/setpriv", "--bounding-set=-all", "--inh-caps=-all"} + words;
+    const Finished finished = run(words, environment());
+    EXPECT_EQ(finished.status, 0) << finished;
+    EXPECT_EQ(contents(file()), "bytes");
+    chmod(folder.c_str(), 0700);
+}
+
+TEST_F(NelkactlOutput, ReplacedFileKeepsItsOwner)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "no right to make a file somebody else's";
+    keep("former");
+    ASSERT_EQ(chown(file().c_str(), 65534, 65534), 0);
+    chmod(file().c_str(), 04640);
+    EXPECT_EQ(fetched(file()).status, 0);
+    const struct stat after = state(file());
+    EXPECT_EQ(after.st_uid, 65534U);
+    EXPECT_EQ(after.st_gid, 65534U);
+    EXPECT_EQ(after.st_mode & 07777, 04640U);
+}
+
+// A file that the slave deletes ------------------------------------------------------------------------------------
+
+class NelkactlDeletion : public Nelkactl {
+protected:
+    const Step former = replyArray({xml::i4(0), xml::base64("bytes")});
+    const Words words{"RdFicheroEsclavo", "x", "1", "--json", "--output", "{file}"};
+
+    /// What the slave was asked: 0 to send, another number to delete as well.
+    Words asked() const
+    {
+        Words all;
+        for (const xml::Request& call : slave.calls())
+            all.push_back(call.parameters.at(1));
+        return all;
+    }
+
+    Finished fetched(const Step& second)
+    {
+        slave.play({former, second});
+        const Finished finished = type(words);
+        EXPECT_EQ(asked(), (Words{"i4 0", "i4 1"}));
+        EXPECT_EQ(contents(file()), "bytes");
+        return finished;
+    }
+};
+
+TEST_F(NelkactlDeletion, IsAskedForOnceTheBlockIsInItsPlace)
+{
+    slave.play({former, silence()});
+    Program program(command(words), environment());
+    slave.awaitRequests(2);
+    EXPECT_EQ(contents(file()), "bytes");
+    EXPECT_EQ(asked(), (Words{"i4 0", "i4 1"}));
+}
+
+TEST_F(NelkactlDeletion, OfTheSameBlockSaysNothingMore)
+{
+    const Finished finished = fetched(former);
+    EXPECT_EQ(finished.status, 0) << finished;
+    EXPECT_EQ(essence(finished.out), R"({"operation":"RdFicheroEsclavo","ending":"done","fault":0,"bytes":5})");
+    EXPECT_EQ(finished.err, "");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 2) << "block and file";
+}
+
+TEST_F(NelkactlDeletion, OfAnotherBlockKeepsThatToo)
+{
+    const Finished finished = fetched(replyArray({xml::i4(0), xml::base64("changed")}));
+    EXPECT_EQ(finished.status, 0) << finished;
+    const std::string kept = nlohmann::json::parse(finished.out)["kept"];
+    EXPECT_EQ(contents(kept), "changed");
+    EXPECT_EQ(std::filesystem::path(kept).parent_path(), folder);
+    EXPECT_TRUE(finished.err.ends_with(": done: the file changed meanwhile: " + file() + " holds what came first, "
+                                       + kept + " what came then\n"))
+        << finished;
+}
+
+TEST_F(NelkactlDeletion, OfAnotherBlockBehindAPipeKeepsThatToo)
+{
+    slave.play({former, replyArray({xml::i4(0), xml::base64("changed")})});
+    const Finished finished = type({"RdFicheroEsclavo", "x", "1", "--output", "-"});
+    EXPECT_EQ(finished.out.substr(0, 5), "bytes") << finished;
+    const std::size_t start = finished.err.find("holds what came first, ") + 23;
+    const std::string kept = finished.err.substr(start, finished.err.find(" what came then") - start);
+    EXPECT_EQ(contents(kept), "changed") << finished;
+    std::filesystem::remove(kept);
+}
+
+TEST_F(NelkactlDeletion, IsNotAskedForWhereTheBlockCannotBeWritten)
+{
+    slave.play({former});
+    const Finished finished = type({"RdFicheroEsclavo", "x", "1", "--output", "/dev/full"});
+    EXPECT_EQ(finished.status, 2) << finished;
+    EXPECT_EQ(asked(), (Words{"i4 0"}));
+}
+
+TEST_F(NelkactlDeletion, IsNotAskedForAfterARefusal)
+{
+    slave.play({replyArray({xml::i4(3), xml::base64("bytes")})});
+    const Finished finished = type(words);
+    EXPECT_EQ(finished.status, 1) << finished;
+    EXPECT_TRUE(finished.err.ends_with(": the slave's status is 3; the slave keeps its file\n")) << finished;
+    EXPECT_EQ(asked(), (Words{"i4 0"}));
+}
+
+TEST_F(NelkactlDeletion, IsNotAskedForWhereNoBlockCame)
+{
+    slave.play({replyArray({xml::i4(0)})});
+    const Finished finished = type(words);
+    EXPECT_EQ(finished.status, 3) << finished;
+    EXPECT_TRUE(finished.err.ends_with(": no block came; the slave keeps its file\n")) << finished;
+    EXPECT_EQ(asked(), (Words{"i4 0"}));
+}
+
+TEST_F(NelkactlDeletion, WithoutAnAnswerLosesNothing)
+{
+    const Step tooLarge = replyArray({xml::i4(0), xml::base64(std::string(800'000, 'x'))});
+    for (const Step& second : {resetAfterRequest(), tooLarge}) {
+        const Finished finished = fetched(second);
+        EXPECT_EQ(finished.status, 3) << finished;
+        EXPECT_TRUE(
+            finished.err.ends_with("; " + file() + " holds the block, and the slave may have deleted its file\n"))
+            << finished;
+        EXPECT_NE(finished.out.find(R"("bytes":5)"), std::string::npos) << finished;
+    }
+}
+
+TEST_F(NelkactlDeletion, RefusedSaysWhatIsHeld)
+{
+    const Finished finished = fetched(replyArray({xml::i4(2)}));
+    EXPECT_EQ(finished.status, 1) << finished;
+    EXPECT_TRUE(finished.err.ends_with(": the slave's status is 2; " + file() + " holds the block\n")) << finished;
 }
 
 } // namespace

@@ -162,8 +162,8 @@ const std::vector<Case>& cases()
          {i4(3), text("x")}, 3, R"(,"json":"x")",
          true},
 
-        {"RdFicheroEsclavo", {"/var/log/x", "1", "--output", "{file}"},
-         "RecibirArchivo", {"string /var/log/x", "i4 1"},
+        {"RdFicheroEsclavo", {"/var/log/x", "0", "--output", "{file}"},
+         "RecibirArchivo", {"string /var/log/x", "i4 0"},
          {i4(0), base64("bytes")}, R"(,"bytes":5)", "bytes: 5\n",
          {i4(3), base64("")}, 3, R"(,"bytes":0)",
          true},

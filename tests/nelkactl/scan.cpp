@@ -92,10 +92,9 @@ TEST_F(Nelkactl, EndsTheLoopOfAShellByItsSigint)
     Program shell({"/bin/bash", "-c", "for i in 1 2; do " NELKACTL " updateNTP -t 30000; done; echo went on"},
                   environment());
     slave.awaitRequests(1);
-    const std::string children =
-        "/proc/" + std::to_string(shell.pid()) + "/task/" + std::to_string(shell.pid()) + "/children";
-    kill(std::stoi(contents(children)), SIGINT);
-    shell.signal(SIGINT);
+    const std::string process = std::to_string(shell.pid());
+    shell.signal(SIGINT); // it waits for what becomes of its child
+    kill(std::stoi(contents("/proc/" + process + "/task/" + process + "/children")), SIGINT);
     const Finished finished = shell.finish();
     EXPECT_EQ(finished.status, -SIGINT) << finished;
     EXPECT_EQ(finished.out, "");

@@ -15,9 +15,9 @@ namespace support {
 /// An empty folder, removed by the destructor.
 class TemporaryFolder {
 public:
-    TemporaryFolder()
+    explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path())
     {
-        std::string name = std::filesystem::temp_directory_path() / "nelka-test-XXXXXX";
+        std::string name = parent / "nelka-test-XXXXXX";
         if (!mkdtemp(name.data()))
             throw std::system_error(errno, std::generic_category(), name);
         path = name;

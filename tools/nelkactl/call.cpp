@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "failure.h"
+#include "files.h"
 #include "interruption.h"
 #include "reason.h"
 
@@ -38,7 +39,7 @@ std::optional<OutputFile> outputFile(const Given& given)
 
 Call::Call(nelka::XmlrpcClient& client_, const Options& options_, const Given& given_)
     : client(client_), timeout(options_.timeout),
-      input(given_.contains(option::input.name) ? readFile(option::input.in(given_)) : std::vector<char>()),
+      input(given_.contains(option::input.name) ? readBlock(option::input.in(given_)) : std::vector<char>()),
       file(outputFile(given_)), options(options_), given(given_)
 {
 }

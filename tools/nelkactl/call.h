@@ -9,8 +9,8 @@
 #include <nelkanet/xmlrpclient.h>
 
 #include "ending.h"
-#include "files.h"
 #include "options.h"
+#include "outputfile.h"
 #include "parameters.h"
 #include "result.h"
 

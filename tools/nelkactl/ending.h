@@ -15,7 +15,7 @@ const char* nameOf(Kind kind);
 struct Ending {
     Kind kind = Kind::done;
     int fault = 0;      ///< the client's fault state, or the code that says why a reply was unusable
-    std::string reason; ///< one line in words; empty when done
+    std::string reason; ///< one line in words; of a run that is done only where something is to be known
 
     int exitStatus() const { return static_cast<int>(kind); }
 };

@@ -20,6 +20,7 @@
 #include "failure.h"
 #include "files.h"
 #include "hosts.h"
+#include "outputfile.h"
 #include "report.h"
 #include "result.h"
 #include "signals.h"
@@ -83,16 +84,15 @@ void check(const Operation& operation, const Options& options, const std::vector
     if (options.has(option::input)) {
         if (option::input.in(given) == "-")
             throw UsageError("--input - is read once, and more than one process would read it");
-        readFile(option::input.in(given));
+        readBlock(option::input.in(given));
     }
     if (!options.has(option::output))
         return;
     std::set<std::filesystem::path> targets;
     for (const Host& host : hosts) {
         const std::string path = outputOf(host, given);
-        if (path == "-")
-            throw UsageError("--output - takes standard output, as the results do");
-        const OutputFile writable(path);
+        if (OutputFile(path).isStandardOutput())
+            throw UsageError("--output " + path + " takes standard output, as the results do");
         if (!targets.insert(std::filesystem::weakly_canonical(path)).second)
             throw UsageError("two hosts would write " + path + "; {name}, {host} and {port} tell their files apart");
     }

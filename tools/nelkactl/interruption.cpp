@@ -61,17 +61,17 @@ void install(int signal, void (*handler)(int))
     sigaction(signal, &action, nullptr);
 }
 
-class Blocked {
-public:
-    Blocked() { pthread_sigmask(SIG_BLOCK, &watched, &former); }
-    ~Blocked() { pthread_sigmask(SIG_SETMASK, &former, nullptr); }
-    Blocked(const Blocked&) = delete;
-    Blocked& operator=(const Blocked&) = delete;
-
-    sigset_t former;
-};
-
 } // namespace
+
+Held::Held()
+{
+    pthread_sigmask(SIG_BLOCK, &watched, &former);
+}
+
+Held::~Held()
+{
+    pthread_sigmask(SIG_SETMASK, &former, nullptr);
+}
 
 void watch()
 {
@@ -91,10 +91,10 @@ void watch()
     pthread_sigmask(SIG_UNBLOCK, &watched, nullptr);
 }
 
-int initialised(nelka::XmlrpcClient& client)
+int connected(nelka::XmlrpcClient& client)
 {
-    const Blocked blocked;
-    const int result = client.init();
+    const Held held;
+    const int result = client.resetConn();
     install(SIGINT, interruptIgnored ? SIG_IGN : handle);
     return result;
 }
@@ -118,13 +118,13 @@ void forget()
 
 void pause(std::chrono::milliseconds time)
 {
-    const Blocked blocked;
+    const Held held;
     check();
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
     timespec limit = {};
     limit.tv_sec = static_cast<time_t>(seconds.count());
     limit.tv_nsec = static_cast<long>(std::chrono::nanoseconds(time - seconds).count());
-    ppoll(nullptr, 0, &limit, &blocked.former);
+    ppoll(nullptr, 0, &limit, &held.former);
     check();
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <csignal>
 
 namespace nelka {
 class XmlrpcClient;
@@ -10,11 +11,11 @@ class XmlrpcClient;
 namespace nelkactl::interruption {
 
 /// Takes the signals over, but for those that the process was started to ignore. init() of a client installs the
-/// library's handler of SIGINT in its place, so this comes first and initialised() makes the calls of init().
+/// library's handler of SIGINT in its place, so this comes first and connected() makes the calls of init().
 void watch();
 
-/// client.init(), during which no signal is lost. Returns its result.
-int initialised(nelka::XmlrpcClient& client);
+/// Gives a client a connection that has not been used; no signal is lost meanwhile. Returns what init() does.
+int connected(nelka::XmlrpcClient& client);
 
 /// Whether one of the signals has come since the start or the last forget().
 bool seen();
@@ -24,6 +25,17 @@ void check();
 
 /// Lets the run go on: what has come has been dealt with.
 void forget();
+
+/// While it exists, signals wait.
+class Held {
+public:
+    Held();
+    ~Held();
+    Held(const Held&) = delete;
+    Held& operator=(const Held&) = delete;
+
+    sigset_t former;
+};
 
 /// Waits that long; throws Interrupted as soon as it is asked to end.
 void pause(std::chrono::milliseconds time);

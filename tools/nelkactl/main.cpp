@@ -37,7 +37,7 @@ void setUpLog(const Options& options)
 Ending perform(const Operation& operation, Call& call)
 {
     try {
-        if (const int fault = interruption::initialised(call.client); fault != 0)
+        if (const int fault = interruption::connected(call.client); fault != 0)
             return {Kind::faulted, fault, std::string("no client: ") + call.client.environment().fault_string};
         interruption::check();
         operation.run(call);
@@ -71,7 +71,8 @@ void run(const Operation& operation, const Options& options, Result& result)
     if (result.ending.kind != Kind::done)
         client.set_timer(0);
     if (interruption::seen() && result.ending.kind == Kind::done)
-        result.ending = {Kind::interrupted, 0, std::string(interruption::name()) + " as the answer came"};
+        result.ending = {Kind::interrupted, 0,
+                         std::string(interruption::name()) + " as the answer came; " + result.ending.reason};
     interruption::forget();
 }
 
@@ -136,7 +137,7 @@ int main(int argc, char** argv)
         if (untold)
             writeToStandardOutput(options.has(option::json) ? resultLine(result) : readable(result.outputs));
     });
-    if (untold && result.ending.kind != Kind::done && !options.has(option::quiet))
+    if (untold && !result.ending.reason.empty() && !options.has(option::quiet))
         std::cerr << "nelkactl: " << inWords(result) << std::endl;
     if (result.ending.kind == Kind::interrupted)
         interruption::die();

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <sstream>
 
+#include "fetch.h"
 #include "scan.h"
 
 namespace nelkactl {
@@ -271,12 +272,11 @@ std::vector<Family> allFamilies()
                   call.output("status", status);
               }},
              {"RdFicheroEsclavo", {ruta, borrar}, {option::output}, "bytes (how many came)",
-              "Fetches a file from the slave", "",
-              [](Call& call) {
-                  Block contenido;
-                  call.client.RdFicheroEsclavo(call.value(ruta), call.value(borrar), contenido.value, call.timeout);
-                  call.output(contenido);
-              }},
+              "Fetches a file from the slave",
+              "With BORRAR other than 0 the file is fetched and put in its place, and only then\n"
+              "the slave is asked to delete it. It comes once more with that: where it differs,\n"
+              "that is kept too.",
+              fetch},
          }},
 
         {"Tables",

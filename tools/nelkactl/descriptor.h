@@ -1,0 +1,41 @@
+// System calls on open files, restarted after a signal unless it asks for the end.
+#pragma once
+
+#include <cerrno>
+#include <string>
+#include <string_view>
+
+#include "interruption.h"
+
+namespace nelkactl {
+
+class Descriptor {
+public:
+    explicit Descriptor(int descriptor) : number(descriptor) {}
+    ~Descriptor(); ///< closes it, unless it is a standard stream
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    const int number;
+};
+
+/// Throws FileError with the error that the last system call left.
+[[noreturn]] void fail(const std::string& what, const std::string& name);
+
+template <typename SystemCall>
+auto repeated(SystemCall call)
+{
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        interruption::check();
+        result = call();
+    }
+    return result;
+}
+
+int openFile(const std::string& path, int flags);
+
+/// Whether all was written; errno says why not.
+bool writeAll(int descriptor, std::string_view bytes);
+
+} // namespace nelkactl
