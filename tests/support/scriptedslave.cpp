@@ -413,6 +413,7 @@ ScriptedSlave::ScriptedSlave(std::vector<Step> script, int receiveBuffer)
     close(ends[1]);
     close(listener);
     control = ends[0];
+    recorder = Recorder::before(listeningPort);
 }
 
 ScriptedSlave::~ScriptedSlave()

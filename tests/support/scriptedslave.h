@@ -3,12 +3,14 @@
 
 #include <chrono>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "child.h"
 #include "ports.h" // where a slave is not wanted
+#include "recorder.h"
 #include "xml.h"
 
 namespace support {
@@ -69,7 +71,7 @@ public:
     ScriptedSlave(const ScriptedSlave&) = delete;
     ScriptedSlave& operator=(const ScriptedSlave&) = delete;
 
-    unsigned short port() const { return listeningPort; }
+    unsigned short port() const { return recorder ? recorder->port() : listeningPort; }
 
     /// Starts another script, whatever the slave is doing, and forgets the recorded requests. Open connections stay.
     void play(std::vector<Step> script);
@@ -95,6 +97,7 @@ private:
     std::optional<Child> child;
     int control = -1;
     unsigned short listeningPort = 0;
+    std::unique_ptr<Recorder> recorder;
 };
 
 } // namespace support

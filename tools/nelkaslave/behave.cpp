@@ -163,7 +163,7 @@ void tell(Script& script, Told told, const Place& place)
     place.require(!behaviour.status || procedure->statusPlace, "the reply of this procedure has no status");
     place.require(!behaviour.http, "has an answer that only --replay can give");
     if (behaviour.unanswered && !behaviour.answer)
-        behaviour.answer = noAnswer(XMLRPC_TIMEOUT_ERROR, "the real module did not answer either");
+        behaviour.answer = afterSilence();
     try {
         if (behaviour.answer)
             toValue(behaviour.answer->reply);
@@ -261,6 +261,11 @@ Call strangeCall(const std::string& request)
 Answer noAnswer(int code, const std::string& reason)
 {
     return {nullptr, FaultAnswer{code, reason}};
+}
+
+Answer afterSilence()
+{
+    return noAnswer(XMLRPC_TIMEOUT_ERROR, "the real module did not answer either");
 }
 
 Script readBehaviours(const std::string& file)

@@ -40,8 +40,9 @@ struct Recorded {
 /// A request that is no call of XML-RPC, as a call without a name.
 Call strangeCall(const std::string& request);
 
-/// What a caller gets where the real module did not answer.
+/// What a caller gets where the real module did not answer, and where a recording has no answer.
 Answer noAnswer(int code, const std::string& reason);
+Answer afterSilence();
 
 /// The behaviours of all procedures, in the order in which they are used.
 class Script {

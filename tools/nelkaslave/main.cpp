@@ -4,8 +4,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include <nelkanet/xmlrpcserver.h>
 #include <sys/file.h>
@@ -14,11 +17,14 @@
 #include "../standardstreams.h"
 #include "behave.h"
 #include "calls.h"
+#include "door.h"
 #include "ending.h"
 #include "options.h"
 #include "port.h"
 #include "procedures.h"
+#include "recorder.h"
 #include "sample.h"
+#include "show.h"
 #include "storage.h"
 
 namespace fs = std::filesystem;
@@ -33,6 +39,22 @@ int fail(int exitStatus, const std::string& why)
 {
     std::fprintf(stderr, "nelkaslave: %s\n", why.c_str());
     return exitStatus;
+}
+
+// What the command line named is not what it should be.
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+template <typename Use>
+auto given(Use use)
+{
+    try {
+        return use();
+    } catch (const std::exception& error) {
+        throw UsageError(error.what());
+    }
 }
 
 // Where the state is kept: the folder asked for, or one that goes with this object.
@@ -84,6 +106,12 @@ int portOpened(const Options& options, const std::set<int>& before)
     return 0;
 }
 
+void announce(int port)
+{
+    std::printf("listening on %d\n", port);
+    std::fflush(stdout);
+}
+
 int serve(const Options& options, Slave& slave, Script script)
 {
     xmlrpc_limit_set(XMLRPC_XML_SIZE_LIMIT_ID, xmlSizeLimit);
@@ -95,30 +123,70 @@ int serve(const Options& options, Slave& slave, Script script)
     server.Start("", static_cast<unsigned int>(options.port));
     if (!server.listening())
         return fail(1, "cannot listen on port " + std::to_string(options.port) + ": " + whyNotOpened(options.port));
-    std::printf("listening on %d\n", portOpened(options, before));
-    std::fflush(stdout);
+    announce(portOpened(options, before));
 
     while (!ending())
         server.Run();
     return 0;
 }
 
+int simulate(const Options& options)
+{
+    Script script = options.behave ? given([&] { return readBehaviours(*options.behave); }) : Script();
+    const StateFolder folder(options.state);
+    const Descriptor lock = lockFolder(folder.path);
+    if (needsSample(folder.path))
+        makeSample(folder.path);
+    Slave slave(folder.path);
+    return serve(options, slave, std::move(script));
+}
+
+template <typename Answering>
+int serveAsItComes(const Options& options, Answering& answering)
+{
+    Door door(options.port,
+              [&](const std::string& request, const Caller& caller) { return answering.answer(request, caller); });
+    announce(door.port());
+    while (!ending())
+        door.serve();
+    return 0;
+}
+
+int record(const Options& options)
+{
+    RealModule module = given([&] { return RealModule(*options.forward, options.forwardTimeout); });
+    Recording recording = given([&] { return Recording(*options.record); });
+    Recorder recorder(module, recording);
+    return serveAsItComes(options, recorder);
+}
+
+int playBack(const Options& options)
+{
+    Replay replay = given([&] { return Replay(*options.replay, {options.replayOnce, options.speed}); });
+    return serveAsItComes(options, replay);
+}
+
+int look(const Options& options)
+{
+    const std::vector<Recorded> recording = given([&] { return readRecording(*options.show); });
+    if (options.plot)
+        plot(recording, *options.show);
+    else
+        show(recording);
+    if (std::fflush(stdout) != 0)
+        failed("standard output");
+    return 0;
+}
+
 int run(const Options& options)
 {
     try {
-        Script script;
-        if (options.behave)
-            try {
-                script = readBehaviours(*options.behave);
-            } catch (const std::exception& error) {
-                return fail(2, error.what());
-            }
-        const StateFolder folder(options.state);
-        const Descriptor lock = lockFolder(folder.path);
-        if (needsSample(folder.path))
-            makeSample(folder.path);
-        Slave slave(folder.path);
-        return serve(options, slave, std::move(script));
+        return options.show      ? look(options)
+               : options.replay  ? playBack(options)
+               : options.forward ? record(options)
+                                 : simulate(options);
+    } catch (const UsageError& error) {
+        return fail(2, error.what());
     } catch (const std::exception& error) {
         return fail(1, error.what());
     }

@@ -12,15 +12,43 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus)
     app.add_option("--port", options.port, "TCP port (default 8080); 0 takes a free one")
         ->check(CLI::Range(0, 65535))
         ->option_text("PORT");
-    app.add_option("--state", options.state,
-                   "folder that keeps the state, made with sample\n"
-                   "content when it is absent or empty; without this\n"
-                   "option a temporary one that goes with the slave")
-        ->option_text("DIR");
-    app.add_option("--behave", options.behave,
-                   "JSON file of procedures that answer late, with a\n"
-                   "status, with a fault or with a fixed reply")
-        ->option_text("FILE");
+    CLI::Option* const state = app.add_option("--state", options.state,
+                                              "folder that keeps the state, made with sample\n"
+                                              "content when it is absent or empty; without this\n"
+                                              "option a temporary one that goes with the slave")
+                                   ->option_text("DIR");
+    CLI::Option* const behave = app.add_option("--behave", options.behave,
+                                               "JSON file of procedures that answer late, with a\n"
+                                               "status, with a fault or with a fixed reply")
+                                    ->option_text("FILE");
+    CLI::Option* const forward =
+        app.add_option("--forward", options.forward, "real module that answers in place of the simulation")
+            ->option_text("HOST[:PORT]");
+    CLI::Option* const record =
+        app.add_option("--record", options.record, "file that gets a line for each call")->option_text("FILE");
+    forward->needs(record);
+    record->needs(forward);
+    app.add_option_function<int>(
+           "--forward-timeout", [&](int value) { options.forwardTimeout = std::chrono::milliseconds(value); },
+           "how long the module may take (default 20000)")
+        ->check(CLI::Range(1, 3600000))
+        ->needs(forward)
+        ->option_text("MS");
+    CLI::Option* const replay =
+        app.add_option("--replay", options.replay, "recording that answers in place of the simulation")
+            ->option_text("FILE");
+    app.add_flag("--replay-once", options.replayOnce, "give each answer once, not round and round")->needs(replay);
+    app.add_option("--speed", options.speed, "how fast it answers: 2 halves the delays, 0 has none")
+        ->check(CLI::Range(0.0, 1e6))
+        ->needs(replay)
+        ->option_text("FACTOR");
+    CLI::Option* const show = app.add_option("--show", options.show, "print a recording, and end")->option_text("FILE");
+    app.add_flag("--plot", options.plot, "draw its delays instead, as SVG (with gnuplot)")->needs(show);
+    // One source of answers.
+    for (CLI::Option* const source : {forward, replay, show})
+        for (CLI::Option* const other : {state, behave, forward, replay, show})
+            if (source != other)
+                source->excludes(other);
     app.set_help_flag("-h,--help", "print this and end");
     app.set_version_flag("--version", std::string("nelkaslave ") + NELKANET_VERSION, "print the version and end");
     app.footer("Writes `listening on PORT` to standard output, then a line for each call to\n"

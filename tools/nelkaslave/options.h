@@ -1,8 +1,10 @@
 // The command line.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
+#include <string>
 
 namespace nelkaslave {
 
@@ -10,6 +12,14 @@ struct Options {
     int port = 8080;
     std::optional<std::filesystem::path> state;
     std::optional<std::filesystem::path> behave;
+    std::optional<std::string> forward;
+    std::optional<std::filesystem::path> record;
+    std::chrono::milliseconds forwardTimeout{20000}; ///< longer than a master of the library waits
+    std::optional<std::filesystem::path> replay;
+    bool replayOnce = false;
+    double speed = 1;
+    std::optional<std::filesystem::path> show;
+    bool plot = false;
 };
 
 /// Nothing if the process is to end with `exitStatus`: help was asked for, or something is wrong and was said.
