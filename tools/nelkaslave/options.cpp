@@ -12,18 +12,12 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus)
     app.add_option("--port", options.port, "TCP port (default 8080); 0 takes a free one")
         ->check(CLI::Range(0, 65535))
         ->option_text("PORT");
-    CLI::Option* const state = app.add_option("--state", options.state,
-                                              "folder that keeps the state, made with sample\n"
-                                              "content when it is absent or empty; without this\n"
-                                              "option a temporary one that goes with the slave")
-                                   ->option_text("DIR");
-    CLI::Option* const behave = app.add_option("--behave", options.behave,
-                                               "JSON file of procedures that answer late, with a\n"
-                                               "status, with a fault or with a fixed reply")
-                                    ->option_text("FILE");
-    CLI::Option* const forward =
-        app.add_option("--forward", options.forward, "real module that answers in place of the simulation")
-            ->option_text("HOST[:PORT]");
+    CLI::Option* const state =
+        app.add_option("--state", options.state, "folder of the state (default: a temporary one)")->option_text("DIR");
+    CLI::Option* const behave =
+        app.add_option("--behave", options.behave, "JSON file: what becomes of which calls")->option_text("FILE");
+    CLI::Option* const forward = app.add_option("--forward", options.forward, "real module that answers in its place")
+                                     ->option_text("HOST[:PORT]");
     CLI::Option* const record =
         app.add_option("--record", options.record, "file that gets a line for each call")->option_text("FILE");
     forward->needs(record);
@@ -35,15 +29,18 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus)
         ->needs(forward)
         ->option_text("MS");
     CLI::Option* const replay =
-        app.add_option("--replay", options.replay, "recording that answers in place of the simulation")
-            ->option_text("FILE");
-    app.add_flag("--replay-once", options.replayOnce, "give each answer once, not round and round")->needs(replay);
-    app.add_option("--speed", options.speed, "how fast it answers: 2 halves the delays, 0 has none")
+        app.add_option("--replay", options.replay, "recording that answers in its place")->option_text("FILE");
+    app.add_flag("--replay-once", options.replayOnce, "give each answer once, not round and round")
+        ->needs(replay)
+        ->option_text(" ");
+    app.add_option("--speed", options.speed, "how fast: 2 halves the delays, 0 has none")
         ->check(CLI::Range(0.0, 1e6))
         ->needs(replay)
         ->option_text("FACTOR");
     CLI::Option* const show = app.add_option("--show", options.show, "print a recording, and end")->option_text("FILE");
-    app.add_flag("--plot", options.plot, "draw its delays instead, as SVG (with gnuplot)")->needs(show);
+    app.add_flag("--plot", options.plot, "draw its delays instead, as SVG (with gnuplot)")
+        ->needs(show)
+        ->option_text(" ");
     // One source of answers.
     for (CLI::Option* const source : {forward, replay, show})
         for (CLI::Option* const other : {state, behave, forward, replay, show})
@@ -52,11 +49,11 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus)
     app.set_help_flag("-h,--help", "print this and end");
     app.set_version_flag("--version", std::string("nelkaslave ") + NELKANET_VERSION, "print the version and end");
     app.footer("Writes `listening on PORT` to standard output, then a line for each call to\n"
-               "standard error. SIGTERM and SIGINT end it.\n\n"
+               "standard error. SIGTERM and SIGINT end it.\n"
                "Status in replies:\n"
                "  0 done, 1 not found, 2 bad argument, 3 database error, 4 storage error\n"
                "Exit status:\n"
-               "  0 ended by a signal, 1 cannot listen or use its state, 2 usage or behave file");
+               "  0 ended by a signal, 1 cannot listen or use its state, 2 usage or a file");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& end) {

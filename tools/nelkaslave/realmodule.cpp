@@ -25,12 +25,19 @@ std::string urlOf(const std::string& host)
     };
     const bool right = host.find_first_of("/?#@\\") == std::string::npos
                        && curl_url_set(url.get(), CURLUPART_URL, ("http://" + host + "/RPC2").c_str(), 0) == CURLUE_OK
-                       && part(CURLUPART_PORT) != "0";
+                       && part(CURLUPART_PATH) == "/RPC2" && part(CURLUPART_PORT) != "0";
     if (!right)
         throw std::invalid_argument("\"" + host + "\" is no HOST or HOST:PORT");
     if (part(CURLUPART_PORT).empty())
         curl_url_set(url.get(), CURLUPART_PORT, "8080", 0);
     return part(CURLUPART_URL);
+}
+
+curl_off_t uploaded(CURL* easy)
+{
+    curl_off_t size = 0;
+    curl_easy_getinfo(easy, CURLINFO_SIZE_UPLOAD_T, &size);
+    return size;
 }
 
 } // namespace
@@ -70,16 +77,18 @@ Asked RealModule::ask(const std::string& request, const Caller& caller)
 
     Asked asked;
     curl_waitfd watched{caller.descriptor(), CURL_WAIT_POLLIN, 0};
-    unsigned int watchedCount = 1;
-    for (int running = 1; running > 0 && !asked.hungUp && !ending();) {
+    bool watching = true;
+    for (int running = 1; !asked.hungUp && !ending();) {
         curl_multi_perform(multi.get(), &running);
         if (running == 0)
             break;
+        // A module that has the request carries it out, whether its caller waits or not.
+        const bool sent = uploaded(easy.get()) == static_cast<curl_off_t>(request.size());
         watched.revents = 0;
-        curl_multi_poll(multi.get(), &watched, watchedCount, 1000, nullptr);
+        curl_multi_poll(multi.get(), &watched, sent && watching, 1000, nullptr);
         if (watched.revents != 0) {
             asked.hungUp = caller.hungUp();
-            watchedCount = 0; // it sends more than a request, and would be readable for ever
+            watching = false; // it sends more than a request, and would be readable for ever
         }
     }
 
