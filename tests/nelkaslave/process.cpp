@@ -224,7 +224,6 @@ TEST(NelkaslaveState, IsMadeByTheNextSlaveAfterAKillInAnyStepOfItsMaking)
 
 TEST(NelkaslaveState, TakesNoWriteAfterAResetThatFailedUntilOneSucceeds)
 {
-    std::signal(SIGXFSZ, SIG_IGN); // handed down: beyond the limit a slave can write nothing, and lives
     const TemporaryFolder folder;
     SimulatedSlave slave({"--state", folder.path});
     const auto client = clientOf(slave);

@@ -1,5 +1,6 @@
 // A simulated slave module.
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -201,6 +202,7 @@ int main(int argc, char** argv)
     using namespace nelkaslave;
     occupyStandardStreams();
     endOnSignals();
+    std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a write that fails
     int exitStatus = 0;
     const std::optional<Options> options = parseOptions(argc, argv, exitStatus);
     return options ? run(*options) : exitStatus;

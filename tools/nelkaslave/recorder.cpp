@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
@@ -58,7 +57,6 @@ Recording::Recording(const std::string& name)
 {
     if (!descriptor)
         failed(file);
-    std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a write that fails
     readRecording(file);
     // A line that a loss of power cut off would be the beginning of the next.
     const std::string text = readAll(descriptor, file);
