@@ -1,0 +1,20 @@
+// A program that loads the library while it runs, and lets it go again.
+#include <csignal>
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(UnloadedLibrary, LeavesItsSignalHandlersInPlace)
+{
+    void* const library = dlopen(LIBRARY, RTLD_NOW);
+    ASSERT_NE(library, nullptr) << dlerror();
+    void* const handler = dlsym(library, "_ZN5nelka12XmlrpcClient12interruptRpcEi");
+    ASSERT_NE(handler, nullptr) << dlerror();
+    std::signal(SIGINT, reinterpret_cast<void (*)(int)>(handler));
+    ASSERT_EQ(dlclose(library), 0);
+    std::raise(SIGINT); // ends the process if the handler is gone
+}
+
+} // namespace
