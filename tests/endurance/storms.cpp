@@ -1,0 +1,328 @@
+// Thousands of signals a second, with the C library's own syslog() and time functions.
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <future>
+#include <iostream>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <nelkanet/xmlrpclient.h>
+#include <nelkanet/xmlrpcserver.h>
+#include <poll.h>
+#include <sys/mman.h>
+
+#include "support/checked.h"
+#include "support/child.h"
+#include "support/interpose.h"
+#include "support/ports.h"
+#include "support/privatelog.h"
+#include "support/scriptedslave.h"
+#include "support/signals.h"
+
+using namespace support;
+using namespace std::chrono_literals;
+
+namespace {
+
+std::atomic<long> delivered;
+
+void countOthers(const siginfo_t& signal)
+{
+    delivered += signal.si_code == SI_KERNEL || signal.si_pid != getpid(); // those of this process wake a thread
+}
+
+void countAndInterrupt(int signal, siginfo_t* info, void*)
+{
+    countOthers(*info);
+    nelka::XmlrpcClient::interruptRpc(signal);
+}
+
+} // namespace
+
+// The library's handler is set up, and the signals that it waits for pass, here, because the program's symbols come
+// before those of the C library.
+extern "C" __attribute__((visibility("default"))) int sigaction(int signal, const struct sigaction* action,
+                                                                struct sigaction* former) noexcept
+{
+    static const auto real = next<decltype(sigaction)>("sigaction");
+    if (!action || action->sa_handler != &nelka::XmlrpcClient::interruptRpc)
+        return real(signal, action, former);
+    struct sigaction counting = *action;
+    counting.sa_sigaction = countAndInterrupt;
+    counting.sa_flags |= SA_SIGINFO;
+    return real(signal, &counting, former);
+}
+
+extern "C" __attribute__((visibility("default"))) int sigtimedwait(const sigset_t* signals, siginfo_t* taken,
+                                                                   const timespec* time)
+{
+    static const auto real = next<decltype(sigtimedwait)>("sigtimedwait");
+    siginfo_t info = {};
+    const int signal = real(signals, &info, time);
+    if (signal > 0)
+        countOthers(info);
+    if (taken)
+        *taken = info;
+    return signal;
+}
+
+namespace {
+
+enum class Reader { quick, stalling };
+
+std::ostream& operator<<(std::ostream& out, Reader reader)
+{
+    return out << (reader == Reader::quick ? "ReadAtOnce" : "ThatStalls");
+}
+
+constexpr auto stall = 20ms;
+
+// What a storm blows over counts what it gets done.
+class Storm : public ::testing::TestWithParam<Reader> {
+protected:
+    ScriptedSlave slave{{replyArray({xml::i4(0)})}};
+    nelka::XmlrpcClient client{"127.0.0.1", slave.port(), "eth1", "app", "1.0"};
+    const PrivateLog log;
+
+    void SetUp() override
+    {
+        if (!log.works()) {
+            std::cerr << "SKIPPED: no right to make a private /dev/log\n";
+            GTEST_SKIP();
+        }
+        ASSERT_EQ(client.init(), 0);
+        delivered = 0;
+    }
+
+    static std::chrono::seconds length()
+    {
+        const char* asked = std::getenv("NELKANET_STORM_SECONDS");
+        return std::chrono::seconds(asked ? std::atol(asked) : 5);
+    }
+
+    // Both signals in turns, 2,500 a second, from another process. Those of one moment melt into one.
+    static Child blow(pid_t target)
+    {
+        return Child([target] {
+            const Stopwatch watch;
+            for (long sent = 0; watch.elapsed() < length() + 30s; ++sent) {
+                kill(target, sent % 2 ? SIGALRM : SIGINT);
+                while (watch.elapsed() < sent * 400us)
+                    std::this_thread::sleep_for(100us);
+            }
+        });
+    }
+
+    // Blows while `work` is done again and again, and sees that each signal has its line.
+    void weather(const std::function<void()>& work)
+    {
+        std::atomic<bool> done{false};
+        std::atomic<long> logged{0};
+        std::future<void> reader = apart([&] { countLines(logged, done); });
+        long works = 0;
+        std::chrono::microseconds worst{0};
+        {
+            Child storm = blow(getpid());
+            for (const Stopwatch total; total.elapsed() < length() && !HasFailure(); ++works) {
+                const Stopwatch watch;
+                work();
+                worst = std::max(worst, watch.elapsed());
+            }
+        }
+        client.set_timer(0);
+        // Another thread may be at its line still.
+        for (const Stopwatch watch; logged < delivered && watch.elapsed() < 10s;)
+            std::this_thread::sleep_for(1ms);
+        done = true;
+        reader.get();
+        std::cout << works << " times, the longest " << worst.count() << " us; " << delivered << " signals delivered, "
+                  << logged << " lines of signals\n";
+        EXPECT_EQ(logged, delivered);
+        EXPECT_GT(delivered, length().count() * (GetParam() == Reader::quick ? 100 : 10));
+        EXPECT_LT(worst, lateness() + (GetParam() == Reader::quick ? 0s : 2s));
+    }
+
+private:
+    void countLines(std::atomic<long>& signals, const std::atomic<bool>& done) const
+    {
+        const std::atomic<bool> atOnce{true};
+        for (bool last = false; !last;) {
+            last = done;
+            std::this_thread::sleep_for(GetParam() == Reader::quick ? 1ms : stall);
+            for (const std::string& line : log.drain(atOnce))
+                signals += line.find("signal received. interrupt ") != std::string::npos;
+        }
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Log, Storm, ::testing::Values(Reader::quick, Reader::stalling),
+                         ::testing::PrintToStringParamName());
+
+// Calls --------------------------------------------------------------------------------------------------------------
+
+class StormOverCalls : public Storm {
+protected:
+    long answered = 0;
+    long cut = 0;
+
+    void call()
+    {
+        client.updateNTP(50);
+        EXPECT_TRUE(client.getFault() == 0 || client.getFault() == -505) << client.getFault();
+        ++(client.getFault() == 0 ? answered : cut);
+    }
+
+    void TearDown() override
+    {
+        if (IsSkipped())
+            return;
+        std::cout << answered << " answered, " << cut << " cut short\n";
+        EXPECT_GT(answered, 0);
+        EXPECT_GT(cut, 0);
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Log, StormOverCalls, ::testing::Values(Reader::quick, Reader::stalling),
+                         ::testing::PrintToStringParamName());
+
+TEST_P(StormOverCalls, EndsEachAndBreaksNone)
+{
+    weather([this] { call(); });
+}
+
+TEST_P(StormOverCalls, OfAnotherThreadEndsEachAndBreaksNone)
+{
+    std::atomic<bool> done = false;
+    std::future<void> calls = std::async(std::launch::async, [&] {
+        weather([this] { call(); });
+        done = true;
+    });
+    while (!done)
+        poll(nullptr, 0, 100);
+    calls.get();
+}
+
+// Setting up ---------------------------------------------------------------------------------------------------------
+
+TEST_P(Storm, LeavesInitWorking)
+{
+    weather([this] { EXPECT_EQ(client.resetConn(), 0); });
+}
+
+TEST_P(Storm, LeavesTheTimerWorking)
+{
+    weather([this] {
+        client.set_timer(60000);
+        client.set_timer(0);
+    });
+    EXPECT_EQ(timerLeft(), 0ms);
+}
+
+// The server ---------------------------------------------------------------------------------------------------------
+
+// A handler that does what hangs between calls.
+xmlrpc_value* add(xmlrpc_env* env, xmlrpc_value*, void*, void*)
+{
+    const time_t now = std::time(nullptr);
+    tm local = {};
+    localtime_r(&now, &local);
+    static const auto realSyslog = next<decltype(syslog)>("syslog"); // not the recorder's
+    realSyslog(LOG_INFO, "asked at %d:%d", local.tm_hour, static_cast<int>(std::mktime(&local) % 60));
+    return xmlrpc_build_value(env, "(i)", 15);
+}
+
+class StormOverServer : public Storm {
+protected:
+    struct Tally {
+        std::atomic<long> served, refused, closed, silent;
+        std::atomic<bool> over;
+    };
+
+    nelka::XmlrpcServer server;
+
+    void start()
+    {
+        server.Start("", 0);
+        EXPECT_TRUE(server.listening());
+    }
+
+    // One address has too few ports for all the requests of a minute.
+    static int connectionFrom(long number, unsigned short port)
+    {
+        const int connection = checked(socket(AF_INET, SOCK_STREAM, 0), "socket");
+        sockaddr_in source = loopback(0);
+        source.sin_addr.s_addr = htonl(INADDR_LOOPBACK + static_cast<in_addr_t>(number % 250));
+        checked(bind(connection, reinterpret_cast<const sockaddr*>(&source), sizeof source), "bind");
+        const sockaddr_in server = loopback(port);
+        checked(connect(connection, reinterpret_cast<const sockaddr*>(&server), sizeof server), "connect");
+        return connection;
+    }
+
+    // Asks until the tally is over, one request after the other.
+    static void ask(unsigned short port, Tally& tally)
+    {
+        const std::string body = "<methodCall><methodName>sample.add</methodName><params/></methodCall>";
+        const std::string request = "POST /RPC2 HTTP/1.1\r\nHost: slave\r\nContent-Type: text/xml\r\nContent-Length: "
+                                    + std::to_string(body.size()) + "\r\n\r\n" + body;
+        for (long number = 0; !tally.over; ++number) {
+            const int connection = connectionFrom(number, port);
+            std::string reply;
+            ssize_t size = -1;
+            if (send(connection, request.data(), request.size(), MSG_NOSIGNAL) > 0) {
+                char piece[4096];
+                pollfd readable = {connection, POLLIN, 0};
+                while (poll(&readable, 1, 10'000) == 1 && (size = recv(connection, piece, sizeof piece, 0)) > 0)
+                    reply.append(piece, static_cast<std::size_t>(size));
+            }
+            close(connection);
+            if (reply.starts_with("HTTP/1.1 200"))
+                ++tally.served;
+            else if (reply.starts_with("HTTP/1.1 408"))
+                ++tally.refused;
+            else if (size == 0)
+                ++tally.closed;
+            else
+                ++tally.silent;
+        }
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Log, StormOverServer, ::testing::Values(Reader::quick, Reader::stalling),
+                         ::testing::PrintToStringParamName());
+
+TEST_P(StormOverServer, LeavesNoRequestWaiting)
+{
+    server.AddFunction("sample.add", add, nullptr);
+    start();
+    const unsigned short port = ownListeningPort();
+    void* const shared = mmap(nullptr, sizeof(Tally), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    Tally& tally = *new (shared) Tally{};
+    Child asker([&tally, port] { ask(port, tally); });
+    weather([this] { server.Run(); });
+    // The last request is served.
+    tally.over = true;
+    std::atomic<bool> asked = false;
+    std::future<void> end = apart([&] {
+        EXPECT_EQ(asker.end(20s), 0);
+        asked = true;
+        close(connectedTo(port));
+    });
+    while (!asked)
+        server.Run();
+    end.get();
+    std::cout << tally.served << " served, " << tally.refused << " answered with 408, " << tally.closed
+              << " closed before a byte was read, " << tally.silent << " silent\n";
+    EXPECT_GT(tally.served, 50 * tally.closed); // by the server's HTTP part, when a signal ends its wait
+    EXPECT_EQ(tally.silent, 0);
+}
+
+TEST_P(StormOverServer, LeavesStartWorking)
+{
+    weather([this] { start(); });
+}
+
+} // namespace
