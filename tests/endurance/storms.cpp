@@ -143,7 +143,7 @@ protected:
                   << logged << " lines of signals\n";
         EXPECT_EQ(logged, delivered);
         EXPECT_GT(delivered, length().count() * (GetParam() == Reader::quick ? 100 : 10));
-        EXPECT_LT(worst, lateness() + (GetParam() == Reader::quick ? 0s : 2s));
+        EXPECT_LT(worst, 2500ms); // a wait that no signal ends lasts 3 s
     }
 
 private:
