@@ -23,9 +23,10 @@ constexpr std::size_t openElementsLimit = 1000;
 constexpr unsigned int membersLimit = 2000;
 constexpr unsigned int datesLimit = 2000;
 constexpr unsigned int foreignNamesLimit = 1000;
+constexpr std::size_t foreignNameLimit = 100;
 constexpr std::size_t integerLimit = 64;
 
-enum class Kind { ordinary, structure, member, integer64, real, date, foreign };
+enum class Kind { ordinary, structure, member, integer64, real, date };
 
 struct Element {
     std::string_view name;
@@ -95,11 +96,14 @@ public:
             limit(members[depth - 1], membersLimit, "too many members of a struct");
         else if (kind == Kind::date)
             limit(dates, datesLimit, "too many dates");
-        else if (kind == Kind::foreign)
-            foreignName();
     }
 
-    void foreignName() { limit(foreignNames, foreignNamesLimit, "too many names that XML-RPC does not have"); }
+    void foreignName(std::string_view name)
+    {
+        if (name.size() > foreignNameLimit)
+            refuse("too long a name");
+        limit(foreignNames, foreignNamesLimit, "too many names that XML-RPC does not have");
+    }
 
     void text(std::string_view part)
     {
@@ -236,10 +240,12 @@ void XMLCALL startElement(void* data, const char* name, const char** attributes)
 {
     Reading& reading = Reading::of(data);
     const Element* const element = elementOf(name);
-    reading.judge.open(element ? element->kind : Kind::foreign);
+    reading.judge.open(element ? element->kind : Kind::ordinary);
+    if (!element)
+        reading.judge.foreignName(name);
     for (; *attributes; attributes += 2)
         if (std::strcmp(*attributes, "xmlns:ex") != 0)
-            reading.judge.foreignName();
+            reading.judge.foreignName(*attributes);
     reading.stopIfRefused();
 }
 

@@ -160,6 +160,13 @@ TEST(Screen, BoundsNamesOfAttributes)
                 "<value>" + repeated("<nil a=''/>", 1001) + "</value>", "too many names that XML-RPC does not have");
 }
 
+TEST(Screen, BoundsTheLengthOfAName)
+{
+    const std::string name(100, 'a');
+    expectLimit("<value><" + name + "/></value>", "<value><" + name + "a/>" + std::string(3000, ' ') + "</value>",
+                "too long a name");
+}
+
 TEST(Screen, CountsNoDeclarationOfTheExtensionNamespace)
 {
     EXPECT_EQ(reason("<value>" + repeated("<ex:nil xmlns:ex='e'/>", 5000) + "</value>"), "");
