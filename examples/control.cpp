@@ -1,9 +1,14 @@
 // A control loop that treats each kind of failure as what it is, and ends on Ctrl-C: control HOST PORT ROUNDS
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <stdexcept>
 #include <string>
+#include <thread>
+
+#include <sys/signalfd.h>
+#include <unistd.h>
 
 #include <xmlrpc-c/base.h>
 
@@ -13,21 +18,33 @@ namespace {
 
 enum class Outcome { done, refused, late, broken };
 
-// init() takes SIGINT for itself, to cut calls short. A program that wants to end as well sets a handler of its own
-// after each init(), and passes the signal on.
-volatile std::sig_atomic_t stopping = 0;
+// init() takes SIGINT over, and its handler writes to the log wherever the signal lands. A program that holds SIGINT
+// back in every thread and reads it instead is never interrupted in its own work; it cuts the running call itself.
+std::atomic<bool> stopping{false};
 
-void stop(int signal)
+void awaitInterrupt(int descriptor)
 {
-    stopping = 1;
-    nelka::XmlrpcClient::interruptRpc(signal);
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr); // alarms are for the thread that makes the calls
+    signalfd_siginfo taken;
+    while (read(descriptor, &taken, sizeof taken) != sizeof taken) {
+    }
+    stopping = true;
+    nelka::XmlrpcClient::interruptRpc(SIGINT);
 }
 
-bool connect(nelka::XmlrpcClient& slave)
+// Before any other thread is started, since that inherits what is held back.
+bool watchForInterrupt()
 {
-    const bool ready = slave.resetConn() == 0;
-    std::signal(SIGINT, stop);
-    return ready;
+    sigset_t interrupts;
+    sigemptyset(&interrupts);
+    sigaddset(&interrupts, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &interrupts, nullptr);
+    const int descriptor = signalfd(-1, &interrupts, SFD_CLOEXEC);
+    if (descriptor >= 0)
+        std::thread(awaitInterrupt, descriptor).detach();
+    return descriptor >= 0;
 }
 
 // The environment tells a fault from a refusal: a slave may refuse with a negative status too.
@@ -55,7 +72,7 @@ bool settle(nelka::XmlrpcClient& slave)
         return true;
     case Outcome::broken:
         std::cout << "broken: " << slave.environment().fault_string << '\n';
-        return connect(slave);
+        return slave.resetConn() == 0;
     }
     return false;
 }
@@ -84,7 +101,7 @@ int main(int argc, char** argv)
         return 2;
     }
     nelka::XmlrpcClient slave(argv[1], static_cast<unsigned short>(std::atoi(argv[2])), "eth0", "control", "1.0");
-    if (!connect(slave))
+    if (!watchForInterrupt() || slave.init() != 0)
         return 1;
     const int rounds = std::atoi(argv[3]);
     for (int round = 1; round <= rounds && !stopping; ++round) {
