@@ -176,6 +176,37 @@ TEST(Interruption, EndsTheControlLoopInTheMiddleOfACall)
     EXPECT_EQ(ended.status, 0);
 }
 
+// replay-test ---------------------------------------------------------------------------------------------------
+
+Finished replayTest(const std::string& recording)
+{
+    const auto words = [](const char* program) {
+        std::string text;
+        for (const std::string& word : builtCommand(program, {}))
+            text += (text.empty() ? "" : " ") + word;
+        return text;
+    };
+    return run({"/bin/bash", EXAMPLES "/replay-test", words(NELKASLAVE), words(CONTROL), recording});
+}
+
+TEST(ReplayTest, PassesAMasterThatDoesAsItDidWithTheModule)
+{
+    const Finished tested = replayTest(EXAMPLES "/afternoon.jsonl");
+    EXPECT_EQ(tested.status, 0) << tested;
+    EXPECT_EQ(tested.out, "");
+}
+
+TEST(ReplayTest, FailsAMasterThatDoesOtherwise)
+{
+    const TemporaryFolder folder;
+    std::string recording = contents(EXAMPLES "/afternoon.jsonl");
+    recording.replace(recording.find("sin controlador"), 3, "con");
+    const Finished tested = replayTest(fileWith(folder.path / "other.jsonl", recording));
+    EXPECT_EQ(tested.status, 1) << tested;
+    EXPECT_NE(tested.out.find("> round 3: broken: RPC failed at server.  con controlador"), std::string::npos)
+        << tested;
+}
+
 // slave and probe ----------------------------------------------------------------------------------------------
 
 class Slave : public ::testing::Test {

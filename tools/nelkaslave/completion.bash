@@ -22,9 +22,23 @@ _nelkaslave()
         compopt -o filenames
         mapfile -t COMPREPLY < <(compgen -f -X '!*.json' -- "$current"; compgen -d -- "$current")
         ;;
+    --record | --replay | --show)
+        compopt -o filenames
+        mapfile -t COMPREPLY < <(compgen -f -- "$current")
+        ;;
+    --forward)
+        mapfile -t COMPREPLY < <(compgen -A hostname -- "$current")
+        ;;
+    --forward-timeout)
+        mapfile -t COMPREPLY < <(compgen -W "20000" -- "$current")
+        ;;
+    --speed)
+        mapfile -t COMPREPLY < <(compgen -W "0 1 2" -- "$current")
+        ;;
     -h | --help | --version) ;;
     *)
-        mapfile -t COMPREPLY < <(compgen -W "--port --state --behave -h --help --version" -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W "--port --state --behave --forward --record \
+            --forward-timeout --replay --replay-once --speed --show --plot -h --help --version" -- "$current")
         ;;
     esac
 }
