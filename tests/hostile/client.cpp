@@ -31,6 +31,7 @@ using hostile::Due;
 namespace {
 
 constexpr std::size_t smallStack = 128 * 1024;
+constexpr int ample = 20'000; // milliseconds
 
 /// What a process has to tell of the call that it survived.
 struct Report {
@@ -59,12 +60,12 @@ int faultOfCall(nelka::XmlrpcClient& client, int timeout)
     return client.getFault();
 }
 
-// Three calls; the slave answers the second as it does.
+// Three calls; the slave answers the second as it does. A machine that is late is no harm to the others.
 Report callThrice(unsigned short port, int timeout)
 {
     nelka::XmlrpcClient client("127.0.0.1", port, "eth1", "app", "1.0");
     Report report{};
-    if (client.init() != 0 || faultOfCall(client, timeout) != 0)
+    if (client.init() != 0 || faultOfCall(client, ample) != 0)
         throw std::runtime_error("an ordinary call fails");
     const long before = peakOfMemory();
     const std::chrono::microseconds earlier = hostile::processorTime();
@@ -73,7 +74,7 @@ Report callThrice(unsigned short port, int timeout)
     report.time = watch.elapsed();
     report.processor = hostile::processorTime() - earlier;
     report.grown = peakOfMemory() - before;
-    report.worksOn = client.resetConn() == 0 && faultOfCall(client, timeout) == 0;
+    report.worksOn = client.resetConn() == 0 && faultOfCall(client, ample) == 0;
     return report;
 }
 
@@ -142,7 +143,7 @@ protected:
     }
 
 private:
-    static constexpr std::chrono::seconds patience{10};
+    static constexpr std::chrono::seconds patience{30};
     std::chrono::microseconds mostProcessor{0};
     long mostGrown = 0;
 };

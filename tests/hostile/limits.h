@@ -10,14 +10,17 @@
 
 namespace hostile {
 
-/// At the peak, in kB, beyond what an ordinary call takes. AddressSanitizer keeps what was released.
+// AddressSanitizer is slow and keeps what was released.
 #ifdef __SANITIZE_ADDRESS__
-inline constexpr long memory = 1024 * 1024;
+inline constexpr int sanitized = 16;
 #else
-inline constexpr long memory = 64 * 1024;
+inline constexpr int sanitized = 1;
 #endif
 
-// An emulator is slow to parse what is harmless, too.
+/// At the peak, in kB, beyond what an ordinary call takes.
+inline constexpr long memory = sanitized * 64 * 1024;
+
+// An emulator is slow, too.
 inline std::chrono::milliseconds allowing(int milliseconds, int emulated)
 {
     return std::chrono::milliseconds(std::getenv("NELKANET_SLOW") ? emulated : milliseconds);
@@ -26,19 +29,19 @@ inline std::chrono::milliseconds allowing(int milliseconds, int emulated)
 /// How late a call may end.
 inline std::chrono::milliseconds lateness()
 {
-    return allowing(100, 1000);
+    return sanitized * allowing(100, 1000);
 }
 
 /// Of the processor's time. A megabyte of what is harmless takes a third of it.
 inline std::chrono::milliseconds processing()
 {
-    return allowing(500, 20'000);
+    return sanitized * allowing(500, 20'000);
 }
 
 /// Until a server answers the next request; it takes 2 seconds to lose patience with a silent one.
 inline std::chrono::milliseconds patience()
 {
-    return allowing(2500, 20'000);
+    return sanitized * allowing(2500, 20'000);
 }
 
 /// The processor's time that a process has taken, this one unless another is named.
