@@ -44,12 +44,16 @@ std::string readBytes(xmlrpc_env& env, xmlrpc_value* value)
     return std::string(bytes, bytes + length);
 }
 
+// What xmlrpc-c reads is off in the digits behind these.
+constexpr int significantDigits = 15;
+
 std::string readDouble(xmlrpc_env& env, xmlrpc_value* value)
 {
     double number = 0;
     xmlrpc_read_double(&env, value, &number);
     char text[32];
-    return std::string(text, std::to_chars(text, text + sizeof text, number).ptr);
+    return std::string(
+        text, std::to_chars(text, text + sizeof text, number, std::chars_format::general, significantDigits).ptr);
 }
 
 // Calls `take` on every element of `array`, until one of them records a fault.

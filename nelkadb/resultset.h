@@ -27,10 +27,10 @@ public:
     /// Replaces the contents with those of `table`: an array of rows, each an array of scalars, the first row holding
     /// the column names as strings. An empty array is an empty set.
     ///
-    /// Integers become decimal text, booleans 0 or 1, doubles the shortest text that reads back as the same number;
-    /// strings and byte strings stay as they are; nil is null. Anything else, a row of another length than the first
-    /// included, records a fault in `env` and leaves the contents as they were. So does an `env` that already holds a
-    /// fault, which is kept.
+    /// Integers become decimal text, booleans 0 or 1, doubles text of at most 15 significant digits, because xmlrpc-c
+    /// reads 0.3 as 0.30000000000000004; strings and byte strings stay as they are; nil is null. Anything else, a row
+    /// of another length than the first included, records a fault in `env` and leaves the contents as they were. So
+    /// does an `env` that already holds a fault, which is kept.
     ///
     /// `table` stays the caller's: what is needed of it is copied. Throws std::bad_alloc, contents as they were.
     void fill(xmlrpc_env& env, xmlrpc_value* table);

@@ -235,10 +235,17 @@ TEST_F(ResultSetTest, WritesBooleansAsZeroAndOne)
     EXPECT_EQ(column(), (std::vector<std::string>{"0", "1"}));
 }
 
-TEST_F(ResultSetTest, WritesDoublesAsTheShortestTextThatReadsBackTheSame)
+TEST_F(ResultSetTest, WritesDoublesWithAtMostFifteenDigits)
 {
     fillColumn({real(0.1), real(1), real(-2.5), real(1e300), real(1.0 / 3), real(5e-324), real(-0.0)});
-    EXPECT_EQ(column(), (std::vector<std::string>{"0.1", "1", "-2.5", "1e+300", "0.3333333333333333", "5e-324", "-0"}));
+    EXPECT_EQ(column(), (std::vector<std::string>{"0.1", "1", "-2.5", "1e+300", "0.333333333333333",
+                                                  "4.94065645841247e-324", "-0"}));
+}
+
+TEST_F(ResultSetTest, WritesDoublesWithoutWhatTheTransportAdds)
+{
+    fillColumn({real(0.30000000000000004), real(1.0000000000000005e-07), real(62.54999999999999)});
+    EXPECT_EQ(column(), (std::vector<std::string>{"0.3", "1e-07", "62.55"}));
 }
 
 TEST_F(ResultSetTest, KeepsTextsWithAllTheirBytes)
