@@ -37,11 +37,15 @@ void endOnSignals()
     handle(SIGALRM, interruptWait);
     handle(SIGTERM, ask);
     handle(SIGINT, ask);
+    struct sigaction inherited;
+    sigaction(SIGHUP, nullptr, &inherited);
+    if (inherited.sa_handler != SIG_IGN)
+        handle(SIGHUP, ask);
 
     // A parent may have handed them down blocked.
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int signal : {SIGALRM, SIGTERM, SIGINT})
+    for (const int signal : {SIGALRM, SIGTERM, SIGINT, SIGHUP})
         sigaddset(&signals, signal);
     sigprocmask(SIG_UNBLOCK, &signals, nullptr);
 }
