@@ -1,9 +1,11 @@
 // The simulated slave, driven by the library's own client.
+#include <chrono>
 #include <csignal>
 #include <cstdint>
-#include <ctime>
+#include <cstdlib>
 #include <filesystem>
 #include <ostream>
+#include <random>
 #include <set>
 #include <string>
 #include <tuple>
@@ -113,14 +115,50 @@ TEST_F(Slave, NamesTheColumnsOfAQueryWithoutRows)
 TEST_F(Slave, SendsEveryValueWhateverItHolds)
 {
     const nelkadb::ResultSet rows = table("SELECT 2147483648, 0.5, 9e999, x'00FF', 'ñ', 'a' || char(0) || 'b', "
-                                          "CAST(x'41FF' AS TEXT), char(128512), 'a' || char(13, 10) || char(7)");
+                                          "CAST(x'41FF' AS TEXT), char(128512), 'a' || char(13, 10), 'b' || char(13)");
     ASSERT_EQ(client.getFault(), 0);
     const std::vector<std::string> expected = {
-        "2147483648", "0.5", "Inf", std::string("\0\xFF", 2), "ñ", std::string("a\0b", 3), "A\xFF", "😀", "a\r\n\a"};
+        "2147483648", "0.5",   "Inf", std::string("\0\xFF", 2), "ñ", std::string("a\0b", 3), "A\xFF",
+        "😀",          "a\r\n", "b\r"};
     std::vector<std::string> received;
     for (std::size_t column = 0; column < rows.columnCount(); ++column)
         received.push_back(rows.value(0, column));
     EXPECT_EQ(received, expected);
+}
+
+// A number in decimal, of up to 15 digits and between 1e-300 and 1e300.
+std::string randomNumber(std::mt19937& random)
+{
+    std::string digits = std::to_string(std::uniform_int_distribution<long long>(1, 999999999999999)(random));
+    digits.resize(std::uniform_int_distribution<std::size_t>(1, digits.size())(random));
+    const int exponent = random() % 2 == 0 ? std::uniform_int_distribution(-300, 299)(random)
+                                           : std::uniform_int_distribution(-7, 7)(random);
+    return digits.insert(1, ".") + "e" + std::to_string(exponent);
+}
+
+TEST_F(Slave, SendsNumbersOfFifteenDigitsAsTheyAre)
+{
+    execute("reales", "CREATE TABLE reales (valor REAL)");
+    std::mt19937 random(1);
+    std::vector<std::string> sent{"62.55", "0.3", "1e-07", "1e-300", "1e300", "-0.1", "123456789012345.0"};
+    while (sent.size() < 10000)
+        sent.push_back(randomNumber(random));
+    std::string values;
+    for (const std::string& number : sent)
+        values += (values.empty() ? "(" : ",(") + number + ")";
+    ASSERT_EQ(execute("reales", "INSERT INTO reales VALUES " + values), static_cast<int>(sent.size()));
+
+    std::vector<std::string> changed;
+    constexpr std::size_t page = 1000; // fits into a reply
+    for (std::size_t first = 0; first < sent.size(); first += page) {
+        const nelkadb::ResultSet rows =
+            table("SELECT valor FROM reales WHERE rowid > " + std::to_string(first) + " ORDER BY rowid LIMIT 1000");
+        ASSERT_EQ(rows.rowCount(), page);
+        for (std::size_t row = 0; row < page; ++row)
+            if (std::strtod(rows.value(row, 0).c_str(), nullptr) != std::strtod(sent[first + row].c_str(), nullptr))
+                changed.push_back(sent[first + row] + " became " + rows.value(row, 0));
+    }
+    EXPECT_EQ(changed, std::vector<std::string>{});
 }
 
 TEST_F(Slave, CountsTheWritesThatItAcknowledged)
@@ -207,8 +245,23 @@ INSTANTIATE_TEST_SUITE_P(
         Query{"AChangeThatRollsBack", "INSERT OR ROLLBACK INTO canales (id, nombre) VALUES (1, 'x')"},
         Query{"AnotherTableThanTheNamedOne", "UPDATE servicios SET puerto = 1"},
         Query{"AnAttachment", "ATTACH 'other.db' AS other"}, Query{"ACopyElsewhere", "VACUUM INTO 'other.db'"},
+        Query{"AnIndexOfAnotherTable", "CREATE INDEX otro ON servicios (puerto)"},
+        Query{"ATriggerOfAnotherTable", "CREATE TRIGGER otro AFTER DELETE ON servicios BEGIN DELETE FROM canales; END"},
+        Query{"AnotherView", "CREATE VIEW otra AS SELECT 1"}, Query{"StatisticsOfAnotherTable", "ANALYZE servicios"},
         Query{"TheCounter", "PRAGMA user_version = 9"}, Query{"TheSchema", "UPDATE sqlite_master SET sql = ''"}),
     byName);
+
+TEST_F(Slave, TouchesNoIndexOfAnotherTable)
+{
+    execute("servicios", "CREATE INDEX indice ON servicios (puerto)");
+    ASSERT_EQ(client.getFault(), 0);
+    for (const char* statement : {"DROP INDEX indice", "REINDEX indice"}) {
+        execute("canales", statement);
+        EXPECT_EQ(client.getFault(), databaseError) << statement;
+    }
+    execute("servicios", "DROP INDEX indice");
+    EXPECT_EQ(client.getFault(), 0);
+}
 
 TEST_F(Slave, EndsInTheMidstOfAQueryThatTakesForEver)
 {
@@ -326,13 +379,18 @@ TEST_F(Slave, RestoresTheSampleOnAReset)
 
 TEST_F(Slave, TellsTheTime)
 {
-    const auto before = static_cast<unsigned long long>(std::time(nullptr));
+    // std::time() is behind the clock that the slave reads by up to a tick.
+    const auto seconds = [] {
+        const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+        return static_cast<unsigned long long>(std::chrono::duration_cast<std::chrono::seconds>(sinceEpoch).count());
+    };
+    const unsigned long long before = seconds();
     unsigned long long hora = 0;
     int status = -1;
     client.getHoraModulo(0, hora, status, ampleTimeout);
     EXPECT_EQ(status, 0);
     EXPECT_GE(hora, before);
-    EXPECT_LE(hora, static_cast<unsigned long long>(std::time(nullptr)));
+    EXPECT_LE(hora, seconds());
 }
 
 TEST_F(Slave, RemembersWhatItIsToldToDo)
@@ -428,8 +486,7 @@ TEST_F(SlaveThatScans, AdvancesToTheEndAndReports)
     const fs::path shortScans = folder.path / "short";
     makeState(shortScans);
     fileWith(shortScans / "state.json", R"({"duracion_scan_ms": 400, "entradas": [{}, {}]})");
-    // Its many lines would fill the pipe.
-    const SimulatedSlave quick({"--state", shortScans}, {}, {"/bin/sh", "-c", "exec \"$@\" 2>/dev/null", "sh"});
+    const SimulatedSlave quick({"--state", shortScans});
     nelka::XmlrpcClient master("127.0.0.1", quick.port(), "eth1", "test", "1.0");
     ASSERT_EQ(master.init(), 0);
 
@@ -455,6 +512,19 @@ TEST_F(SlaveThatScans, AdvancesToTheEndAndReports)
     EXPECT_EQ(text.find("entrada 1 tipo 0 banda 2 progreso 100\ncanal "), 0U) << text;
     master.cancelInputScan(1, ampleTimeout);
     EXPECT_EQ(master.getFault(), notFound);
+}
+
+TEST_F(SlaveThatScans, BeginsAgainBehindTheLargestIdentifier)
+{
+    const fs::path used = folder.path / "used";
+    makeState(used);
+    fileWith(used / "state.json", R"({"ultimo_scan": 2147483647, "entradas": [{}]})");
+    const SimulatedSlave worn({"--state", used});
+    nelka::XmlrpcClient master("127.0.0.1", worn.port(), "eth1", "test", "1.0");
+    ASSERT_EQ(master.init(), 0);
+    int id = -1;
+    master.initInputScan(0, 0, id, 2, ampleTimeout);
+    EXPECT_EQ(id, 1);
 }
 
 TEST_F(SlaveThatScans, ForgetsACancelledScan)
@@ -515,6 +585,25 @@ TEST_F(Slave, SendsAFileAndDeletesItIfAsked)
     EXPECT_EQ(file("/config/bloque"), "");
     EXPECT_EQ(client.getFault(), notFound);
     EXPECT_FALSE(fs::exists(state / "files/config/bloque"));
+}
+
+TEST_F(Slave, DeletesNoFileThatAClientCouldNotTake)
+{
+    fileWith(state / "files/grande", bytes(800000));
+    file("grande", true);
+    EXPECT_EQ(client.getFault(), storageError);
+    EXPECT_TRUE(fs::exists(state / "files/grande"));
+    file("grande");
+    EXPECT_EQ(client.getFault(), -509); // larger than the client's limit indeed
+}
+
+TEST_F(Slave, DeletesTheLargestFileThatAClientTakes)
+{
+    // Its reply is 1 MiB of XML but for a few bytes.
+    const std::string content = bytes(766000);
+    fileWith(state / "files/grande", content);
+    EXPECT_EQ(file("grande", true), content);
+    EXPECT_FALSE(fs::exists(state / "files/grande"));
 }
 
 class SlaveKeepsIn : public Slave, public ::testing::WithParamInterface<Refused> {};

@@ -1,7 +1,12 @@
 // Loaded into the simulated slave.
+#include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstdlib>
+#include <string_view>
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -27,14 +32,49 @@ static void killAtSync()
         raise(SIGKILL);
 }
 
+// Adds a character to the file SYNCS for each sync: j while the file JOURNAL is there, else -.
+static void noteSync()
+{
+    const char* const notes = std::getenv("SYNCS");
+    if (!notes)
+        return;
+    const int file = open(notes, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    const char* const journal = std::getenv("JOURNAL");
+    if (write(file, access(journal, F_OK) == 0 ? "j" : "-", 1) != 1)
+        std::abort();
+    close(file);
+}
+
+/// There is no /proc if NO_PROC is set. The C++ library opens folders under either name.
+INTERPOSED int openat(int folder, const char* name, int flags, ...)
+{
+    if (std::getenv("NO_PROC") && std::string_view(name).starts_with("/proc/")) {
+        errno = ENOENT;
+        return -1;
+    }
+    va_list rest;
+    va_start(rest, flags);
+    const unsigned int mode = flags & (O_CREAT | O_TMPFILE) ? va_arg(rest, unsigned int) : 0;
+    va_end(rest);
+    return static_cast<int>(syscall(SYS_openat, folder, name, flags, mode));
+}
+INTERPOSED int openat64(int, const char*, int, ...) __attribute__((alias("openat")));
+INTERPOSED DIR* opendir(const char* name)
+{
+    const int folder = openat(AT_FDCWD, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    return folder < 0 ? nullptr : fdopendir(folder);
+}
+
 INTERPOSED int fsync(int file)
 {
+    noteSync();
     killAtSync();
     return static_cast<int>(syscall(SYS_fsync, file));
 }
 
 INTERPOSED int fdatasync(int file)
 {
+    noteSync();
     killAtSync();
     return static_cast<int>(syscall(SYS_fdatasync, file));
 }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <ostream>
 #include <random>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -52,7 +53,7 @@ int changes(nelka::XmlrpcClient& client)
     return count;
 }
 
-// The environment that loads what nelkaslave_preload.cpp does into a slave.
+// The environment that loads what preload.cpp does into a slave.
 Words preloaded(Words environment)
 {
     environment.push_back("LD_PRELOAD=" PRELOAD);
@@ -148,7 +149,65 @@ TEST(Nelkaslave, WritesALineForEachCall)
     slave.signal(SIGTERM);
     const Finished finished = slave.finish();
     EXPECT_EQ(finished.out, "");
-    EXPECT_EQ(finished.err, "Changes: status 0\nChanges: status 1, no database nada\nUpdateNTP: status 0\n");
+    const std::string time = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z )", duration = R"(, \d+\.\d ms\n)";
+    const std::regex lines(time + R"(Changes\("modulo"\): status 0)" + duration + time
+                           + R"(Changes\("nada"\): status 1, no database nada)" + duration + time
+                           + R"(UpdateNTP\(\): status 0)" + duration);
+    EXPECT_TRUE(std::regex_match(finished.err, lines)) << finished;
+}
+
+TEST(Nelkaslave, ShortensWhatItLogs)
+{
+    SimulatedSlave slave;
+    const auto client = clientOf(slave);
+    client->wrFicheroTablasSI(1, -2, std::vector<char>(1000), ampleTimeout);
+    client->ejecutar_script(std::string(1000, 'x'), ampleTimeout);
+    slave.signal(SIGTERM);
+    const Finished finished = slave.finish();
+    EXPECT_NE(finished.err.find("wrFicheroTablasSI(1, -2, block of 1000 bytes): status 0, "), std::string::npos)
+        << finished;
+    EXPECT_NE(finished.err.find("EjecutarScript(\"" + std::string(60, 'x') + "\"... (1000 bytes)): status 1, "),
+              std::string::npos)
+        << finished;
+}
+
+TEST(Nelkaslave, AnswersThoughNobodyReadsItsLog)
+{
+    const SimulatedSlave slave;
+    const auto client = clientOf(slave);
+    for (int calls = 0; calls < 5000; ++calls)
+        ASSERT_EQ(changes(*client), 0) << calls;
+}
+
+// xmlrpc-c prints there, and a pipe that nobody reads is full some day.
+TEST(Nelkaslave, WritesNothingMoreOnStandardOutputOnceItListens)
+{
+    const SimulatedSlave slave;
+    EXPECT_EQ(changes(*clientOf(slave)), 0);
+    EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(slave.pid()) + "/fd/1"), "/dev/null");
+}
+
+TEST(Nelkaslave, NeedsNoProcForAPortThatIsNamed)
+{
+    unsigned short port = freePort();
+    std::string first;
+    for (int tries = 0; tries < 5 && first.empty(); ++tries, port = freePort())
+        first = Program(slaveCommand({"--port", std::to_string(port)}), preloaded({"NO_PROC=1"})).line();
+    EXPECT_TRUE(first.starts_with("listening on ")) << first;
+}
+
+TEST(Nelkaslave, TakesItsPortByTheShortName)
+{
+    EXPECT_TRUE(Program(slaveCommand({"-p", "0"})).line().starts_with("listening on "));
+}
+
+TEST(Nelkaslave, SaysThatItsHelpCannotBeWritten)
+{
+    Words command = slaveCommand({"--help"});
+    command.insert(command.begin(), {"/bin/sh", "-c", "exec \"$@\" >/dev/full", "sh"});
+    const Finished finished = run(command);
+    EXPECT_EQ(finished.status, 1);
+    EXPECT_EQ(finished.err, "nelkaslave: standard output cannot be written\n");
 }
 
 // State --------------------------------------------------------------------------------------------------------
@@ -195,6 +254,67 @@ TEST(NelkaslaveState, ThatWasEditedBadlyIsRefusedWithThePlace)
     EXPECT_NE(finished.err.find("state.json:2:10: "), std::string::npos) << finished;
 }
 
+struct WrongState {
+    const char* name;
+    std::string content;
+    std::string complaint;
+};
+
+void PrintTo(const WrongState& wrong, std::ostream* out)
+{
+    *out << wrong.content;
+}
+
+class NelkaslaveWrongState : public ::testing::TestWithParam<WrongState> {};
+
+TEST_P(NelkaslaveWrongState, IsRefusedWithThePlace)
+{
+    const TemporaryFolder folder;
+    makeState(folder.path);
+    const std::string file = fileWith(folder.path / "state.json", GetParam().content);
+    const Finished finished = slaveWith({"--port", "0", "--state", folder.path});
+    EXPECT_EQ(finished.status, 1);
+    EXPECT_EQ(finished.err.find("nelkaslave: " + file + GetParam().complaint), 0U) << finished;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , NelkaslaveWrongState,
+    ::testing::Values(
+        WrongState{"Array", "[]", ":1: must be an object\n"},
+        WrongState{"UnknownKey", "{\n\"sok\": 1}", ":2: /sok: is nothing that the state has\n"},
+        WrongState{"UnknownKeyWithin", R"({"sap": {"mode": 1}})", ":1: /sap/mode: is nothing that the state has\n"},
+        WrongState{"DuplicateKey", "{\"soc\": 1,\n\"soc\": 2}", ":2: the key \"soc\" comes twice\n"},
+        WrongState{"Fraction", R"({"soc": 1.5})", ":1: /soc: must be an integer from -2147483648 to 2147483647\n"},
+        WrongState{"TooLargeNumber", R"({"soc": 1e400})", ":1:"},
+        WrongState{"TooLargeInteger", R"({"soc": 2147483648})", ":1: /soc: must be an integer from "},
+        WrongState{"TooLargeRefresh", R"({"refresco_web": 65536})", ":1: /refresco_web: must be an integer from 0 to "},
+        WrongState{"NegativeScan", R"({"ultimo_scan": -1})", ":1: /ultimo_scan: must be an integer from 0 to "},
+        WrongState{"ScanBeforeTime", R"({"entradas": [{"scan": {"inicio": -9223372036854775808}}]})",
+                   ":1: /entradas/0/scan/inicio: must be an integer from 0 to "},
+        WrongState{"NumberForText", R"({"scripts": ["a", 1]})", ":1: /scripts/1: must be a string\n"},
+        WrongState{"TextForTuning", R"({"entradas": [{"sintonia": "x"}]})",
+                   ":1: /entradas/0/sintonia: must be an object or null\n"},
+        WrongState{"BadBase64", R"({"sap": {"bloque": "A"}})", ":1: /sap/bloque: base64 comes in groups of "},
+        WrongState{"DeepNesting", std::string(15000, '['), ":1: values are nested deeper than "}),
+    byName);
+
+TEST(NelkaslaveState, HasNoJournalLeftOnTheDiskWhenAWriteIsAcknowledged)
+{
+    const TemporaryFolder folder;
+    makeState(folder.path);
+    const fs::path syncs = folder.path.string() + ".syncs";
+    const SimulatedSlave slave(
+        {"--state", folder.path},
+        preloaded({"SYNCS=" + syncs.string(), "JOURNAL=" + (folder.path / "modulo.db-journal").string()}));
+    int changed = -1;
+    clientOf(slave)->execQuery("UPDATE canales SET activo = 0", changed, "canales", ampleTimeout);
+    EXPECT_EQ(changed, 6);
+    const std::string seen = contents(syncs);
+    fs::remove(syncs);
+    ASSERT_FALSE(seen.empty());
+    EXPECT_EQ(seen.back(), '-') << seen; // the journal's removal was put on the disk
+}
+
 TEST(NelkaslaveState, ThatWasNotFinishedIsMadeAnew)
 {
     const TemporaryFolder folder;
@@ -237,6 +357,10 @@ TEST(NelkaslaveState, TakesNoWriteAfterAResetThatFailedUntilOneSucceeds)
     int answer = -1;
     client->changeFPGASOC(7, answer, ampleTimeout);
     EXPECT_EQ(answer, storageError);
+    unsigned long soc = 0;
+    answer = -1;
+    client->getFPGASOC(soc, answer, ampleTimeout);
+    EXPECT_EQ(answer, storageError);
     client->wrFicheroTablasSI(1, 1, {'x'}, ampleTimeout);
     EXPECT_EQ(client->getFault(), storageError);
     client->execQuery("DELETE FROM canales", answer, "canales", ampleTimeout);
@@ -248,7 +372,6 @@ TEST(NelkaslaveState, TakesNoWriteAfterAResetThatFailedUntilOneSucceeds)
     slave.signal(SIGKILL);
     slave.finish();
     const SimulatedSlave next({"--state", folder.path});
-    unsigned long soc = 0;
     clientOf(next)->getFPGASOC(soc, answer, ampleTimeout);
     EXPECT_EQ(soc, 7U);
 }
@@ -398,8 +521,8 @@ TEST_P(NelkaslaveEnd, WaitsForNoDelay)
     EXPECT_EQ(slave.end(GetParam()), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(, NelkaslaveEnd, ::testing::Values(SIGTERM, SIGINT), [](const auto& instance) {
-    return std::string(instance.param == SIGTERM ? "Sigterm" : "Sigint");
+INSTANTIATE_TEST_SUITE_P(, NelkaslaveEnd, ::testing::Values(SIGTERM, SIGINT, SIGHUP), [](const auto& instance) {
+    return std::string(instance.param == SIGTERM ? "Sigterm" : instance.param == SIGINT ? "Sigint" : "Sighup");
 });
 
 // Misbehaviour -------------------------------------------------------------------------------------------------

@@ -22,7 +22,7 @@ constexpr std::size_t largestTable = 32U << 20U;
 constexpr std::size_t costOfCell = 256; // of an XML-RPC value in memory, whatever it holds
 constexpr int longestWaitForOthers = 1000;
 
-[[noreturn]] void objected(sqlite3* database)
+[[noreturn]] void throwDatabaseError(sqlite3* database)
 {
     switch (sqlite3_errcode(database)) {
     case SQLITE_FULL:
@@ -52,7 +52,7 @@ Connection open(const std::filesystem::path& file, int flags)
     const int result = sqlite3_open_v2(file.c_str(), &database, flags | SQLITE_OPEN_READWRITE, nullptr);
     Connection connection(database);
     if (result != SQLITE_OK)
-        objected(database);
+        throwDatabaseError(database);
     sqlite3_busy_timeout(database, longestWaitForOthers);
     sqlite3_limit(database, SQLITE_LIMIT_LENGTH, static_cast<int>(largestTable));
     return connection;
@@ -61,14 +61,14 @@ Connection open(const std::filesystem::path& file, int flags)
 void run(const Connection& connection, const std::string& script)
 {
     if (sqlite3_exec(connection.get(), script.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK)
-        objected(connection.get());
+        throwDatabaseError(connection.get());
 }
 
-// An acknowledged write is on the disk.
+// An acknowledged write is on the disk, and so is the end of its journal, which would undo it.
 Connection openToWrite(const std::filesystem::path& file, int flags = 0)
 {
     Connection connection = open(file, flags);
-    run(connection, "PRAGMA synchronous = FULL");
+    run(connection, "PRAGMA synchronous = EXTRA");
     return connection;
 }
 
@@ -76,7 +76,7 @@ Statement prepare(const Connection& connection, const char* query, const char** 
 {
     sqlite3_stmt* statement = nullptr;
     if (sqlite3_prepare_v2(connection.get(), query, -1, &statement, rest) != SQLITE_OK)
-        objected(connection.get());
+        throwDatabaseError(connection.get());
     return Statement(statement);
 }
 
@@ -101,7 +101,7 @@ bool step(const Connection& connection, const Statement& statement)
 {
     const int result = sqlite3_step(statement.get());
     if (result != SQLITE_ROW && result != SQLITE_DONE)
-        objected(connection.get());
+        throwDatabaseError(connection.get());
     return result == SQLITE_ROW;
 }
 
@@ -134,8 +134,14 @@ int allowReading(void*, int action, const char* first, const char*, const char*,
     }
 }
 
-int allowChanging(void* table, int action, const char* first, const char* second, const char*, const char* trigger)
+struct Change {
+    const std::string& table;
+    bool makesIndex = false;
+};
+
+int allowChanging(void* context, int action, const char* first, const char* second, const char*, const char* trigger)
 {
+    Change& change = *static_cast<Change*>(context);
     const char* changed = nullptr;
     switch (action) {
     case SQLITE_ATTACH:
@@ -144,13 +150,25 @@ int allowChanging(void* table, int action, const char* first, const char* second
     case SQLITE_SAVEPOINT:
     case SQLITE_PRAGMA:
         return SQLITE_DENY;
+    case SQLITE_REINDEX: // which names the index alone
+        return change.makesIndex ? SQLITE_OK : SQLITE_DENY;
     case SQLITE_INSERT:
     case SQLITE_UPDATE:
     case SQLITE_DELETE:
+    case SQLITE_ANALYZE:
     case SQLITE_CREATE_TABLE:
+    case SQLITE_CREATE_VIEW:
+    case SQLITE_DROP_VIEW:
         changed = first;
         break;
     case SQLITE_ALTER_TABLE:
+    case SQLITE_CREATE_INDEX:
+        change.makesIndex = true;
+        changed = second;
+        break;
+    case SQLITE_DROP_INDEX:
+    case SQLITE_CREATE_TRIGGER:
+    case SQLITE_DROP_TRIGGER:
         changed = second;
         break;
     default:
@@ -158,7 +176,7 @@ int allowChanging(void* table, int action, const char* first, const char* second
     }
     // A trigger goes where it was made to go, and SQLite's own tables follow from the statement.
     const bool meant = trigger || std::string_view(changed).starts_with("sqlite_")
-                       || sqlite3_stricmp(changed, static_cast<const std::string*>(table)->c_str()) == 0;
+                       || sqlite3_stricmp(changed, change.table.c_str()) == 0;
     return meant ? SQLITE_OK : SQLITE_DENY;
 }
 
@@ -186,7 +204,7 @@ Value cell(sqlite3_stmt* statement, int column)
         return fits ? integer(static_cast<int>(number)) : integer64(number);
     }
     case SQLITE_FLOAT:
-        return real(sqlite3_column_double(statement, column));
+        return realOrText(sqlite3_column_double(statement, column));
     case SQLITE_TEXT: {
         const void* characters = sqlite3_column_text(statement, column);
         return textOrBlock(bytesOf(statement, column, characters));
@@ -234,7 +252,8 @@ int Databases::execute(const std::string& database, const std::string& table, co
     const Connection connection = openToWrite(file(database));
     const Deadline deadline(connection);
     run(connection, "BEGIN IMMEDIATE");
-    sqlite3_set_authorizer(connection.get(), allowChanging, const_cast<std::string*>(&table));
+    Change change{table};
+    sqlite3_set_authorizer(connection.get(), allowChanging, &change);
     Statement statement = prepareOne(connection, query);
     while (step(connection, statement)) {
     }

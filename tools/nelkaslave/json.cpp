@@ -202,9 +202,4 @@ std::string readText(const std::string& file)
     return std::move(*text);
 }
 
-Json readJson(const std::string& file)
-{
-    return parseDocument(file, readText(file)).value;
-}
-
 } // namespace nelkaslave

@@ -77,7 +77,4 @@ Document parseDocument(const std::string& file, std::string_view text, std::size
 /// read.
 std::string readText(const std::string& file);
 
-/// parseDocument() of readText().
-Json readJson(const std::string& file);
-
 } // namespace nelkaslave

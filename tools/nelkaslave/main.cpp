@@ -111,6 +111,8 @@ void announce(int port)
 {
     std::printf("listening on %d\n", port);
     std::fflush(stdout);
+    // xmlrpc-c writes there when a peer resets its connection: a pipe that nobody reads would stop the slave.
+    discardStandardOutput();
 }
 
 int serve(const Options& options, Slave& slave, Script script)
@@ -120,7 +122,7 @@ int serve(const Options& options, Slave& slave, Script script)
     nelka::XmlrpcServer server;
     calls.publish(server);
 
-    const std::set<int> before = listeningPorts();
+    const std::set<int> before = options.port == 0 ? listeningPorts() : std::set<int>();
     server.Start("", static_cast<unsigned int>(options.port));
     if (!server.listening())
         return fail(1, "cannot listen on port " + std::to_string(options.port) + ": " + whyNotOpened(options.port));

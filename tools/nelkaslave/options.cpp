@@ -1,5 +1,7 @@
 #include "options.h"
 
+#include <iostream>
+
 #include <CLI/CLI.hpp>
 #include <nelkanet/version.h>
 
@@ -9,7 +11,7 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus)
 {
     Options options;
     CLI::App app("A simulated slave module: answers every remote procedure.", "nelkaslave");
-    app.add_option("--port", options.port, "TCP port (default 8080); 0 takes a free one")
+    app.add_option("-p,--port", options.port, "TCP port (default 8080); 0 takes a free one")
         ->check(CLI::Range(0, 65535))
         ->option_text("PORT");
     CLI::Option* const state =
@@ -58,6 +60,10 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus)
         app.parse(argc, argv);
     } catch (const CLI::ParseError& end) {
         exitStatus = app.exit(end) == 0 ? 0 : 2;
+        if (!std::cout.flush()) {
+            std::cerr << "nelkaslave: standard output cannot be written\n";
+            exitStatus = 1;
+        }
         return std::nullopt;
     }
     return options;

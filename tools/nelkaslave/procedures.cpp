@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <limits>
 
 #include <nelkanet/remotemethods.h>
 
@@ -223,7 +224,8 @@ Value initInputScan(Slave& slave, const Arguments& arguments)
     require(banda >= 0 && banda <= 255, "a band is 0 to 255");
     slave->state.change([entrada = entrada, tipo = tipo, banda = banda](State& state) {
         Input& scanned = state.entradas[input(state, entrada)];
-        scanned.scan = {++state.ultimo_scan, tipo, banda, now<std::chrono::milliseconds>()};
+        state.ultimo_scan = state.ultimo_scan == std::numeric_limits<int>::max() ? 1 : state.ultimo_scan + 1;
+        scanned.scan = {state.ultimo_scan, tipo, banda, now<std::chrono::milliseconds>()};
     });
     return array(integer(slave->state.get().ultimo_scan));
 }
@@ -284,13 +286,19 @@ Value generateJsonWeb(Slave& slave, const Arguments& arguments)
 
 // Files --------------------------------------------------------------------------------------------------------
 
+// What the library's client takes.
+constexpr std::size_t largestReply = 1U << 20U;
+
 Value recibirArchivo(Slave& slave, const Arguments& arguments)
 {
     const auto [path, remove] = arguments.as<std::string, int>();
-    const std::string contents = slave->files.read(path);
-    if (remove)
+    Value reply = done(block(slave->files.read(path)));
+    if (remove) {
+        if (sizeOfResponse(reply) > largestReply)
+            throw Refusal(storageError, "too large for a client, and therefore not deleted: " + path);
         slave->files.remove(path);
-    return done(block(contents));
+    }
+    return reply;
 }
 
 Value borrarArchivo(Slave& slave, const Arguments& arguments)
@@ -337,6 +345,11 @@ Value negative(int status)
     return array(integer(-status));
 }
 
+Value valueAndStatus(int status)
+{
+    return array(integer(0), integer(status));
+}
+
 Value negativeAndText(int status)
 {
     return array(integer(-status), text(""));
@@ -377,7 +390,7 @@ const std::vector<Procedure>& procedures()
         {remote::getScanReport, scanReport, negativeAndText},
         {remote::CancelInputScan, cancelInputScan},
 
-        {remote::get_FPGA_SOC, getFpgaSoc, statusAlone, 1},
+        {remote::get_FPGA_SOC, getFpgaSoc, valueAndStatus, 1},
         {remote::Change_FPGA_SOC, changeFpgaSoc},
         {remote::Generate_JSON_WEB, generateJsonWeb},
 

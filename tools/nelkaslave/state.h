@@ -54,7 +54,7 @@ Json toJson(const State& state);
 /// Keeps the state in a file of JSON.
 class StateFile {
 public:
-    /// Throws as readJson() does.
+    /// Throws as readText() and parseDocument() do, and MalformedFile for what is no state.
     explicit StateFile(std::filesystem::path file);
 
     const State& get() const { return state; }

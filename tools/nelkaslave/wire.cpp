@@ -1,5 +1,7 @@
 #include "wire.h"
 
+#include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 
@@ -64,6 +66,21 @@ std::size_t carriedLength(std::string_view rest)
     return overlong || surrogate || code >= 0xFFFE ? 0 : length;
 }
 
+// What `write` writes.
+template <typename Write>
+std::string xmlOf(Write write)
+{
+    struct FreeBlock {
+        void operator()(xmlrpc_mem_block* block) const { xmlrpc_mem_block_free(block); }
+    };
+    Environment env;
+    const std::unique_ptr<xmlrpc_mem_block, FreeBlock> xml(xmlrpc_mem_block_new(&env, 0));
+    env.check();
+    write(&env, xml.get());
+    env.check();
+    return std::string(XMLRPC_MEMBLOCK_CONTENTS(char, xml.get()), XMLRPC_MEMBLOCK_SIZE(char, xml.get()));
+}
+
 Value itemAt(xmlrpc_value* array, unsigned int place)
 {
     Environment env;
@@ -91,6 +108,24 @@ Scalar scalar(const Value& value, Read read)
     return result;
 }
 
+std::string fifteenDigits(double value)
+{
+    char text[32];
+    return std::string(text, std::to_chars(text, text + sizeof text, value, std::chars_format::general, 15).ptr);
+}
+
+// The number that a client of xmlrpc-c reads: neither its writer nor its reader is exact.
+double received(const Value& number)
+{
+    const std::string xml =
+        xmlOf([&](xmlrpc_env* env, xmlrpc_mem_block* written) { xmlrpc_serialize_value(env, written, number.get()); });
+    Environment env;
+    xmlrpc_value* value = nullptr;
+    xmlrpc_parse_value_xml(&env, xml.data(), xml.size(), &value);
+    env.check();
+    return scalar<double>(Value(value), xmlrpc_read_double);
+}
+
 struct Free {
     void operator()(const void* memory) const { std::free(const_cast<void*>(memory)); }
 };
@@ -106,6 +141,37 @@ std::string characters(const Value& value,
     const std::unique_ptr<const Character, Free> owned(all);
     env.check();
     return std::string(all, all + length);
+}
+
+// Cut between characters.
+std::string quoted(const std::string& text)
+{
+    constexpr std::size_t longest = 60;
+    std::size_t length = std::min(text.size(), longest);
+    while (length > 0 && length < text.size() && isContinuation(text[length]))
+        --length;
+    const std::string rest = length < text.size() ? "... (" + std::to_string(text.size()) + " bytes)" : "";
+    return '"' + text.substr(0, length) + '"' + rest;
+}
+
+std::string inWords(const Value& value)
+{
+    switch (xmlrpc_value_type(value.get())) {
+    case XMLRPC_TYPE_INT:
+        return std::to_string(scalar<int>(value, xmlrpc_read_int));
+    case XMLRPC_TYPE_I8:
+        return std::to_string(scalar<xmlrpc_int64>(value, xmlrpc_read_i8));
+    case XMLRPC_TYPE_BOOL:
+        return scalar<xmlrpc_bool>(value, xmlrpc_read_bool) ? "true" : "false";
+    case XMLRPC_TYPE_DOUBLE:
+        return fifteenDigits(scalar<double>(value, xmlrpc_read_double));
+    case XMLRPC_TYPE_STRING:
+        return quoted(characters(value, xmlrpc_read_string_lp));
+    case XMLRPC_TYPE_BASE64:
+        return "block of " + std::to_string(characters(value, xmlrpc_read_base64).size()) + " bytes";
+    default:
+        return xmlrpc_type_name(xmlrpc_value_type(value.get()));
+    }
 }
 
 Value argument(xmlrpc_value* list, unsigned int place, xmlrpc_type type, const char* what)
@@ -148,6 +214,14 @@ Value real(double value)
     return made(xmlrpc_double_new, value);
 }
 
+Value realOrText(double value)
+{
+    Value number = real(value);
+    const std::string digits = fifteenDigits(value);
+    const bool survives = !std::isfinite(value) || fifteenDigits(received(number)) == digits;
+    return survives ? std::move(number) : exactText(digits);
+}
+
 Value text(std::string_view value)
 {
     std::string carried;
@@ -176,6 +250,8 @@ Value block(std::string_view bytes)
 
 Value textOrBlock(std::string_view value)
 {
+    if (value.find('\r') != std::string_view::npos)
+        return block(value); // xmlrpc-c reads a line feed
     for (std::string_view rest = value; !rest.empty();) {
         const std::size_t length = carriedLength(rest);
         if (length == 0)
@@ -226,20 +302,26 @@ Value another(const Value& value)
     return Value(value.get());
 }
 
+std::size_t sizeOfResponse(const Value& reply)
+{
+    return xmlOf([&](xmlrpc_env* env, xmlrpc_mem_block* xml) { xmlrpc_serialize_response(env, xml, reply.get()); })
+        .size();
+}
+
 std::string callXml(xmlrpc_value* parameters)
 {
-    struct Free {
-        void operator()(xmlrpc_mem_block* block) const { xmlrpc_mem_block_free(block); }
-    };
-    Environment env;
-    const std::unique_ptr<xmlrpc_mem_block, Free> xml(xmlrpc_mem_block_new(&env, 0));
-    env.check();
-    xmlrpc_serialize_call(&env, xml.get(), "", parameters);
-    env.check();
-    return std::string(XMLRPC_MEMBLOCK_CONTENTS(char, xml.get()), XMLRPC_MEMBLOCK_SIZE(char, xml.get()));
+    return xmlOf([&](xmlrpc_env* env, xmlrpc_mem_block* xml) { xmlrpc_serialize_call(env, xml, "", parameters); });
 }
 
 // In -----------------------------------------------------------------------------------------------------------
+
+std::string described(xmlrpc_value* parameters)
+{
+    std::string list;
+    for (int i = 0; i < sizeOf(parameters); ++i)
+        list += (i == 0 ? "" : ", ") + inWords(itemAt(parameters, static_cast<unsigned int>(i)));
+    return list;
+}
 
 void Arguments::requireCount(std::size_t count) const
 {

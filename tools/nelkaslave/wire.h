@@ -41,7 +41,9 @@ Value integer(int value);
 Value integer64(std::int64_t value);
 /// Infinities become texts: XML-RPC has no word for them.
 Value real(double value);
-/// What a string of XML-RPC cannot carry arrives as question marks.
+/// A number that arrives with its first 15 digits: as a text where xmlrpc-c would not write or read them.
+Value realOrText(double value);
+/// What a string of XML-RPC cannot carry arrives as question marks, a carriage return as a line feed.
 Value text(std::string_view value);
 /// The text whatever it holds; a fault says what xmlrpc-c cannot send.
 Value exactText(std::string_view value);
@@ -70,10 +72,16 @@ int integerAt(const Value& array, unsigned int place);
 
 Value another(const Value& value);
 
+/// How many bytes of XML a reply takes up.
+std::size_t sizeOfResponse(const Value& reply);
+
 /// A call with these parameters, in XML.
 std::string callXml(xmlrpc_value* parameters);
 
 // In -----------------------------------------------------------------------------------------------------------
+
+/// The parameters of a call for a reader, long texts and blocks shortened.
+std::string described(xmlrpc_value* parameters);
 
 /// What a procedure was called with.
 class Arguments {
