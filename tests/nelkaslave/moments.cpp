@@ -18,7 +18,6 @@ class NelkaslaveMoments : public ::testing::TestWithParam<int> {};
 
 TEST_P(NelkaslaveMoments, LeaveNoTemporaryFolder)
 {
-    std::signal(SIGHUP, SIG_DFL); // what starts the tests may ignore it
     const TemporaryFolder folder;
     std::mt19937 random(5);
     int ended = 0; // after the slave had taken the signals over
