@@ -273,10 +273,10 @@ void XMLCALL startDocumentType(void* data, const char*, const char*, const char*
 
 const char* reasonOfParser(std::string_view document)
 {
-    const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(XML_ParserCreate(nullptr),
-                                                                              XML_ParserFree);
+    const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(
+        document.size() <= INT_MAX ? XML_ParserCreate(nullptr) : nullptr, XML_ParserFree);
     if (!parser)
-        return "no memory to look at it";
+        return "too little memory to look at it";
     Reading reading{parser.get(), {}};
     XML_SetUserData(parser.get(), &reading);
     XML_SetElementHandler(parser.get(), startElement, endElement);
@@ -293,8 +293,6 @@ const char* reasonToRefuse(std::string_view document) noexcept
 {
     if (document.size() > xmlrpc_limit_get(XMLRPC_XML_SIZE_LIMIT_ID) || isPlainlyHarmless(document))
         return nullptr;
-    if (document.size() > INT_MAX)
-        return "too many bytes";
     // xmlrpc-c's parser and expat would not read the same text out of these.
     if (contains(document, {"", 1}) || document.starts_with("\xFE\xFF") || document.starts_with("\xFF\xFE"))
         return "a zero byte or the mark of UTF-16";

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <exception>
 #include <map>
+#include <memory>
 #include <mutex>
 
 #include <cxxabi.h>
@@ -44,17 +45,17 @@ void processScreened(xmlrpc_env* env, void* registry, const char* document, std:
         xmlrpc_registry_process_call2(env, static_cast<xmlrpc_registry*>(registry), document, size, session, response);
         return;
     }
-    *response = xmlrpc_mem_block_new(env, 0);
-    if (env->fault_occurred)
-        return;
     xmlrpc_env fault;
     xmlrpc_env_init(&fault);
     xmlrpc_env_set_fault_formatted(&fault, XMLRPC_PARSE_ERROR,
                                    "Call XML not a proper XML-RPC call.  Refused unread: %s", reason);
-    xmlrpc_serialize_fault(env, *response, &fault);
+    std::unique_ptr<xmlrpc_mem_block, decltype(&xmlrpc_mem_block_free)> written(xmlrpc_mem_block_new(env, 0),
+                                                                                xmlrpc_mem_block_free);
+    if (!env->fault_occurred)
+        xmlrpc_serialize_fault(env, written.get(), &fault);
+    if (!env->fault_occurred)
+        *response = written.release();
     xmlrpc_env_clean(&fault);
-    if (env->fault_occurred)
-        xmlrpc_mem_block_free(*response);
 }
 
 struct Method {

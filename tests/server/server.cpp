@@ -345,6 +345,13 @@ TEST_F(Server, AnswersABodyThatIsNoXmlWithAFault)
     expectFault(exchange(post("/RPC2", "RdHora")), -503);
 }
 
+TEST_F(Server, AnswersAHarmfulRequestWithTheFaultOfAnUnreadableOne)
+{
+    start();
+    expectFault(exchange(post("/RPC2", "<methodCall><methodName>RdHora</methodName><i8>x</i8></methodCall>")), -503);
+    expectFault(exchange(post("/RPC2", "<methodCall><!-- -->" + std::string(1, '\0') + "</methodCall>")), -503);
+}
+
 // Start --------------------------------------------------------------------------------------------------------
 
 TEST_F(Server, LogsThatItStarts)
