@@ -322,7 +322,7 @@ bool names(const std::string& text, const std::string& name)
     return false;
 }
 
-TEST_F(Nelkactl, HelpManPageAndCompletionNameEveryOperationAndOption)
+TEST_F(Nelkactl, HelpAndManPageNameEveryOperationAndOption)
 {
     const std::string help = type({"--help"}).out;
     Words all = operationsNamedIn(help);
@@ -338,30 +338,87 @@ TEST_F(Nelkactl, HelpManPageAndCompletionNameEveryOperationAndOption)
     }
     std::string page = contents(MAN_PAGE);
     page.erase(std::remove(page.begin(), page.end(), '\\'), page.end());
-    const std::string completion = contents(COMPLETION);
     all.insert(all.end(), options.begin(), options.end());
-    for (const std::string& name : all) {
+    for (const std::string& name : all)
         EXPECT_TRUE(names(page, name)) << name;
-        EXPECT_TRUE(names(completion, name)) << name;
-    }
 }
 
-TEST_F(Nelkactl, CompletesOperationsAndTheirOptions)
+TEST_F(Nelkactl, UnknownOperationGetsTheNearestName)
 {
-    const auto completed = [](const std::string& words, const std::string& index) {
-        const Finished finished = run({"/bin/bash", "-c",
-                                       "source " COMPLETION "; COMP_WORDS=(" + words + "); COMP_CWORD=" + index
-                                           + "; _nelkactl; printf '%s ' \"${COMPREPLY[@]}\""});
-        EXPECT_EQ(finished.err, "");
-        return finished.out;
+    const auto meant = [this](const std::string& name) {
+        const std::string words = type({name}).err;
+        const std::size_t start = words.find("; did you mean ");
+        return start == std::string::npos ? "" : words.substr(start + 15, words.find('?') - start - 15);
     };
-    EXPECT_EQ(completed("nelkactl sinto", "1"), "sintonizarCanalTerr sintonizarCanalSat ");
-    EXPECT_EQ(completed("nelkactl -p 1 --json scan 1 --", "6"),
-              "--host --port --timeout --database --json --verbose --quiet --trace --hosts --jobs --every --count "
-              "--changes --help --version --interval --until --retry ");
-    EXPECT_EQ(completed("nelkactl rdFicheroResumen --o", "2"), "--output ");
-    EXPECT_EQ(completed("nelkactl sampleadd --o", "2"), " ");
+    EXPECT_EQ(meant("gettable"), "getTable");
+    EXPECT_EQ(meant("getTabel"), "getTable");
+    EXPECT_EQ(meant("sintonizarCanalTer"), "sintonizarCanalTerr");
+    EXPECT_EQ(meant("SCAN"), "scan");
+    EXPECT_EQ(meant("rdFicheroEsclavo"), "RdFicheroEsclavo");
+    EXPECT_EQ(meant("volume"), "");
 }
+
+// Completion -------------------------------------------------------------------------------------------------------
+
+class NelkactlCompletion : public ::testing::TestWithParam<const char*> {
+protected:
+    /// What a shell offers for the last of these words, in alphabetical order.
+    static Words offered(const Words& words)
+    {
+        const std::string shell = GetParam();
+        if (!std::filesystem::exists("/usr/bin/" + shell))
+            return {"no " + shell};
+        const std::string scripts = COMPLETIONS;
+        std::string typed;
+        for (const std::string& word : words)
+            typed += " '" + word + "'";
+        const std::string count = std::to_string(words.size());
+        std::string script;
+        if (shell == "bash")
+            script = "source " + scripts + "/nelkactl.bash; COMP_WORDS=(" NELKACTL + typed + "); COMP_CWORD=" + count
+                     + "; _nelkactl; printf '%s\\n' \"${COMPREPLY[@]}\"";
+        else if (shell == "zsh") // its own functions work on a terminal only
+            script = "compset() { return 1 }; _files() { print -l *(N) }; _hosts() { print localhost };"
+                     "_describe() { print -rl -- \"${(@)candidates%%:*}\" }; words=(" NELKACTL
+                     + typed + "); CURRENT=" + std::to_string(words.size() + 1) + "; source " + scripts + "/_nelkactl";
+        else // it completes what it finds under that name
+            script = "set PATH (dirname " NELKACTL ") $PATH; source " + scripts
+                     + "/nelkactl.fish; complete -C \"nelkactl"
+                     + typed.substr(0, typed.size() - 1 - words.back().size() - 1) + words.back() + "\" | cut -f 1";
+        const TemporaryFolder folder;
+        fileWith(folder.path / "datei", "");
+        const Finished finished = run({"/usr/bin/env", "-C", folder.path, "HOME=" + folder.path.string(),
+                                       "/usr/bin/" + shell, shell == "zsh" ? "-fc" : "-c", script});
+        EXPECT_EQ(finished.err, "") << script;
+        std::istringstream lines(finished.out);
+        std::set<std::string> all;
+        for (std::string line; std::getline(lines, line);)
+            if (!line.empty())
+                all.insert(line);
+        return {all.begin(), all.end()};
+    }
+};
+
+TEST_P(NelkactlCompletion, OffersOperationsOptionsAndValues)
+{
+    if (offered({""}) == Words{std::string("no ") + GetParam()})
+        GTEST_SKIP() << "no " << GetParam();
+    Words operations = operationsNamedIn(run({NELKACTL, "--help"}).out);
+    std::sort(operations.begin(), operations.end());
+    EXPECT_EQ(offered({""}), operations);
+    EXPECT_EQ(offered({"sinto"}), (Words{"sintonizarCanalSat", "sintonizarCanalTerr"}));
+    EXPECT_EQ(offered({"-p", "1", "--json", "scan", "1", "--int"}), (Words{"--interval"}));
+    EXPECT_EQ(offered({"rdFicheroResumen", "--o"}), (Words{"--output"}));
+    EXPECT_EQ(offered({"sampleadd", "--o"}), (Words{}));
+    EXPECT_EQ(offered({"sintonizarCanalTerr", "1", ""}), (Words{"0", "1", "false", "true"}));
+    EXPECT_EQ(offered({"sintonizarCanalTerr", "--fre"}), (Words{"--frecuencia"}));
+    EXPECT_EQ(offered({"RdFicheroEsclavo", "/x", ""}), (Words{"0", "1"}));
+    EXPECT_EQ(offered({"--timeout", ""}), (Words{"5000"}));
+    EXPECT_EQ(offered({"rdFicheroResumen", "--output", "da"}), (Words{"datei"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Shell, NelkactlCompletion, ::testing::Values("bash", "zsh", "fish"),
+                         [](const auto& instance) { return std::string(instance.param); });
 
 TEST_F(Nelkactl, SaysItsVersion)
 {

@@ -12,6 +12,7 @@
 #include "../standardstreams.h"
 #include "address.h"
 #include "call.h"
+#include "completion.h"
 #include "failure.h"
 #include "files.h"
 #include "fleet.h"
@@ -126,6 +127,10 @@ int main(int argc, char** argv)
 {
     using namespace nelkactl;
     occupyStandardStreams();
+    if (argc > 1 && std::string(argv[1]) == "--complete") {
+        std::cout << completions({argv + 2, argv + argc});
+        return 0;
+    }
     Options options;
     Result result;
     bool untold = true;

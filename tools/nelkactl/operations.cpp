@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "fetch.h"
+#include "nearest.h"
 #include "scan.h"
 
 namespace nelkactl {
@@ -326,15 +327,27 @@ const std::vector<Family>& families()
     return all;
 }
 
+std::vector<const Operation*> operations()
+{
+    std::vector<const Operation*> all;
+    for (const Family& family : families())
+        for (const Operation& operation : family.operations)
+            all.push_back(&operation);
+    return all;
+}
+
 const Operation& operationNamed(const std::string& name)
 {
     if (name.empty())
         throw UsageError("no operation");
-    for (const Family& family : families())
-        for (const Operation& operation : family.operations)
-            if (operation.name == name)
-                return operation;
-    throw UsageError("no operation '" + name + "'");
+    std::vector<std::string> names;
+    for (const Operation* operation : operations()) {
+        if (operation->name == name)
+            return *operation;
+        names.push_back(operation->name);
+    }
+    const std::string meant = nearest(name, names);
+    throw UsageError("no operation '" + name + "'" + (meant.empty() ? "" : "; did you mean " + meant + "?"));
 }
 
 Given givenTo(const Operation& operation, const Options& options)

@@ -27,7 +27,9 @@ struct Family {
 
 const std::vector<Family>& families();
 
-/// Throws UsageError for an unknown name.
+std::vector<const Operation*> operations();
+
+/// Throws UsageError for an unknown name, which says what may have been meant.
 const Operation& operationNamed(const std::string& name);
 
 /// The options and the arguments, once they are those of the operation and in their ranges. Throws UsageError.
