@@ -25,8 +25,8 @@ std::atomic<bool> recording{false};
 
 void record(int priority, const char* format, va_list values)
 {
-    if (LogRecorder::duringLogCall)
-        LogRecorder::duringLogCall();
+    if (void (*const action)() = LogRecorder::duringLogCall)
+        action();
     const int savedErrno = errno;
     if (recording) {
         const std::size_t index = taken.fetch_add(1);
@@ -42,7 +42,7 @@ void record(int priority, const char* format, va_list values)
 
 } // namespace
 
-void (*LogRecorder::duringLogCall)() = nullptr;
+std::atomic<void (*)()> LogRecorder::duringLogCall{nullptr};
 
 std::ostream& operator<<(std::ostream& out, const LogLine& line)
 {

@@ -1,6 +1,7 @@
 // Records what the process writes to the system log, in place of writing it.
 #pragma once
 
+#include <atomic>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -38,7 +39,7 @@ public:
 
     /// Called, if set, inside every log call, in whatever context it is made. The errno it leaves is what the log call
     /// leaves, as the real one may change it.
-    static void (*duringLogCall)();
+    static std::atomic<void (*)()> duringLogCall;
 };
 
 } // namespace support
