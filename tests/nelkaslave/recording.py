@@ -91,6 +91,7 @@ class Module:
         self.listening = socket.create_server(("127.0.0.1", 0))
         self.port = self.listening.getsockname()[1]
         self.requests = []
+        self.asked = threading.Event()
         self.hung_up = threading.Event()
         self.thread = threading.Thread(target=self.serve, args=(answers,), daemon=True)
         self.thread.start()
@@ -100,6 +101,7 @@ class Module:
             connection, _ = self.listening.accept()
             with connection:
                 self.requests.append(read_message(connection))
+                self.asked.set()
                 if answer is None:
                     while connection.recv(1000):
                         pass
@@ -289,9 +291,9 @@ class Recording(unittest.TestCase):
     def test_passes_on_what_is_no_call(self):
         module = self.module(http_of(b"a"), http_of(b"b"))
         recorder = self.record(module.port)
-        for request, answer in ((b"<methodCall><methodName>x\x07", b"a"), (b"\xff\xfe", b"b")):
+        for request, answer in ((b"<methodCall><methodName/></methodCall>", b"a"), (b"\xff\xfe", b"b")):
             self.assertTrue(self.exchange(recorder, request).endswith(answer))
-        self.assertEqual(module.requests, [b"<methodCall><methodName>x\x07", b"\xff\xfe"])
+        self.assertEqual(module.requests, [b"<methodCall><methodName/></methodCall>", b"\xff\xfe"])
         self.end(recorder)
         replayed = self.replay()
         self.assertTrue(self.exchange(replayed, b"\xff\xfe").endswith(b"b"))
@@ -330,6 +332,18 @@ class Recording(unittest.TestCase):
         self.assertTrue(module.hung_up.wait(10))
         self.assertEqual(self.master(recorder).UpdateNTP(), 1)
         self.assertEqual([line.get("unanswered", False) for line in self.lines()], [True, False])
+
+    def test_ends_though_the_module_is_silent(self):
+        module = self.module(None)
+        recorder = self.record(module.port)
+        waiting = threading.Thread(
+            target=self.exchange, args=(recorder, b"<methodCall><methodName>UpdateNTP</methodName></methodCall>")
+        )
+        waiting.start()
+        self.assertTrue(module.asked.wait(10))
+        self.end(recorder)
+        waiting.join(10)
+        self.assertEqual([line["unanswered"] for line in self.lines()], [True])
 
     def test_survives_a_kill_with_every_line_that_was_answered(self):
         answer = reply("<value><i4>1</i4></value>")

@@ -222,7 +222,7 @@ Call callOf(const Element& root)
 {
     require(root.name == "methodCall" && blank(root.text) && !root.children.empty() && root.children.size() <= 2);
     const Element& name = root.children[0];
-    require(name.name == "methodName" && name.children.empty());
+    require(name.name == "methodName" && name.children.empty() && !name.text.empty());
     Call call{name.text};
     if (root.children.size() == 2) {
         const Element& params = root.children[1];

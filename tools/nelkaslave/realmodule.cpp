@@ -58,9 +58,9 @@ RealModule::RealModule(const std::string& host, std::chrono::milliseconds deadli
     curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, &body);
 }
 
-std::size_t RealModule::take(const char* bytes, std::size_t, std::size_t count, void* body)
+std::size_t RealModule::take(const char* bytes, std::size_t, std::size_t count, void* user)
 {
-    std::string& taken = *static_cast<std::string*>(body);
+    std::string& taken = *static_cast<std::string*>(user);
     if (count > largestAnswer - taken.size())
         return 0;
     taken.append(bytes, count);

@@ -36,16 +36,16 @@ public:
 
 private:
     struct Cleanup {
-        void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+        void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
     };
     struct CleanupMulti {
-        void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+        void operator()(CURLM* handle) const { curl_multi_cleanup(handle); }
     };
     struct FreeList {
         void operator()(curl_slist* list) const { curl_slist_free_all(list); }
     };
 
-    static std::size_t take(const char* bytes, std::size_t, std::size_t count, void* body);
+    static std::size_t take(const char* bytes, std::size_t, std::size_t count, void* user);
 
     std::unique_ptr<curl_slist, FreeList> headers;
     // Kept, and with it the connection: the next call of a master finds it open too.

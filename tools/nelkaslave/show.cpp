@@ -56,7 +56,7 @@ std::string readableObject(const Json& object)
     const Json& content = object[mark];
     if (std::string_view(mark) == "base64")
         return std::to_string(fromBase64(content.get<std::string>()).size()) + " bytes";
-    return content.is_string() ? content.get<std::string>() : content.dump();
+    return std::string_view(mark) == "double" ? content.get<std::string>() : content.dump();
 }
 
 std::string readableValue(const Json& value)
@@ -68,11 +68,18 @@ std::string readableValue(const Json& value)
     return value.is_string() ? inQuotes(value.get<std::string>()) : value.dump();
 }
 
+// A name comes from the network, and is to stay on its line.
+std::string visible(const std::string& name)
+{
+    const bool plain = std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c <= '~'; });
+    return plain ? name : inQuotes(name);
+}
+
 std::string readableCall(const Call& call)
 {
     if (call.procedure.empty())
         return "no call: " + readableValue(call.params);
-    return call.procedure + "(" + (call.params.is_array() ? listed(call.params, readableValue) : "…") + ")";
+    return visible(call.procedure) + "(" + (call.params.is_array() ? listed(call.params, readableValue) : "…") + ")";
 }
 
 std::string readableAnswer(const Behaviour& behaviour)
@@ -131,7 +138,7 @@ void show(const std::vector<Recorded>& recording)
     for (auto& [procedure, summary] : summaries) {
         std::vector<std::chrono::milliseconds::rep>& delays = summary.delays;
         std::sort(delays.begin(), delays.end());
-        std::printf("%-28s %7zu %7zu %10lld %10lld\n", procedure.empty() ? "(no call)" : procedure.c_str(),
+        std::printf("%-28s %7zu %7zu %10lld %10lld\n", procedure.empty() ? "(no call)" : visible(procedure).c_str(),
                     delays.size(), summary.faults, static_cast<long long>(delays[(delays.size() - 1) / 2]),
                     static_cast<long long>(delays.back()));
     }

@@ -310,7 +310,7 @@ std::size_t sizeOfResponse(const Value& reply)
 
 std::string callXml(xmlrpc_value* parameters)
 {
-    return xmlOf([&](xmlrpc_env* env, xmlrpc_mem_block* xml) { xmlrpc_serialize_call(env, xml, "", parameters); });
+    return xmlOf([&](xmlrpc_env* env, xmlrpc_mem_block* xml) { xmlrpc_serialize_call(env, xml, "call", parameters); });
 }
 
 // In -----------------------------------------------------------------------------------------------------------
