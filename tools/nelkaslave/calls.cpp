@@ -3,16 +3,13 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <ctime>
 #include <system_error>
 #include <thread>
 #include <utility>
 
-#include <poll.h>
-#include <unistd.h>
-
 #include "conversion.h"
 #include "ending.h"
+#include "log.h"
 #include "refusal.h"
 
 namespace nelkaslave {
@@ -21,48 +18,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// As in 2026-03-01T12:00:00.250Z.
-std::string timeOfDay()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_REALTIME, &now);
-    tm parts = {};
-    gmtime_r(&now.tv_sec, &parts);
-    char text[32];
-    const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
-    std::snprintf(text + length, sizeof text - length, ".%03ldZ", now.tv_nsec / 1000000);
-    return text;
-}
-
 std::string milliseconds(Clock::duration duration)
 {
     char text[32];
     std::snprintf(text, sizeof text, "%.1f ms", std::chrono::duration<double, std::milli>(duration).count());
     return text;
-}
-
-constexpr std::size_t longestLine = 2000; // less than a pipe that takes anything takes at once
-
-// Whether a line can be written at once: a log that nobody reads must not stop the slave.
-bool logTakesALine()
-{
-    pollfd log = {STDERR_FILENO, POLLOUT, 0};
-    return poll(&log, 1, 0) == 1 && (log.revents & POLLOUT) != 0;
-}
-
-void log(std::string line)
-{
-    static unsigned long lost = 0;
-    if (!logTakesALine()) {
-        ++lost;
-        return;
-    }
-    if (lost > 0)
-        std::fprintf(stderr, "%lu lines are missing here: nobody read them\n", std::exchange(lost, 0));
-    line.resize(std::min(line.size(), longestLine));
-    std::replace_if(
-        line.begin(), line.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
-    std::fprintf(stderr, "%s\n", line.c_str());
 }
 
 // In short rests, so that the slave's end does not wait for it.

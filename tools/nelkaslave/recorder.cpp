@@ -1,9 +1,7 @@
 #include "recorder.h"
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
-#include <ctime>
 #include <filesystem>
 #include <system_error>
 
@@ -11,6 +9,7 @@
 #include <unistd.h>
 #include <xmlrpc-c/base.h>
 
+#include "log.h"
 #include "show.h"
 
 namespace nelkaslave {
@@ -18,19 +17,6 @@ namespace nelkaslave {
 namespace {
 
 using std::chrono::milliseconds;
-
-// In UTC, so that a recording reads the same wherever it is read.
-std::string timeOf(std::chrono::system_clock::time_point moment)
-{
-    const auto inMilliseconds = std::chrono::duration_cast<milliseconds>(moment.time_since_epoch()).count();
-    const auto seconds = static_cast<std::time_t>(inMilliseconds / 1000);
-    std::tm parts = {};
-    gmtime_r(&seconds, &parts);
-    std::array<char, 32> text{};
-    const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
-    std::snprintf(text.data() + length, text.size() - length, ".%03dZ", static_cast<int>(inMilliseconds % 1000));
-    return text.data();
-}
 
 Call callOf(const std::string& request)
 {
@@ -45,7 +31,7 @@ HttpAnswer inHttp(const Answer& answer)
 
 void say(const Recorded& recorded)
 {
-    std::fprintf(stderr, "%s\n", readable(recorded).c_str());
+    log(readable(recorded));
 }
 
 } // namespace
@@ -91,7 +77,7 @@ void Recording::append(const std::string& line)
 HttpAnswer Recorder::answer(const std::string& request, const Caller& caller)
 {
     Recorded recorded;
-    recorded.time = timeOf(std::chrono::system_clock::now());
+    recorded.time = timeOfDay();
     recorded.call = callOf(request);
     Behaviour& behaviour = recorded.behaviour;
 
@@ -135,7 +121,7 @@ Replay::Replay(const std::string& recording, Options how)
 HttpAnswer Replay::answer(const std::string& request, const Caller& caller)
 {
     Recorded played;
-    played.time = timeOf(std::chrono::system_clock::now());
+    played.time = timeOfDay();
     played.call = callOf(request);
     const Behaviour* const found = script.next(played.call);
     if (!found) {
