@@ -1,6 +1,7 @@
-// Keeps a copy of one table of a slave's database and prints it whenever it has changed:
+// Keeps a copy of one table of a slave's database and prints it whenever it has changed, until Ctrl-C:
 //     mirror HOST PORT DATABASE QUERY POLLS
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <thread>
@@ -11,6 +12,15 @@ namespace {
 
 constexpr int timeoutMs = 3000;
 constexpr std::chrono::milliseconds pollInterval(200);
+
+// init() takes SIGINT for itself, to cut calls short; the handler that is set after it passes the signal on.
+volatile std::sig_atomic_t stopping = 0;
+
+void stop(int signal)
+{
+    stopping = 1;
+    nelka::XmlrpcClient::interruptRpc(signal);
+}
 
 void print(const nelkadb::ResultSet& table)
 {
@@ -36,11 +46,12 @@ int main(int argc, char** argv)
     nelka::XmlrpcClient slave(argv[1], static_cast<unsigned short>(std::atoi(argv[2])), "eth0", "mirror", "1.0");
     if (slave.init() != 0)
         return 1;
+    std::signal(SIGINT, stop);
     slave.dbName = argv[3];
 
     nelkadb::ResultSet table;
     int mirrored = -1;
-    for (int poll = std::atoi(argv[5]); poll > 0; --poll) {
+    for (int poll = std::atoi(argv[5]); poll > 0 && !stopping; --poll) {
         int changes = mirrored;
         slave.xmlrpc_changes(changes, timeoutMs);
         if (slave.getFault() == 0 && changes != mirrored) {
@@ -52,7 +63,7 @@ int main(int argc, char** argv)
             }
         }
         slave.set_timer(0); // no late alarm of a call that failed cuts the pause short
-        if (slave.getFault() != 0)
+        if (slave.getFault() != 0 && !stopping)
             std::cerr << "not mirrored this time: fault " << slave.getFault() << '\n';
         std::this_thread::sleep_for(pollInterval);
     }

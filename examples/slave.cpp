@@ -37,11 +37,12 @@ int main(int argc, char** argv)
         return 1;
     }
 
-    // Without SA_RESTART, so that the signal ends the wait for a connection. One that lands just before the wait is
+    // A signal that is caught ends the wait for a connection. One that lands just before the wait is
     // noticed after the next connection; nelkaslave shows how to miss none.
     struct sigaction action = {};
     action.sa_handler = stop;
     sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
     std::cout << "listening" << std::endl;
     while (!stopping)
         server.Run();

@@ -3,6 +3,7 @@
 #define NELKANET_XMLRPCLIENT_H
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -46,15 +47,19 @@ struct tcanal {
 ///
 /// **Outputs.** An output is written only once a reply has been decoded that far: after a time-out, an interruption
 /// or a transport fault every output holds what the caller put there. Where the slave reports an error status
-/// along with a payload, the payload is delivered all the same. A byte block becomes empty where a reply of other
-/// than one element cannot be decoded.
+/// along with a payload, the payload is delivered all the same. A byte block becomes empty where an array of
+/// other than one element cannot be decoded.
+///
+/// **Texts.** CR and CRLF become LF, both ways. A text that is not valid UTF-8 or has a character beyond U+FFFD ends
+/// the call with -510, in a reply as in an argument; control characters in an argument come back as the slave's -503.
 ///
 /// **Time-outs.** The last parameter of each remote operation is its time-out in milliseconds, cut to its low 16
-/// bits: 1 to 65535; 0 arms no timer and leaves the transport's own limit of 17 seconds. Name resolution and the
-/// parsing of a reply are not cut short.
+/// bits: 1 to 65535; 0 arms no timer. The transport has a limit too, of 17 seconds, which ends a longer call with -504.
+/// Name resolution and the parsing of a reply are not cut short.
 ///
-/// **Exceptions.** std::logic_error where a reply lacks a text that the operation delivers; std::bad_alloc. Nothing
-/// else is thrown. Either way the object stays usable.
+/// **Exceptions.** std::logic_error from an operation that delivers a text, when a reply with more than the status
+/// cannot be decoded, whatever is wrong with it; getFault() is 0 then. std::bad_alloc. Nothing else is thrown. Either
+/// way the object stays usable.
 ///
 /// **Process-wide effects.** The timer (ITIMER_REAL), the handlers of SIGALRM and SIGINT and the interrupt flag
 /// belong to the process: one remote operation at a time in the whole process, whatever the number of objects. From
@@ -141,12 +146,13 @@ public:
 
     // Identity -------------------------------------------------------------------------------------------------
 
-    /// The module's seven identification fields. Throws std::logic_error when the reply is not of their shape; the
-    /// texts are then untouched.
+    /// The module's seven identification fields. Throws std::logic_error when a reply with more than the
+    /// status is not of their shape; the texts are then untouched.
     void actualizaIdentificacion(std::string& campo1, std::string& campo2, std::string& campo3, int& campo4,
                                  std::string& campo5, std::string& campo6, std::string& campo7, int timeout);
 
-    /// The alarms of the slave's controller as text. Throws std::logic_error when the reply lacks the text.
+    /// The alarms of the slave's controller as text. Throws std::logic_error when a reply with more than the status
+    /// cannot be decoded.
     void getAlarmasEstadoControlador(std::string& alarmas, int& status, int timeout);
 
     /// Whether input `entrada` is synchronised: the slave's answer goes to `status` and is never a fault.
@@ -190,8 +196,8 @@ public:
     /// How a scan stands; only a negative `status` is an error.
     void statusInputScan(int entrada, int idScan, int& status, int timeout);
 
-    /// The report of a scan; only a negative `status` is an error. Throws std::logic_error when the reply lacks the
-    /// text or is no array; `report` is then untouched, and the memory of that reply is not released.
+    /// The report of a scan; only a negative `status` is an error. Throws std::logic_error when the reply
+    /// cannot be decoded; `report` is then untouched, and the memory of that reply is not released.
     void getScanReport(int entrada, int idScan, std::string& report, int& status, int timeout);
 
     /// Stops the scan that runs on an input.
@@ -203,10 +209,11 @@ public:
     /// error status.
     void getFPGASOC(unsigned long& soc, int& status, int timeout);
 
-    /// Changes the slave's FPGA SOC identifier; one of 2^31 or more reaches the slave as a negative integer.
+    /// Changes the slave's FPGA SOC identifier; its low 32 bits travel, as a signed integer.
     void changeFPGASOC(unsigned long newSOC, int& status, int timeout);
 
-    /// The JSON text of the slave's web pages. Throws std::logic_error when the reply lacks the text.
+    /// The JSON text of the slave's web pages. Throws std::logic_error when a reply with more than the status
+    /// cannot be decoded.
     void generarJSONWeb(int parametro, std::string& json, int timeout);
 
     // Files ----------------------------------------------------------------------------------------------------
@@ -215,18 +222,19 @@ public:
     /// anything is sent: its argument list is one that xmlrpc-c does not take.
     void DlFicheroEsclavo(const std::string& ruta_archivo, int& status, int timeout);
 
-    /// Fetches a file from the slave, which deletes it if `borrar_archivo` says so to it. `contenido` becomes empty
-    /// when the second element of the reply is no byte block.
+    /// Fetches a file from the slave, which deletes it if `borrar_archivo` says so to it. A file that is deleted is
+    /// lost when its reply then is too large (-509) or too late, or cannot be kept here: fetch it with 0, keep it safe,
+    /// then delete it with 1. `contenido` becomes empty when the second element of the reply is no byte block.
     void RdFicheroEsclavo(const std::string& ruta_archivo, int borrar_archivo, std::vector<char>& contenido,
                           int timeout);
 
     // Tables ---------------------------------------------------------------------------------------------------
 
-    /// Writes a file of SI tables to the slave. A block of more than about 766,000 bytes is more than a slave with
-    /// this library's size limit takes.
+    /// Writes a file of SI tables to the slave. A slave of this library takes blocks of up to about 383,000 bytes, up
+    /// to 766,000 once a client's init() has run in its process; a larger one ends with -504.
     void wrFicheroTablasSI(int tipo_fichero, int parametro, const std::vector<char>& bloque, int timeout);
 
-    /// Configures the slave's SAP server.
+    /// Configures the slave's SAP server. The size of `bloque` as in wrFicheroTablasSI().
     void configureSAPServer(int SAPMode, int parametro, const std::vector<char>& bloque, int timeout);
 
     /// Reads a file of SI tables from the slave. Of a block of 65536 bytes or more only the first (size modulo

@@ -1,4 +1,7 @@
 // The page of operations says what the operations are held against.
+#include <algorithm>
+#include <cctype>
+#include <cstddef>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -12,6 +15,8 @@ namespace {
 
 struct Row {
     std::string family, operation, remote, arguments, reply, error, debugLine;
+    int argumentsNamed; ///< those that "asks the slave" lists
+    std::vector<std::string> oddities;
 
     bool operator==(const Row&) const = default;
 };
@@ -19,7 +24,8 @@ struct Row {
 std::ostream& operator<<(std::ostream& out, const Row& row)
 {
     return out << row.family << " | " << row.operation << " | " << row.remote << " | " << row.arguments << " | "
-               << row.reply << " | " << row.error << " | " << row.debugLine;
+               << row.reply << " | " << row.error << " | " << row.debugLine << " | " << row.argumentsNamed
+               << " arguments | " << ::testing::PrintToString(row.oddities);
 }
 
 std::vector<std::string> cells(const std::string& line)
@@ -46,6 +52,29 @@ std::string visible(const std::string& debugLine)
     return debugLine.ends_with('\n') ? debugLine.substr(0, debugLine.size() - 1) + "\\n" : debugLine;
 }
 
+int argumentsNamed(const std::string& asks)
+{
+    const std::size_t colon = asks.find(": ");
+    return colon == std::string::npos
+               ? 0
+               : 1 + static_cast<int>(std::count(asks.begin() + static_cast<std::ptrdiff_t>(colon), asks.end(), ','));
+}
+
+// What a record knows to be odd, and the words of the page for it.
+struct Oddity {
+    const char* words;
+    bool (*holds)(const support::Operation&);
+};
+
+const Oddity oddities[] = {
+    {"throws when", [](const support::Operation& each) { return each.throwsWithoutText(); }},
+    {"not released", [](const support::Operation& each) { return each.kept != support::Kept::never; }},
+    {"becomes empty", [](const support::Operation& each) { return each.reply.find('6') != std::string::npos; }},
+    {"never sent", [](const support::Operation& each) { return !each.reachesTheWire(); }},
+    {"the debug line is not logged", [](const support::Operation& each) { return !each.logsDebugLine(); }},
+    {"the status second", [](const support::Operation& each) { return each.statusAt != 0; }},
+};
+
 std::vector<Row> documented()
 {
     std::vector<Row> rows;
@@ -57,7 +86,18 @@ std::vector<Row> documented()
             family[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(family[0])));
         } else if (line.starts_with("| `")) {
             const std::vector<std::string> all = cells(line);
-            rows.push_back({family, all.at(0), all.at(2), all.at(3), all.at(4), all.at(5), all.at(6)});
+            rows.push_back({family,
+                            all.at(0),
+                            all.at(2),
+                            all.at(3),
+                            all.at(4),
+                            all.at(5),
+                            all.at(6),
+                            argumentsNamed(all.at(1)),
+                            {}});
+            for (const Oddity& oddity : oddities)
+                if (all.at(7).find(oddity.words) != std::string::npos)
+                    rows.back().oddities.emplace_back(oddity.words);
         }
     }
     return rows;
@@ -73,8 +113,19 @@ std::vector<Row> known()
         const std::string reply = operation.shortReply.empty()
                                       ? code(operation.reply)
                                       : code(operation.shortReply) + " " + code(operation.reply);
-        rows.push_back({operation.family, code(operation.name), code(operation.remote), code(operation.arguments),
-                        reply, error, code(visible(operation.debugLine))});
+        rows.push_back({operation.family,
+                        code(operation.name),
+                        code(operation.remote),
+                        code(operation.arguments),
+                        reply,
+                        error,
+                        code(visible(operation.debugLine)),
+                        static_cast<int>(std::count_if(operation.arguments.begin(), operation.arguments.end(),
+                                                       [](unsigned char c) { return std::isalnum(c); })),
+                        {}});
+        for (const Oddity& oddity : oddities)
+            if (oddity.holds(operation))
+                rows.back().oddities.emplace_back(oddity.words);
     }
     return rows;
 }

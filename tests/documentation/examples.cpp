@@ -110,6 +110,17 @@ TEST(Mirror, PrintsATableThatStaysAsItIsOnlyOnce)
     EXPECT_EQ(mirrored.status, 0);
 }
 
+TEST(Interruption, EndsTheMirror)
+{
+    const SimulatedSlave slave;
+    Program mirror(builtCommand(MIRROR, on(slave.port(), {"modulo", query, "1000000"})));
+    EXPECT_EQ(nextTable(mirror), tableAtFirst);
+    mirror.signal(SIGINT);
+    const Finished ended = mirror.finish();
+    EXPECT_EQ(ended.status, 0) << ended;
+    EXPECT_EQ(ended.err, "");
+}
+
 TEST(Mirror, GoesOnAskingASlaveThatIsNotThere)
 {
     const Finished alone = run(builtCommand(MIRROR, on(ClosedPort().port(), {"modulo", query, "2"})));
@@ -212,9 +223,9 @@ TEST(ReplayTest, FailsAMasterThatDoesOtherwise)
 class Slave : public ::testing::Test {
 protected:
     // A signal that lands just before the slave waits is noticed after the next connection, so one is made.
-    Finished end()
+    Finished end(int signal = SIGTERM)
     {
-        slave->signal(SIGTERM);
+        slave->signal(signal);
         read();
         return slave->finish();
     }
@@ -249,6 +260,11 @@ TEST_F(Slave, KnowsTheTimeAndNothingElse)
     master().updateNTP(ampleTimeout);
     EXPECT_EQ(master().getFault(), -506);
     EXPECT_EQ(end().status, 0);
+}
+
+TEST_F(Slave, EndsOnCtrlC)
+{
+    EXPECT_EQ(end(SIGINT).status, 0);
 }
 
 TEST_F(Slave, SaysThatItsPortIsTaken)

@@ -1,6 +1,7 @@
 // The programs that the documentation shows do what it says.
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <nelkanet/xmlrpclient.h>
@@ -35,6 +36,18 @@ TEST(Readme, ShowsAProgramThatSaysWhenNobodyAnswers)
 {
     const Finished first = run(builtCommand(FIRST, {std::to_string(ClosedPort().port())}));
     EXPECT_EQ(first.out, "fault -504, status -1, clock 0\n");
+    EXPECT_TRUE(first.err.starts_with("no answer: ")) << first;
+    EXPECT_EQ(first.status, 1);
+}
+
+TEST(Readme, ShowsAProgramThatChecksItsArgument)
+{
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{}, {"http"}, {"0"}, {"65536"}, {"8080", "8081"}}) {
+        const Finished first = run(builtCommand(FIRST, arguments));
+        EXPECT_EQ(first.err, "usage: first PORT\n");
+        EXPECT_EQ(first.status, 2);
+    }
 }
 
 TEST(PageOfSlaves, ShowsOneThatAnswers)

@@ -11,7 +11,7 @@ _nelkaslave()
     fi
 
     case $previous in
-    --port)
+    -p | --port)
         mapfile -t COMPREPLY < <(compgen -W "0 8080" -- "$current")
         ;;
     --state)
@@ -37,7 +37,7 @@ _nelkaslave()
         ;;
     -h | --help | --version) ;;
     *)
-        mapfile -t COMPREPLY < <(compgen -W "--port --state --behave --forward --record \
+        mapfile -t COMPREPLY < <(compgen -W "-p --port --state --behave --forward --record \
             --forward-timeout --replay --replay-once --speed --show --plot -h --help --version" -- "$current")
         ;;
     esac

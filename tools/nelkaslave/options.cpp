@@ -51,7 +51,7 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus)
     app.set_help_flag("-h,--help", "print this and end");
     app.set_version_flag("--version", std::string("nelkaslave ") + NELKANET_VERSION, "print the version and end");
     app.footer("Writes `listening on PORT` to standard output, then a line for each call to\n"
-               "standard error. SIGTERM and SIGINT end it.\n"
+               "standard error. SIGTERM, SIGINT and SIGHUP end it.\n"
                "Status in replies:\n"
                "  0 done, 1 not found, 2 bad argument, 3 database error, 4 storage error\n"
                "Exit status:\n"
