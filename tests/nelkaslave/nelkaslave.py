@@ -11,6 +11,7 @@ import xmlrpc.client
 from xmlrpc.client import Binary, Fault
 
 man_page = pathlib.Path(sys.argv[1]).read_text()
+completion = (pathlib.Path(sys.argv[1]).parents[2] / "tools/nelkaslave/completion.bash").read_text()
 command = sys.argv[2:]
 
 
@@ -61,6 +62,15 @@ class Slave(unittest.TestCase):
         section = re.search(r"^\.SH PROCEDURES$(.*?)^\.SH", man_page, re.M | re.S)[1]
         headings = re.findall(r"^\.TP\n\.BR? (.*)", section, re.M)
         self.assertCountEqual(" ".join(headings).replace('", "', "").split(), self.procedures())
+
+    def test_explains_and_completes_every_option(self):
+        usage = subprocess.run(command + ["--help"], capture_output=True, text=True, check=True).stdout
+        options = re.findall(r"^  .*?(--[a-z-]+)", usage, re.M)
+        self.assertGreater(len(options), 10)
+        for option in options:
+            heading = r"^\.BI?R? .*" + re.escape(option.replace("-", "\\-")) + r"\b(?!\\)"
+            self.assertRegex(man_page, re.compile(heading, re.M))
+            self.assertRegex(completion, re.escape(option) + r"[\s\"]")
 
     def test_answers_rows_of_every_kind_of_value(self):
         query = "SELECT 1 AS uno, -2147483649, 0.25, 'ñ', NULL, x'00FF', CAST(x'41FF' AS TEXT), 1e300"
