@@ -101,7 +101,7 @@ namespace option {
 
 inline const Word host{"--host", "HOST[:PORT]", "the slave's address", "127.0.0.1", "-H"};
 inline const Typed<unsigned short, 1> port{"--port", "its port", "8080", "-p"};
-inline const Typed<unsigned short> timeout{"--timeout", "milliseconds for a call, 0 for no limit", "5000", "-t"};
+inline const Typed<unsigned short> timeout{"--timeout", "milliseconds for a call; 0 means 17000", "5000", "-t"};
 inline const Word database{"--database", "DBNAME", "the slave's database", "modulo", "-d"};
 inline const Flag json{"--json", "write the result as a line of JSON"};
 inline const Flag verbose{"--verbose", "write the library's log to standard error", "-v"};
