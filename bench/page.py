@@ -1,0 +1,34 @@
+"""What the pages share on which measurements stand."""
+import pathlib
+import platform
+import re
+
+
+def figures(number):
+    """Three of them, no exponent."""
+    return f"{number:.0f}" if number >= 100 else f"{number:.3g}"
+
+
+def table(header, rows):
+    lines = ["| " + " | ".join(header) + " |", "|---|" + "---:|" * (len(header) - 1)]
+    return "\n".join(lines + ["| " + " | ".join(row) + " |" for row in rows])
+
+
+def processor_name():
+    for line in pathlib.Path("/proc/cpuinfo").read_text().splitlines():
+        if line.startswith("model name"):
+            return line.partition(":")[2].strip()
+    return platform.machine()
+
+
+def kernel():
+    return re.match(r"[\d.]+", platform.release())[0].rstrip(".")
+
+
+def replace_between(path, text):
+    """What stands between the two marks in the page."""
+    begin, end = "<!-- measured: begin -->", "<!-- measured: end -->"
+    page = path.read_text()
+    before, _, rest = page.partition(begin)
+    _, _, after = rest.partition(end)
+    path.write_text(f"{before}{begin}\n\n{text}\n\n{end}{after}")
