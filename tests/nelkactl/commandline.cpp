@@ -326,8 +326,10 @@ TEST_F(Nelkactl, HelpAndManPageNameEveryOperationAndOption)
 {
     const std::string help = type({"--help"}).out;
     Words all = operationsNamedIn(help);
-    std::set<std::string> options{"-H", "-p",     "-t",      "-d",      "--json",    "-v", "--trace", "--hosts",
-                                  "-j", "--jobs", "--every", "--count", "--changes", "-h", "--help",  "--version"};
+    std::set<std::string> options{
+        "-H", "-p",     "-t",       "-d",      "--json",    "-v",      "--trace",       "--hosts",
+        "-j", "--jobs", "--every",  "--count", "--changes", "--retry", "--retry-delay", "--retry-writes",
+        "-h", "--help", "--version"};
     for (const std::string& option : options)
         EXPECT_TRUE(names(help, option)) << option;
     for (const std::string& name : all) {

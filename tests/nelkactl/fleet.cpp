@@ -106,7 +106,7 @@ TEST_F(Fleet, OfTwoHundredSlavesTellsOfEachWhatBecameOfIt)
     steps[refusing] = replyArray({xml::i4(4), xml::i4(0)});
     steps[resetting] = resetAfterRequest();
     const ManySlaves slaves(steps);
-    const Finished finished = ask(hostsOf(slaves), changes + Words{"-t", "2000"});
+    const Finished finished = ask(hostsOf(slaves), changes + Words{"-t", "3000"});
     EXPECT_EQ(finished.status, 3) << finished.err;
     EXPECT_TRUE(finished.err.starts_with("nelkactl: 196 done, 1 faulted, 2 timed out, 1 refused, ")) << finished.err;
 
@@ -168,7 +168,7 @@ TEST_F(Fleet, EndsWithTheWorstOfItsEndings)
                faulted = resetAfterRequest();
     const auto statusOf = [&](const std::vector<Step>& steps) {
         const ManySlaves slaves(steps);
-        return ask(hostsOf(slaves), changes + Words{"-t", "100", "-q"}).status;
+        return ask(hostsOf(slaves), changes + Words{"-t", "1000", "-q"}).status;
     };
     EXPECT_EQ(statusOf({done, done}), 0);
     EXPECT_EQ(statusOf({done, refused, done}), 1);

@@ -321,7 +321,7 @@ TEST_F(Nelkactl, KnowsTheseOperationsAndTheOddOnes)
     Words expected;
     for (const Case& one : cases())
         expected.push_back(one.name);
-    expected.insert(expected.begin() + 1, {"getLocalIp", "getLocalMac"});
+    expected.insert(expected.begin() + 1, {"getLocalIp", "getLocalMac", "dump"});
     const auto after = [&expected](const std::string& name) {
         return std::find(expected.begin(), expected.end(), name) + 1;
     };

@@ -9,6 +9,7 @@ import signal
 import socketserver
 import subprocess
 import sys
+import tempfile
 import termios
 import threading
 import time
@@ -159,6 +160,19 @@ def a_progress_bar_shows_the_time_that_is_left():
     assert bars[0][2] is None, terminal.bars()
     for bar in bars[1:]:
         assert abs((1000 - int(bar[1])) / 100 - int(bar[2])) <= 1, terminal.bars()
+
+
+def a_terminal_sees_how_far_a_fleet_is():
+    slave = Slave(Changes=lambda _: (time.sleep(0.1), [0, 42])[1])
+    with tempfile.NamedTemporaryFile("w") as hosts:
+        hosts.write(f"127.0.0.1:{slave.port}\n" * 3)
+        hosts.flush()
+        terminal = Terminal(slave.port, "--hosts", hosts.name, "-j", "1", "--json", "xmlrpc_changes")
+        assert terminal.finish() == 0, terminal.shown
+    for done in range(3):
+        assert b"] %d done, 0 failed, 1 running" % done in terminal.shown, terminal.shown
+    assert b" left\033[K" in terminal.shown, terminal.shown
+    assert re.fullmatch(r"nelkactl: 3 done, [0-9.]+ s\n", "\n".join(screen(terminal.shown))), terminal.shown
 
 
 def no_terminal_sees_no_progress_bar():

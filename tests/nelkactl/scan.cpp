@@ -281,7 +281,8 @@ TEST_P(NelkactlScript, Succeeds)
 }
 
 INSTANTIATE_TEST_SUITE_P(Nelkactl, NelkactlScript,
-                         ::testing::Values("a_terminal_sees_a_progress_bar_that_goes_away",
+                         ::testing::Values("a_terminal_sees_how_far_a_fleet_is",
+                                           "a_terminal_sees_a_progress_bar_that_goes_away",
                                            "no_terminal_sees_no_progress_bar", "a_progress_bar_fits_any_terminal",
                                            "a_progress_bar_shows_the_time_that_is_left",
                                            "words_take_the_place_of_the_progress_bar",

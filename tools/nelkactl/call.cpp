@@ -60,6 +60,11 @@ bool Table::written() const
     return value.columnCount() == 0 || value.columnName(0) != Text::preset;
 }
 
+Call Call::with(const Given& arguments) const
+{
+    return Call(client, options, arguments);
+}
+
 bool Call::answered() const
 {
     return !client.environment().fault_occurred;

@@ -58,7 +58,11 @@ public:
     {
         return parameter.in(given);
     }
+    std::vector<std::string> texts(const Parameter& repeated) const { return textsIn(given.at(repeated.name)); }
     bool has(const Flag& flag) const { return flag.in(given); }
+
+    /// A call of the same client with other arguments.
+    Call with(const Given& arguments) const;
 
     /// Whether the last call brought a usable reply. After one that did not, outputs are dropped.
     bool answered() const;
@@ -75,6 +79,9 @@ public:
     void output(const Table& table);
     /// Writes the file too; says how long the block is unless it went to standard output.
     void output(const Block& block);
+
+    /// Keeps an output whatever came of the last call.
+    void keep(const std::string& name, Json value) { outputs[name] = std::move(value); }
 
     /// How the last call ended, unless something else is how the run ends.
     Ending ending() const;

@@ -21,6 +21,7 @@
 #include "files.h"
 #include "hosts.h"
 #include "outputfile.h"
+#include "progress.h"
 #include "report.h"
 #include "result.h"
 #include "signals.h"
@@ -67,7 +68,11 @@ std::vector<std::string> wordsOf(const Host& host, const Options& options)
 
     std::vector<std::string> words{"nelkactl"};
     for (const auto& [name, text] : given)
-        words.push_back(text.empty() ? name : name + "=" + text);
+        if (text.find(separator) == std::string::npos)
+            words.push_back(text.empty() ? name : name + "=" + text);
+        else
+            for (const std::string& one : textsIn(text))
+                words.push_back(name + "=" + one);
     words.insert(words.end(), {"--", options.operation});
     words.insert(words.end(), options.arguments.begin(), options.arguments.end());
     return words;
@@ -109,10 +114,13 @@ public:
     Kind run()
     {
         const Clock::time_point start = Clock::now();
-        if (repeats)
+        if (repeats) {
             repeat(start);
-        else
+        } else {
+            bar.emplace(!options.has(option::quiet) && !options.has(option::verbose) && !options.has(option::trace));
             round();
+            bar.reset();
+        }
         if (!json)
             writeToStandardOutput(table(hosts, results));
         if (!repeats && !options.has(option::quiet))
@@ -150,12 +158,25 @@ private:
             while (asked < hosts.size() && !workers.full() && !signals::received()
                    && workers.start(asked, wordsOf(hosts[asked], options)))
                 ++asked;
+            show();
             signals::wait(milliseconds(200));
             while (std::optional<Workers::Ended> one = workers.ended())
                 take(std::move(*one));
             if (signals::received())
                 cut();
         }
+    }
+
+    void show()
+    {
+        if (!bar)
+            return;
+        const auto done = endings.find(Kind::done);
+        const std::size_t good = done == endings.end() ? 0 : done->second;
+        const std::size_t ended = asked - workers.running();
+        bar->show(static_cast<int>(ended), static_cast<int>(hosts.size()),
+                  std::to_string(good) + " done, " + std::to_string(ended - good) + " failed, "
+                      + std::to_string(workers.running()) + " running");
     }
 
     // Gives a run the time that it needs to tell its slave, and no more.
@@ -211,7 +232,7 @@ private:
                                        : "over with exit status " + std::to_string(WEXITSTATUS(one.status));
         const Kind kind = killed && signals::received() ? Kind::interrupted : Kind::faulted;
         const Host& host = hosts[one.job];
-        return {options.operation, host.host, host.port, {kind, 0, "its process was " + how}, one.milliseconds};
+        return {options.operation, host.host, host.port, {kind, 0, "its process was " + how}, 1, one.milliseconds};
     }
 
     const Options& options;
@@ -219,6 +240,7 @@ private:
     const bool json;
     const std::vector<Host> hosts;
     Workers workers;
+    std::optional<ProgressBar> bar;
     std::size_t asked = 0; ///< in this round
     std::optional<Clock::time_point> lastMoment;
     std::vector<std::optional<std::uint64_t>> printed; ///< the digest of each host's last line

@@ -61,6 +61,7 @@ std::string helpOn(const Operation& operation)
     for (const Parameter& argument : operation.arguments)
         usage += " " + argument.name;
     return usage + "\n" + operation.gist + ".\n" + (operation.more.empty() ? "" : operation.more + "\n")
+           + (operation.effect == Effect::reads ? "" : "Changes the slave: tried again with --retry-writes only.\n")
            + listed("Arguments", operation.arguments) + listed("Options", operation.options)
            + (operation.outputs.empty() ? "" : "\nOutputs: " + operation.outputs + "\n");
 }

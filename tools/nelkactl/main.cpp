@@ -13,6 +13,7 @@
 #include "address.h"
 #include "call.h"
 #include "completion.h"
+#include "dump.h"
 #include "failure.h"
 #include "files.h"
 #include "fleet.h"
@@ -25,6 +26,8 @@
 namespace nelkactl {
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 void setUpLog(const Options& options)
 {
@@ -41,16 +44,11 @@ Ending perform(const Operation& operation, Call& call)
         if (const int fault = interruption::connected(call.client); fault != 0)
             return {Kind::faulted, fault, std::string("no client: ") + call.client.environment().fault_string};
         interruption::check();
-        operation.run(call);
-        return call.ending();
+        return carryOut(operation, call);
     } catch (const Interrupted& interruption) {
         return {Kind::interrupted, XMLRPC_TIMEOUT_ERROR, interruption.what()};
     } catch (const FileError& error) {
         return {Kind::unusable, call.client.getFault(), error.what()};
-    } catch (const std::logic_error& error) {
-        // The reply lacks a text; what the decoding met is in the environment.
-        const Ending ending = call.ending();
-        return ending.kind == Kind::done ? Ending{Kind::faulted, 0, error.what()} : ending;
     }
 }
 
@@ -62,15 +60,23 @@ void run(const Operation& operation, const Options& options, Result& result)
 
     nelka::XmlrpcClient client(hostInUrl(options.host), options.port, "", "nelkactl", NELKANET_VERSION);
     client.dbName = option::database.in(given);
-    Call call(client, options, given);
-    const auto start = std::chrono::steady_clock::now();
-    result.ending = perform(operation, call);
-    result.milliseconds = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-    result.outputs = call.results();
+    const Call prepared(client, options, given);
+    const bool mayRepeat = !changesSlave(operation, given) || options.has(option::retryWrites);
+    const int retries = mayRepeat ? option::retry.in(given) : 0;
+    for (result.tries = 1;; ++result.tries) {
+        Call call = prepared;
+        const auto start = Clock::now();
+        result.ending = perform(operation, call);
+        result.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+        result.outputs = call.results();
 
-    // The alarm of a call that failed is still to come; nothing that follows is to be cut short by it.
-    if (result.ending.kind != Kind::done)
-        client.set_timer(0);
+        // The alarm of a call that failed is still to come; nothing that follows is to be cut short by it.
+        if (result.ending.kind != Kind::done)
+            client.set_timer(0);
+        if ((result.ending.kind != Kind::faulted && result.ending.kind != Kind::timedOut) || result.tries > retries)
+            break;
+        interruption::pause(std::chrono::milliseconds(option::retryDelay.in(given)));
+    }
     if (interruption::seen() && result.ending.kind == Kind::done)
         result.ending = {Kind::interrupted, 0,
                          std::string(interruption::name()) + " as the answer came; " + result.ending.reason};
@@ -94,6 +100,8 @@ bool obey(int argc, const char* const* argv, Options& options, Result& result)
     const Operation& operation = operationNamed(options.operation);
     if (options.has(option::help))
         return show(helpOn(operation));
+    if (operation.run == dump)
+        options.given[option::json.name];
     if (asksMuch(options)) {
         result.ending.kind = askMuch(operation, options);
         return false;

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <sstream>
 
+#include "dump.h"
 #include "fetch.h"
 #include "nearest.h"
 #include "scan.h"
@@ -69,6 +70,13 @@ std::vector<Family> allFamilies()
                   nelka::XmlrpcClient::getLocalMac(mac.value);
                   call.output("mac", mac);
               }},
+             {"dump", {}, {option::entrada, option::table, option::file}, "one for each operation",
+              "All that can be read, as one JSON document",
+              "Changes nothing; a part that fails says so, and the rest goes on. Left out are\n"
+              "getLocalIp and getLocalMac, which are this machine's, and statusInputScan,\n"
+              "getScanReport, rdFicheroTablasSI and rdFicheroResumen, which ask for a number\n"
+              "of a scan or a table.",
+              dump},
          }},
 
         {"Database",
@@ -88,7 +96,7 @@ std::vector<Family> allFamilies()
                   Number resultado;
                   call.client.execQuery(call.value(statement), resultado.value, call.value(table), call.timeout);
                   call.output("resultado", resultado);
-              }},
+              }, Effect::changes},
          }},
 
         {"Identity",
@@ -141,7 +149,7 @@ std::vector<Family> allFamilies()
              {"resetModuleToFactorySettings", {}, {option::yes}, "",
               "Restores the slave's factory settings",
               "A refusal by the slave is not told.",
-              [](Call& call) { call.client.resetModuleToFactorySettings(call.timeout); }},
+              [](Call& call) { call.client.resetModuleToFactorySettings(call.timeout); }, Effect::changes},
              {"getHoraModulo", {parametroHora}, {}, "status, hora",
               "The slave's clock",
               "Its unit and epoch are the slave's. A status other than 0 is no failure.",
@@ -159,13 +167,13 @@ std::vector<Family> allFamilies()
                   int status = 0;
                   call.client.setRefrescoWeb(call.value(valor), status, call.timeout);
                   call.output("status", status);
-              }},
+              }, Effect::changes},
              {"updateNTP", {}, {}, "",
               "Makes the slave set its clock by NTP", "",
-              [](Call& call) { call.client.updateNTP(call.timeout); }},
+              [](Call& call) { call.client.updateNTP(call.timeout); }, Effect::changes},
              {"ejecutar_script", {nombre}, {}, "",
               "Runs a script on the slave", "",
-              [](Call& call) { call.client.ejecutar_script(call.value(nombre), call.timeout); }},
+              [](Call& call) { call.client.ejecutar_script(call.value(nombre), call.timeout); }, Effect::changes},
          }},
 
         {"Tuning",
@@ -178,7 +186,7 @@ std::vector<Family> allFamilies()
                   call.client.sintonizarCanalTerr(canalOf(call), call.value(parametro), status, call.value(indicador),
                                                   call.timeout);
                   call.output("status", status);
-              }},
+              }, Effect::changes},
              {"sintonizarCanalSat", {parametro, indicador, extra},
               {option::frecuenciaIntermedia, option::parametroSat, option::parametroSat2, option::parametroComun,
                option::parametroSat3, option::parametroSat4, option::frecuenciaLogged}, "status",
@@ -189,7 +197,7 @@ std::vector<Family> allFamilies()
                   call.client.sintonizarCanalSat(canalOf(call), call.value(parametro), status, call.value(indicador),
                                                  call.value(extra), call.timeout);
                   call.output("status", status);
-              }},
+              }, Effect::changes},
          }},
 
         {"Scanning",
@@ -202,7 +210,7 @@ std::vector<Family> allFamilies()
                   call.client.initInputScan(call.value(entrada), call.value(tipoScan), status, call.value(bandaScan),
                                             call.timeout);
                   call.output("status", status);
-              }},
+              }, Effect::changes},
              {"statusInputScan", {entrada, idScan}, {}, "status",
               "How far a scan is",
               "Only a negative status is an error.",
@@ -224,12 +232,12 @@ std::vector<Family> allFamilies()
               }},
              {"cancelInputScan", {entrada}, {}, "",
               "Stops the scan that runs on an input", "",
-              [](Call& call) { call.client.cancelInputScan(call.value(entrada), call.timeout); }},
-             {"scan", {entrada, tipoScan, bandaScan}, {option::interval, option::until, option::retry},
+              [](Call& call) { call.client.cancelInputScan(call.value(entrada), call.timeout); }, Effect::changes},
+             {"scan", {entrada, tipoScan, bandaScan}, {option::interval, option::until, option::retryPoll},
               "idScan, status (the last poll's), report",
               "Starts a scan, waits for its end and reports",
               "A negative status ends it. Whatever ends it early, it is cancelled on the slave.",
-              scan},
+              scan, Effect::changes},
          }},
 
         {"Hardware",
@@ -249,7 +257,7 @@ std::vector<Family> allFamilies()
                   int status = 0;
                   call.client.changeFPGASOC(call.value(soc).value, status, call.timeout);
                   call.output("status", status);
-              }},
+              }, Effect::changes},
              {"generarJSONWeb", {n}, {}, "json (a text)",
               "The JSON text of the slave's web pages", "",
               [](Call& call) {
@@ -271,13 +279,13 @@ std::vector<Family> allFamilies()
                   int status = 0;
                   call.client.DlFicheroEsclavo(call.value(ruta), status, call.timeout);
                   call.output("status", status);
-              }},
+              }, Effect::changes},
              {"RdFicheroEsclavo", {ruta, borrar}, {option::output}, "bytes (how many came)",
               "Fetches a file from the slave",
               "With BORRAR other than 0 the file is fetched and put in its place, and only then\n"
               "the slave is asked to delete it. It comes once more with that: where it differs,\n"
               "that is kept too.",
-              fetch},
+              fetch, Effect::deletesIfAsked},
          }},
 
         {"Tables",
@@ -286,12 +294,12 @@ std::vector<Family> allFamilies()
               "Writes a file of SI tables to the slave", "",
               [](Call& call) {
                   call.client.wrFicheroTablasSI(call.value(tipo), call.value(n), call.input, call.timeout);
-              }},
+              }, Effect::changes},
              {"configureSAPServer", {modo, n}, {option::input}, "",
               "Configures the slave's SAP server", "",
               [](Call& call) {
                   call.client.configureSAPServer(call.value(modo), call.value(n), call.input, call.timeout);
-              }},
+              }, Effect::changes},
              {"rdFicheroTablasSI", {source, idTabla, ext1, ext2, ext3}, {option::output}, "bytes (how many came)",
               "Reads a file of SI tables from the slave",
               "Of 65536 bytes or more only the first (size modulo 65536) arrive.",
@@ -350,6 +358,24 @@ const Operation& operationNamed(const std::string& name)
     throw UsageError("no operation '" + name + "'" + (meant.empty() ? "" : "; did you mean " + meant + "?"));
 }
 
+Ending carryOut(const Operation& operation, Call& call)
+{
+    try {
+        operation.run(call);
+        return call.ending();
+    } catch (const std::logic_error& error) {
+        // The reply lacks a text; what the decoding met is in the environment.
+        const Ending ending = call.ending();
+        return ending.kind == Kind::done ? Ending{Kind::faulted, 0, error.what()} : ending;
+    }
+}
+
+bool changesSlave(const Operation& operation, const Given& given)
+{
+    return operation.effect == Effect::changes
+           || (operation.effect == Effect::deletesIfAsked && argument::borrar.in(given) != 0);
+}
+
 Given givenTo(const Operation& operation, const Options& options)
 {
     Given given = options.given;
@@ -357,7 +383,10 @@ Given givenTo(const Operation& operation, const Options& options)
         if (!has(operation.options, name) && !has(option::ofEveryOperation, name))
             throw UsageError(name + " is no option of " + operation.name);
     for (const Parameter& option : operation.options)
-        if (!given.contains(option.name)) {
+        if (option.repeats) {
+            for (const std::string& text : textsIn(given[option.name]))
+                option.check(option.name, text);
+        } else if (!given.contains(option.name)) {
             if (option.whenAbsent.empty())
                 throw UsageError(operation.name + " requires " + option.name);
             given[option.name] = option.whenAbsent;

@@ -64,6 +64,14 @@ void add(CLI::App& app, const Parameter& option, Given& given)
     const std::string names = (option.letter.empty() ? "" : option.letter + ",") + option.name;
     if (option.isFlag())
         app.add_flag_callback(names, [&given, &option] { given[option.name]; });
+    else if (option.repeats)
+        app.add_option_function<std::vector<std::string>>(names,
+                                                          [&given, &option](const std::vector<std::string>& texts) {
+                                                              for (const std::string& text : texts)
+                                                                  given[option.name] += unmarked(text) + separator;
+                                                          })
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+            ->allow_extra_args(false);
     else
         app.add_option_function<std::string>(
             names, [&given, &option](const std::string& text) { given[option.name] = unmarked(text); });

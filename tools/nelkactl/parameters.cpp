@@ -1,8 +1,18 @@
 #include "parameters.h"
 
 #include <cstdint>
+#include <sstream>
 
 namespace nelkactl {
+
+std::vector<std::string> textsIn(const std::string& joined)
+{
+    std::vector<std::string> all;
+    std::istringstream texts(joined);
+    for (std::string text; std::getline(texts, text, separator);)
+        all.push_back(text);
+    return all;
+}
 
 bool Reader<bool>::read(const std::string& name, const std::string& text)
 {

@@ -19,6 +19,7 @@ struct Parameter {
     // Of options:
     std::string whenAbsent{}; ///< empty where an option is required
     std::string letter{};     ///< "-p", if it has one
+    bool repeats = false;     ///< whether it may be given any number of times, also none
 
     bool isFlag() const { return range.empty(); }
 };
@@ -59,6 +60,12 @@ struct Reader<Soc> {
     static Soc read(const std::string& name, const std::string& text);
 };
 
+/// Stands behind each text of an option that repeats; no text on a command line has it.
+constexpr char separator = '\0';
+
+/// The texts of an option that repeats, as they stand in a Given.
+std::vector<std::string> textsIn(const std::string& joined);
+
 /// A parameter of a type, whose lowest and highest value may be others than the type's.
 template <typename Value, Value... bounds>
 struct Typed : Parameter {
@@ -95,6 +102,13 @@ struct Word : Typed<std::string> {
     }
 };
 
+template <typename Option>
+Option repeated(Option option)
+{
+    option.repeats = true;
+    return option;
+}
+
 // Options of every operation --------------------------------------------------------------------------------------
 
 namespace option {
@@ -115,12 +129,16 @@ inline const Typed<unsigned short, 1, 256> jobs{"--jobs", "how many hosts at onc
 inline const Typed<int, 1> every{"--every", "milliseconds from round to round"};
 inline const Typed<int, 1> count{"--count", "how many rounds, else until SIGINT"};
 inline const Flag changes{"--changes", "write only what differs from the round before"};
+inline const Typed<int, 0> retry{"--retry", "how often to try again without an answer", "0"};
+inline const Typed<int, 0> retryDelay{"--retry-delay", "milliseconds before that", "500"};
+inline const Flag retryWrites{"--retry-writes", "try again what changes the slave, too"};
 
 /// Those by which one command makes many runs.
 inline const std::vector<Parameter> ofManyRuns{hosts, jobs, every, count, changes};
 
-inline const std::vector<Parameter> ofEveryOperation{host,  port, timeout, database, json,    verbose, quiet,  trace,
-                                                     hosts, jobs, every,   count,    changes, help,    version};
+inline const std::vector<Parameter> ofEveryOperation{host,  port,  timeout, database,   json,        verbose,
+                                                     quiet, trace, retry,   retryDelay, retryWrites, hosts,
+                                                     jobs,  every, count,   changes,    help,        version};
 
 // Options of some ---------------------------------------------------------------------------------------------------
 
@@ -137,10 +155,14 @@ inline const Typed<std::uint16_t> parametroSat3{"--parametroSat3", "passed on", 
 inline const Typed<std::uint16_t> parametroSat4{"--parametroSat4", "passed on", "0"};
 
 inline const Typed<int, 1> interval{"--interval", "milliseconds between polls", "500"};
-inline const Typed<int, 0> retry{"--retry", "how often a lost poll is tried again", "3"};
+inline const Typed<int, 0> retryPoll{retry.name.c_str(), "how often a lost poll is tried again", "3"};
 inline const Typed<int, 0> until{"--until", "the status that ends the scan", "100"};
 
 inline const Word input{"--input", "FILE", "the block to send; - is standard input"};
+inline const auto entrada = repeated(Typed<int>{"--entrada", "an input to ask about, else 1"});
+inline const auto table = repeated(Word{"--table", "QUERY", "rows to read"});
+inline const auto file = repeated(Word{"--file", "RUTA", "a file to read"});
+
 inline const Word output{"--output", "FILE", "takes the block; - is standard output"};
 
 } // namespace option

@@ -38,14 +38,14 @@ ProgressBar::~ProgressBar()
         std::fputs("\r\033[K", stderr);
 }
 
-void ProgressBar::show(int status, int until)
+void ProgressBar::show(int status, int until, const std::string& words)
 {
     if (!shown)
         return;
     const Clock::time_point now = Clock::now();
     if (!first)
         first = {status, now};
-    std::string text = std::to_string(status) + " of " + std::to_string(until);
+    std::string text = words.empty() ? std::to_string(status) + " of " + std::to_string(until) : words;
     if (status > first->status) {
         const std::chrono::duration<double> passed = now - first->time;
         const double left = passed.count() * (until - status) / (status - first->status);

@@ -1,8 +1,9 @@
-// How far a scan is, on a terminal.
+// How far a scan or a fleet is, on a terminal.
 #pragma once
 
 #include <chrono>
 #include <optional>
+#include <string>
 
 namespace nelkactl {
 
@@ -15,7 +16,8 @@ public:
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
 
-    void show(int status, int until);
+    /// The words stand for "STATUS of UNTIL".
+    void show(int status, int until, const std::string& words = "");
 
 private:
     using Clock = std::chrono::steady_clock;

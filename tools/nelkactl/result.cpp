@@ -53,6 +53,8 @@ std::string resultLine(const Result& result)
                  {"fault", result.ending.fault}};
     if (result.ending.kind != Kind::done)
         line["reason"] = result.ending.reason;
+    if (result.tries > 1)
+        line["tries"] = result.tries;
     line["ms"] = std::round(result.milliseconds * 10) / 10;
     line.update(result.outputs);
     return line.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
@@ -81,6 +83,8 @@ std::string inWords(const Result& result)
         line = result.operation
                + (result.host.empty() ? "" : " at " + result.host + " port " + std::to_string(result.port)) + ": ";
     line += std::string(nameOf(result.ending.kind)) + ": " + result.ending.reason;
+    if (result.tries > 1)
+        line += ", at the last of " + std::to_string(result.tries) + " tries";
     for (char& c : line)
         if (static_cast<unsigned char>(c) < ' ' || c == 0x7f)
             c = ' ';

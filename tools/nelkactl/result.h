@@ -16,6 +16,7 @@ struct Result {
     std::string host;        ///< empty if many were asked
     unsigned short port = 0; ///< 0 where none could be read
     Ending ending;
+    int tries = 1;           ///< the last of which is told about
     double milliseconds = 0; ///< how long the call took
     Json outputs = Json::object();
 };

@@ -15,7 +15,7 @@ namespace {
 template <typename Ask>
 void persist(Call& call, const Ask& ask)
 {
-    for (int retries = call.value(option::retry);; --retries) {
+    for (int retries = call.value(option::retryPoll);; --retries) {
         ask();
         interruption::check();
         if (!call.lost() || retries == 0)

@@ -91,7 +91,7 @@ private:
         } else if (field == "ms") {
             summary.milliseconds = text;
             outputsBegan = true; // they are what follows
-        } else {
+        } else if (field != "tries") {
             mix(field);
             mix(text);
             if (outputsBegan)
