@@ -67,12 +67,18 @@ std::vector<std::string> wordsOf(const Host& host, const Options& options)
         given[option::output.name] = outputOf(host, given);
 
     std::vector<std::string> words{"nelkactl"};
+    const auto add = [&words](const std::string& name, const std::string& text) {
+        words.push_back(name);
+        words.back().append("=").append(text);
+    };
     for (const auto& [name, text] : given)
-        if (text.find(separator) == std::string::npos)
-            words.push_back(text.empty() ? name : name + "=" + text);
+        if (text.empty())
+            words.push_back(name);
+        else if (text.find(separator) == std::string::npos)
+            add(name, text);
         else
             for (const std::string& one : textsIn(text))
-                words.push_back(name + "=" + one);
+                add(name, one);
     words.insert(words.end(), {"--", options.operation});
     words.insert(words.end(), options.arguments.begin(), options.arguments.end());
     return words;

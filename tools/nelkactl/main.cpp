@@ -1,6 +1,7 @@
 // nelkactl: every operation of a slave module from a shell.
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -127,14 +128,8 @@ void settle(Ending& ending, const Action& action)
     }
 }
 
-} // namespace
-
-} // namespace nelkactl
-
-int main(int argc, char** argv)
+int run(int argc, char** argv)
 {
-    using namespace nelkactl;
-    occupyStandardStreams();
     if (argc > 1 && std::string(argv[1]) == "--complete") {
         std::cout << completions({argv + 2, argv + argc});
         return 0;
@@ -155,4 +150,19 @@ int main(int argc, char** argv)
     if (result.ending.kind == Kind::interrupted)
         interruption::die();
     return result.ending.exitStatus();
+}
+
+} // namespace
+
+} // namespace nelkactl
+
+int main(int argc, char** argv)
+{
+    occupyStandardStreams();
+    try {
+        return nelkactl::run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "nelkactl: %s\n", error.what());
+        return 3;
+    }
 }

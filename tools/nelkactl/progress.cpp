@@ -1,6 +1,7 @@
 #include "progress.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <string>
 
@@ -49,7 +50,7 @@ void ProgressBar::show(int status, int until, const std::string& words)
     if (status > first->status) {
         const std::chrono::duration<double> passed = now - first->time;
         const double left = passed.count() * (until - status) / (status - first->status);
-        text += ", " + clock(static_cast<long>(left + 0.5)) + " left";
+        text += ", " + clock(std::lround(left)) + " left";
     }
 
     // The last column stays free: a terminal may wrap a line that fills it.
