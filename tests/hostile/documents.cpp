@@ -1056,8 +1056,8 @@ const std::vector<Encoding>& encodings()
         {"UTF-16 in name only", "UTF-16", asIs},
         {"UTF-16 once it is declared", "UTF-16",
          [](const std::string& text) {
-             const std::size_t end = text.find("?>") + 2;
-             return text.substr(0, end) + big(text.substr(end));
+             const std::size_t end = std::min(text.find("?>"), text.size() - 2) + 2;
+             return text.size() < 2 ? text : text.substr(0, end) + big(text.substr(end));
          }},
         {"unknown", "windows-1252", asIs},
     };
