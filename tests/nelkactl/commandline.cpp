@@ -86,7 +86,7 @@ TEST_F(Nelkactl, HostIsAnAddressWithOrWithoutPort)
 TEST_F(Nelkactl, PortThatIsTypedComesBeforeTheEnvironment)
 {
     const std::string port = std::to_string(ClosedPort().port());
-    const auto taken = [&port](const Words& words, const Words& environment) {
+    const auto taken = [](const Words& words, const Words& environment) {
         return addressTaken(run(Words{NELKACTL, "-v", "sampleadd"} + words, environment));
     };
     EXPECT_EQ(taken({}, {"NELKA_HOST=127.0.0.1:" + port, "NELKA_PORT=1"}), "127.0.0.1:" + port);
