@@ -8,10 +8,10 @@ namespace nelkadb {
 
 class ResultSet;
 
-/// A database that a control program asks, and the fault state of the last question.
+/// A database of a control program, and the fault state of the last operation.
 ///
-/// The operations return nothing: a caller reads getFault() after each of them. A CDB by itself has no database to
-/// ask; derived classes override getTable() and execQuery(), in this slot order.
+/// The operations return nothing: call getFault() after each. A CDB itself has no database; derived classes override
+/// getTable() and execQuery(), in this slot order.
 ///
 /// Not safe for concurrent use.
 class __attribute__((visibility("default"))) CDB {

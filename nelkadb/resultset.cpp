@@ -44,7 +44,7 @@ std::string readBytes(xmlrpc_env& env, xmlrpc_value* value)
     return std::string(bytes, bytes + length);
 }
 
-// What xmlrpc-c reads is off in the digits behind these.
+// xmlrpc-c reads any further digits wrong.
 constexpr int significantDigits = 15;
 
 std::string readDouble(xmlrpc_env& env, xmlrpc_value* value)

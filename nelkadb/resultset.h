@@ -1,4 +1,4 @@
-// libnelkadb: the rows that a query brought back.
+// libnelkadb: the rows that a query returned.
 #ifndef NELKADB_RESULTSET_H
 #define NELKADB_RESULTSET_H
 
@@ -28,14 +28,14 @@ public:
     /// the column names as strings. An empty array is an empty set.
     ///
     /// Integers become decimal text, booleans 0 or 1, doubles text of at most 15 significant digits, because xmlrpc-c
-    /// reads 0.3 as 0.30000000000000004; strings and byte strings stay as they are; nil is null. Anything else, a row
-    /// of another length than the first included, records a fault in `env` and leaves the contents as they were. So
-    /// does an `env` that already holds a fault, which is kept.
+    /// reads 0.3 as 0.30000000000000004; strings and byte strings stay as they are; nil is null. Anything else, or a
+    /// row whose length differs from the first, records a fault in `env` and leaves the contents untouched. If `env`
+    /// already holds a fault, nothing changes.
     ///
-    /// `table` stays the caller's: what is needed of it is copied. Throws std::bad_alloc, contents as they were.
+    /// `table` stays the caller's. Throws std::bad_alloc and leaves the contents untouched.
     void fill(xmlrpc_env& env, xmlrpc_value* table);
 
-    /// The number of rows, the row of column names not counted.
+    /// The number of rows, without the row of column names.
     std::size_t rowCount() const;
 
     /// The number of columns.

@@ -56,7 +56,8 @@ struct DecodedArray {
     DecodedArray& operator=(const DecodedArray&) = delete;
 };
 
-// A decode that fails has released the buffers before the element at which it failed, and leaves pointers to them.
+// A failed decode releases the buffers of the elements before the one that failed, and leaves dangling pointers to
+// them.
 
 inline void forgetBuffer(xmlrpc_int32*) {}
 

@@ -1,4 +1,4 @@
-// Writing to the system log where signal handlers write to it too.
+// Writes to the system log, to which signal handlers write too.
 #ifndef NELKANET_LOGGING_H
 #define NELKANET_LOGGING_H
 
@@ -10,7 +10,7 @@
 
 namespace nelka {
 
-/// syslog(), during which a signal is recorded only: the C library's lock around syslog() is not recursive.
+/// Calls syslog(); a signal that lands meanwhile is only recorded, because syslog()'s lock is not recursive.
 __attribute__((format(printf, 2, 3))) inline void logLine(int priority, const char* format, ...)
 {
     const LibraryCode inside;

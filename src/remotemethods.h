@@ -1,4 +1,4 @@
-// The names of a slave's remote procedures, one spelling for clients and servers.
+// The names of a slave's remote procedures, spelled once for clients and servers.
 #ifndef NELKANET_REMOTEMETHODS_H
 #define NELKANET_REMOTEMETHODS_H
 
@@ -6,14 +6,14 @@
 
 namespace nelka {
 
-/// The texts on the wire, mixed spellings included. Each identifier is its text.
+/// The names on the wire, in their mixed spellings. Each identifier equals its text.
 ///
-/// Every source file that includes this header holds its own copy, built during that file's static initialisation:
-/// another file's static initialiser must not use it.
+/// Every source file that includes this header has its own copy, constructed during that file's static initialisation:
+/// the static initialisers of other files must not use it.
 namespace remote {
 
 /// @{
-/// The name of one procedure of the slave. Six of them are called by no client method.
+/// The name of a procedure of the slave. No client method calls six of them.
 static const std::string Changes = "Changes";
 static const std::string GetTable = "GetTable";
 static const std::string ExecQuery = "ExecQuery";

@@ -19,7 +19,7 @@ namespace {
 // xmlrpc-c recurses on open elements, and a thread may have a small stack.
 constexpr std::size_t openElementsLimit = 1000;
 // It compares each member of a struct with those before it, compiles a regular expression for each date, and looks
-// names up in a table whose hash anybody can make collide.
+// names up in a hash table that is open to collisions.
 constexpr unsigned int membersLimit = 2000;
 constexpr unsigned int datesLimit = 2000;
 constexpr unsigned int foreignNamesLimit = 1000;
@@ -33,7 +33,7 @@ struct Element {
     Kind kind;
 };
 
-// Those that a reply has most of come first.
+// The most frequent come first.
 constexpr Element elements[] = {
     {"value", Kind::ordinary},      {"string", Kind::ordinary},     {"i4", Kind::ordinary},
     {"data", Kind::ordinary},       {"array", Kind::ordinary},      {"name", Kind::ordinary},
@@ -70,7 +70,7 @@ bool isInteger64(std::string_view text)
     return error == std::errc() && end == text.data() + text.size();
 }
 
-// Knows what hurts, whoever reads the elements out of the bytes.
+// Knows the limits, for both readers.
 class Judge {
 public:
     const char* reason() const { return refusal; }
@@ -148,8 +148,8 @@ private:
 
 // The ordinary document ----------------------------------------------------------------------------------------
 //
-// ASCII, declared as everybody does, with the elements of XML-RPC, which have no attributes. In such a document a "<"
-// begins a tag and nothing else does, so a glance at each is enough. Whatever else occurs leaves the question open.
+// ASCII, with a usual declaration and XML-RPC's elements, which have no attributes. In such a document every "<" begins
+// a tag, so a quick scan of the tags suffices. Anything else goes to expat.
 
 std::string_view withoutDeclaration(std::string_view document)
 {
@@ -187,8 +187,8 @@ bool isPlainlyHarmless(std::string_view document)
     if (!isAsciiWithoutZero(document))
         return false;
     std::string_view rest = withoutDeclaration(document);
-    // The shortest tag has three bytes: what is short exceeds no limit. Rare bytes are found missing soonest; these
-    // stand for "<!", "<?", "i8" and "double".
+    // The shortest tag has three bytes, so a short document exceeds no limit. Searching for rare bytes is fast; these
+    // occur in "<!", "<?", "i8" and "double".
     if (rest.size() <= 3 * openElementsLimit && !contains(rest, "!") && !contains(rest, "?") && !contains(rest, "8")
         && !contains(rest, "ble"))
         return true;
@@ -293,7 +293,7 @@ const char* reasonToRefuse(std::string_view document) noexcept
 {
     if (document.size() > xmlrpc_limit_get(XMLRPC_XML_SIZE_LIMIT_ID) || isPlainlyHarmless(document))
         return nullptr;
-    // xmlrpc-c's parser and expat would not read the same text out of these.
+    // xmlrpc-c's parser and expat would read different texts from these.
     if (document.find('\0') != std::string_view::npos || document.starts_with("\xFE\xFF")
         || document.starts_with("\xFF\xFE"))
         return "a zero byte or the mark of UTF-16";

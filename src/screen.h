@@ -1,4 +1,4 @@
-// What is looked at before xmlrpc-c reads a document of a peer.
+// Checks a peer's document before xmlrpc-c reads it.
 #ifndef NELKANET_SCREEN_H
 #define NELKANET_SCREEN_H
 
@@ -6,9 +6,8 @@
 
 namespace nelka {
 
-/// Null for a document that xmlrpc-c's parser may be given, otherwise the reason, in words, why it may not: what would
-/// crash that parser, keep it busy or bloat it. A document above xmlrpc-c's limit on the size of XML passes, because
-/// the parser refuses it unread.
+/// Null if xmlrpc-c's parser may read the document, otherwise why not, in words: it would crash, stall or bloat the
+/// parser. A document above xmlrpc-c's size limit passes, because the parser refuses it unread.
 const char* reasonToRefuse(std::string_view document) noexcept;
 
 } // namespace nelka

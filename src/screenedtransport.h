@@ -8,9 +8,8 @@
 
 namespace nelka {
 
-/// While one lives, a client that is created with the transport "curl" looks at each reply before it is parsed: one
-/// that is refused ends in a fault XMLRPC_PARSE_ERROR. A client keeps a copy of the transport's table of functions, so
-/// those that were, or will be, created at another time are not affected.
+/// A client created with the transport "curl" during its lifetime screens each reply; a refused one ends in a fault
+/// XMLRPC_PARSE_ERROR. A client copies the transport's table of functions, so other clients are not affected.
 class ScreenedTransport {
 public:
     ScreenedTransport();
@@ -19,7 +18,7 @@ public:
     ScreenedTransport& operator=(const ScreenedTransport&) = delete;
 
 private:
-    // The table is the process's.
+    // The table belongs to the process.
     const std::lock_guard<std::mutex> alone;
     const xmlrpc_transport_call former;
 };

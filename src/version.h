@@ -4,13 +4,13 @@
 /// @file
 /// The version of libnelkanet that these headers belong to.
 
-/// Moves, and the soname with it, when programs must be built again.
+/// Incremented, with the soname, when programs must be rebuilt.
 #define NELKANET_VERSION_MAJOR 1
-/// Moves when something is added.
+/// Incremented for additions.
 #define NELKANET_VERSION_MINOR 0
 /// Incremented for fixes.
 #define NELKANET_VERSION_PATCH 0
-/// The three of them as text.
+/// All three as text.
 #define NELKANET_VERSION "1.0.0"
 
 #endif

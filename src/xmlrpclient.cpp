@@ -1,4 +1,4 @@
-// The client: the frame of a remote call, the core, and a family of operations after the other.
+// The client: the frame of a remote call, the core, then the operations family by family.
 
 // Keep first: the static strings in remotemethods.h must be constructed after the standard streams.
 #include <iostream>
@@ -29,7 +29,7 @@ namespace nelka {
 
 namespace remote {
 
-// No call sends it, and no other file has it.
+// Never sent, and defined in this file only.
 [[maybe_unused]] static const std::string NO_TABLE = "NO_TABLE";
 
 } // namespace remote
@@ -79,7 +79,7 @@ public:
         writeRecordedSignals();
     }
 
-    // Tells an interruption from a fault from an answer; only the last of these disarms the timer.
+    // Tells interruption, fault and answer apart; only an answer disarms the timer.
     bool takeReply()
     {
         const bool cutShort = running && running->interrupted();
@@ -93,7 +93,7 @@ public:
         return true;
     }
 
-    // Reads the number of elements of the reply, for the operations whose reply has a short and a long shape.
+    // Reads the number of elements, for operations whose reply has a short and a long shape.
     bool measure()
     {
         elements = xmlrpc_array_size(&client.env, reply);
@@ -116,7 +116,7 @@ public:
 
     bool failedToDecode() const { return decodeFailed; }
 
-    // Ends the decoding, after whatever came of it has been copied: reports a failure of it and releases the reply.
+    // Ends the decoding, once the outputs have been copied: reports a failure and releases the reply.
     bool finish()
     {
         if (decodeFailed)
@@ -125,7 +125,7 @@ public:
         return !decodeFailed;
     }
 
-    // The same for the operations that take any status but 0 for a refusal.
+    // The same for operations where any status but 0 is a refusal.
     void finish(int status)
     {
         if (finish() && status != 0)
@@ -139,12 +139,11 @@ public:
         client.setFault(status);
     }
 
-    // Gives the reply up unreleased.
     void leakReply() { reply = nullptr; }
 
 private:
-    // Leaves no trace of the last call, nor of what a ResultSet recorded after it: xmlrpc-c makes no call on an
-    // environment that holds a fault.
+    // Clears what the last call, or a ResultSet after it, recorded: xmlrpc-c makes no call with an environment that
+    // holds a fault.
     bool prepare()
     {
         client.clearFault();
@@ -161,7 +160,7 @@ private:
                 sourceFile, __LINE__);
         client.setFault(XMLRPC_TIMEOUT_ERROR);
         lowerInterruptFlag();
-        // An answer that came all the same is not delivered, and the environment is to say so.
+        // An answer that came anyway is not delivered, and the environment must say so.
         if (!client.env.fault_occurred)
             xmlrpc_env_set_fault(&client.env, XMLRPC_TIMEOUT_ERROR, "the call was cut short");
     }
@@ -315,7 +314,7 @@ void XmlrpcClient::set_timer(unsigned short milliseconds)
 
 void XmlrpcClient::sampleadd(int timeout)
 {
-    // The probe's line serves its error lines only.
+    // The probe's line is not logged, only repeated in its error lines.
     RemoteCall call(*this);
     call.describe("sampleadd : host : " + host);
     call.send(timeout, "sample.add", "(ii)", asInt(10), asInt(5));
@@ -331,7 +330,7 @@ void XmlrpcClient::sampleadd(int timeout)
 
 namespace {
 
-// A socket that is there to be asked about interfaces.
+// A socket for ioctl() requests about interfaces.
 struct QuerySocket {
     const int descriptor = socket(AF_INET, SOCK_DGRAM, 0);
 
@@ -355,7 +354,7 @@ int XmlrpcClient::getLocalIp(std::string& ip)
     const LibraryCode inside;
     ifreq request = aboutLocalInterface();
     const QuerySocket query;
-    // Asked by the low 16 bits of its number, and without looking whether it was opened: there is no failure here.
+    // The descriptor is cut to 16 bits and not checked: this function never fails.
     const auto descriptor = static_cast<std::uint16_t>(query.descriptor);
 
     const char* text = "";
@@ -404,7 +403,7 @@ void XmlrpcClient::getTable(std::string query, nelkadb::ResultSet& result, int t
     } else {
         DecodedArray table;
         call.decode("(iA*)", &status, &table.array);
-        // What the filling meets is left in the environment and is no fault of the call.
+        // A table that cannot be filled in shows in the environment only; the call has no fault.
         if (!call.failedToDecode())
             result.fill(env, table.array);
     }
@@ -484,7 +483,7 @@ void XmlrpcClient::checkSincronizado(int entrada, int& status, int timeout)
 
 void XmlrpcClient::xmlrpc_changes(int& changes, int timeout)
 {
-    // The label has another name than the operation, and no blank before the colon.
+    // The label differs from the operation's name and has no blank after the colon.
     RemoteCall call(*this);
     call.log("changes :host : " + host + ", dbName : " + dbName);
     call.send(timeout, remote::Changes, "(s)", dbName.c_str());
@@ -587,7 +586,7 @@ void XmlrpcClient::sintonizarCanalTerr(tcanal canal, int parametro, int& status,
 void XmlrpcClient::sintonizarCanalSat(tcanal canal, int parametro, int& status, bool indicador, int parametroExtraSat,
                                       int timeout)
 {
-    // The frequency is logged and not sent; the intermediate one goes in its place.
+    // The frequency is only logged; the intermediate one is sent.
     RemoteCall call(*this);
     call.log("sintonizarCanalSat : frecuencia: " + std::to_string(canal.frecuencia)
              + " frecuencia intermedia: " + std::to_string(canal.frecuenciaIntermedia) + "\n");
@@ -637,7 +636,7 @@ void XmlrpcClient::getScanReport(int entrada, int idScan, std::string& report, i
         return;
     DecodedText text;
     call.decode("(is*)", &status, &text.text);
-    // The reply that lacks the text, for which the copy throws, is not released.
+    // If the text is missing, copy() throws and the reply is not released.
     if (call.failedToDecode())
         call.leakReply();
     report = text.copy();
@@ -710,7 +709,7 @@ void XmlrpcClient::DlFicheroEsclavo(const std::string& ruta_archivo, int& status
 {
     RemoteCall call(*this);
     call.log("DlFicheroEsclavo : ruta_archivo : " + ruta_archivo);
-    // The format is no parameter list: xmlrpc-c refuses it before anything is sent.
+    // The format is not a parameter list: xmlrpc-c rejects it and sends nothing.
     call.send(timeout, remote::BorrarArchivo, "s", ruta_archivo.c_str());
     if (!call.takeReply())
         return;
@@ -822,7 +821,7 @@ void XmlrpcClient::rdFicheroResumen(int source, int id_resumen, std::vector<char
         return;
     int status = 0;
     if (call.statusOnly()) {
-        call.decode("(i)", &status); // exactly one, unlike its sibling
+        call.decode("(i)", &status); // exactly one element, unlike its sibling
     } else {
         DecodedBlock block;
         call.decode("(i6*)", &status, &block.bytes, &block.size);
