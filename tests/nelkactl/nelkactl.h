@@ -1,6 +1,7 @@
 // nelkactl as a user types it, against a scripted slave.
 #pragma once
 
+#include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <sstream>
@@ -23,6 +24,12 @@ inline Words operator+(Words words, const Words& more)
 {
     words.insert(words.end(), more.begin(), more.end());
     return words;
+}
+
+/// In milliseconds: a time-out that a test waits out, though an emulator can make a call within it.
+inline std::string shortTimeout()
+{
+    return std::getenv("NELKANET_SLOW") ? "1500" : "50";
 }
 
 /// The operations that its --help names, between its options and its exit statuses.

@@ -177,7 +177,7 @@ TEST_F(NelkactlScan, LostPollsAreTriedAgain)
     const Step status = replyArray({xml::i4(50)});
     slave.play({replyArray({xml::i4(7)}), silence(), resetAfterRequest(), serverError(), status, silence(), silence(),
                 silence(), replyArray({xml::i4(100)}), silence(), replyArray({xml::i4(0), xml::text("r")})});
-    const Finished finished = type(words + Words{"-t", "50"});
+    const Finished finished = type(words + Words{"-t", shortTimeout()});
     EXPECT_EQ(finished.status, 0) << finished;
     EXPECT_EQ(essence(finished.out),
               R"({"operation":"scan","ending":"done","fault":0,"idScan":7,"status":100,"report":"r"})");
@@ -191,10 +191,12 @@ TEST_F(NelkactlScan, GivesUpAfterTheRetriesAndCancels)
         script.front() = replyArray({xml::i4(7)});
         script.push_back(replyArray({xml::i4(0)}));
         slave.play(script);
-        const Finished finished = type(words + Words{"-t", "50"} + retries);
+        const Finished finished = type(words + Words{"-t", shortTimeout()} + retries);
         EXPECT_EQ(finished.status, 4) << finished;
         EXPECT_EQ(essence(finished.out), R"({"operation":"scan","ending":"timed out","fault":-505,"idScan":7})");
-        EXPECT_TRUE(finished.err.ends_with(": timed out: no answer within 50 ms; the scan is cancelled\n")) << finished;
+        EXPECT_TRUE(
+            finished.err.ends_with(": timed out: no answer within " + shortTimeout() + " ms; the scan is cancelled\n"))
+            << finished;
         EXPECT_EQ(std::count(finished.err.begin(), finished.err.end(), '\n'), 1);
         EXPECT_EQ(procedures().size(), static_cast<std::size_t>(polls) + 2);
         EXPECT_EQ(procedures().back(), "CancelInputScan");
@@ -212,7 +214,7 @@ TEST_F(NelkactlScan, FaultResponseToAPollIsNotTriedAgain)
 TEST_F(NelkactlScan, StartThatIsNotAnsweredIsCancelled)
 {
     slave.play({silence(), replyArray({xml::i4(0)})});
-    const Finished finished = type(words + Words{"-t", "50"});
+    const Finished finished = type(words + Words{"-t", shortTimeout()});
     EXPECT_EQ(finished.status, 4) << finished;
     EXPECT_EQ(essence(finished.out), R"({"operation":"scan","ending":"timed out","fault":-505})");
     EXPECT_EQ(procedures(), (Words{"InitInputScan", "CancelInputScan"}));
