@@ -1,14 +1,12 @@
-"""caller.py SENT RECEIVED PORT: for each line with a number on standard input makes that many calls, then answers with
-a line. SENT and RECEIVED are the sizes of the block that travels, one of them or both 0.
-
-Where libcountallocations is preloaded: makes ten calls and prints what the last one allocated.
+"""caller.py SENT RECEIVED PORT COUNT: makes that many calls with Python's client and prints what one took, as
+bench_repeat does. SENT and RECEIVED are the sizes of the block that travels, one of them or both 0.
 """
-import ctypes
 import json
 import sys
+import time
 import xmlrpc.client
 
-sent, received, port = map(int, sys.argv[1:])
+sent, received, port, count = map(int, sys.argv[1:])
 slave = xmlrpc.client.ServerProxy(f"http://127.0.0.1:{port}/RPC2")
 block = bytes(sent)
 
@@ -24,26 +22,9 @@ def call():
     assert answer[0] == 0
 
 
-class Allocations(ctypes.Structure):
-    _fields_ = [("count", ctypes.c_long), ("peak", ctypes.c_long)]
-
-
-def count_allocations(preloaded):
-    preloaded.allocationsStop.restype = Allocations
-    for _ in range(9):
-        call()
-    preloaded.allocationsStart()
+call()
+wall, processor = time.monotonic_ns(), time.process_time_ns()
+for _ in range(count):
     call()
-    allocations = preloaded.allocationsStop()
-    print(json.dumps({"allocations": allocations.count, "peak": allocations.peak}))
-
-
-preloaded = ctypes.CDLL(None)
-if hasattr(preloaded, "allocationsStart"):
-    count_allocations(preloaded)
-else:
-    print("ready", flush=True)
-    for line in sys.stdin:
-        for _ in range(int(line)):
-            call()
-        print(flush=True)
+print(json.dumps({"wall": (time.monotonic_ns() - wall) / count,
+                  "processor": (time.process_time_ns() - processor) / count}))

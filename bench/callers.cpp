@@ -1,22 +1,17 @@
 #include "callers.h"
 
-#include <algorithm>
-#include <csignal>
 #include <cstdlib>
 #include <stdexcept>
-#include <thread>
+#include <vector>
 
 #include <curl/curl.h>
-#include <sys/time.h>
 #include <syslog.h>
-#include <unistd.h>
 #include <xmlrpc-c/base.h>
 #include <xmlrpc-c/client.h>
 
 #include <nelkanet/xmlrpclient.h>
 
-#include "http.h"
-#include "process.h"
+#include "support/xml.h"
 
 namespace bench {
 
@@ -144,30 +139,11 @@ public:
     }
 };
 
-// What xmlrpc-c sends, head and body, to the byte but for the port.
-std::string request(const Exchange& exchange)
-{
-    const Listener listener;
-    std::string message;
-    std::thread served([&] {
-        const Connection connection = listener.accept();
-        connection.receive(message);
-        connection.send(reply(exchange.received));
-    });
-    XmlrpcCCaller(exchange, listener.port()).call();
-    served.join();
-    return message;
-}
-
-std::string bodyOf(const std::string& message)
-{
-    return message.substr(message.find("\r\n\r\n") + 4);
-}
-
+// A body that was made beforehand, and no look into the answer.
 class CurlCaller : public Caller {
 public:
     CurlCaller(const Exchange& exchange, unsigned short port)
-        : body(bodyOf(request(exchange))), expected(bodyOf(reply(exchange.received)).size()), curl(curl_easy_init()),
+        : body(request(exchange)), curl(curl_easy_init()),
           headers(curl_slist_append(curl_slist_append(nullptr, "Content-Type: text/xml"), "Expect:"))
     {
         curl_easy_setopt(curl, CURLOPT_URL, url(port).c_str());
@@ -188,10 +164,24 @@ public:
     void call() override
     {
         answer.clear();
-        require(curl_easy_perform(curl) == CURLE_OK && answer.size() == expected, "curl_easy_perform");
+        require(curl_easy_perform(curl) == CURLE_OK && answer.ends_with("</methodResponse>\r\n"), "curl_easy_perform");
     }
 
 private:
+    static std::string request(const Exchange& exchange)
+    {
+        namespace xml = support::xml;
+        if (exchange.sent > 0) {
+            const std::string block = xml::encodeBase64(std::string(exchange.sent, '\0'));
+            return xml::requestBody("wrFicheroTablasSI",
+                                    {"<i4>1</i4>", "<i4>2</i4>", "<base64>" + block + "</base64>"});
+        }
+        if (exchange.received > 0)
+            return xml::requestBody("RecibirArchivo", {"<string>" + std::string(path) + "</string>", "<i4>0</i4>"});
+        return xml::requestBody("SintonizarCanalTerr", {"<i4>474000000</i4>", "<i4>8</i4>", "<i4>1</i4>", "<i4>0</i4>",
+                                                        "<boolean>1</boolean>"});
+    }
+
     static std::size_t append(char* data, std::size_t, std::size_t size, void* answer)
     {
         static_cast<std::string*>(answer)->append(data, size);
@@ -199,151 +189,28 @@ private:
     }
 
     const std::string body;
-    const std::size_t expected;
     CURL* const curl;
     curl_slist* const headers;
     std::string answer;
 };
 
-class SocketCaller : public Caller {
-public:
-    SocketCaller(const Exchange& exchange, unsigned short port)
-        : message(request(exchange)), connection(Connection::to(port))
-    {
-    }
-
-    void call() override
-    {
-        connection.send(message);
-        require(connection.receive(answer), "socket");
-    }
-
-private:
-    const std::string message;
-    const Connection connection;
-    std::string answer;
-};
-
-class ReconnectingCaller : public Caller {
-public:
-    ReconnectingCaller(const Exchange& exchange, unsigned short port_) : message(request(exchange)), port(port_) {}
-
-    void call() override
-    {
-        const Connection connection = Connection::to(port);
-        connection.send(message);
-        require(connection.receive(answer), "socket");
-    }
-
-private:
-    const std::string message;
-    const unsigned short port;
-    std::string answer;
-};
-
-// Calls in another process, many at a time so that the way there and back does not count.
-class PythonCaller : public Caller {
-public:
-    PythonCaller(const Exchange& exchange, unsigned short port)
-        : python({"/usr/bin/python3", PYTHON_CALLER, std::to_string(exchange.sent), std::to_string(exchange.received),
-                  std::to_string(port)},
-                 -1)
-    {
-        python.readLine();
-        clock_getcpuclockid(python.id(), &clock);
-    }
-
-    void call() override { calls(1); }
-
-    void calls(std::size_t count) override
-    {
-        python.writeLine(std::to_string(count));
-        python.readLine();
-    }
-
-    clockid_t processorClock() const override { return clock; }
-
-private:
-    const Process python;
-    clockid_t clock = 0;
-};
-
-template <class Kind>
-std::unique_ptr<Caller> make(const Exchange& exchange, unsigned short port)
-{
-    return std::make_unique<Kind>(exchange, port);
-}
-
-struct Entry {
-    std::string name;
-    std::unique_ptr<Caller> (*make)(const Exchange&, unsigned short);
-};
-
-const std::vector<Entry>& callers()
-{
-    static const std::vector<Entry> all = [] {
-        std::vector<Entry> entries = {
-            {"nelkanet", make<NelkanetCaller>},
-            {"xmlrpc-c", make<XmlrpcCCaller>},
-            {"libcurl", make<CurlCaller>},
-            {"socket", make<SocketCaller>},
-        };
-#ifdef HAVE_XMLRPCPP
-        entries.push_back({"xmlrpcpp", makeXmlrpcppCaller});
-#endif
-        if (access("/usr/bin/python3", X_OK) == 0)
-            entries.push_back({"xmlrpc.client", make<PythonCaller>});
-        return entries;
-    }();
-    return all;
-}
-
 } // namespace
-
-const std::vector<Exchange>& exchanges()
-{
-    static const std::vector<Exchange> all = {{"small", 0, 0},
-                                              {"write48k", 48000, 0},
-                                              {"read48k", 0, 48000},
-                                              {"write700k", 700000, 0},
-                                              {"read700k", 0, 700000}};
-    return all;
-}
-
-const Exchange& exchangeNamed(const std::string& name)
-{
-    for (const Exchange& exchange : exchanges()) {
-        if (exchange.name == name)
-            return exchange;
-    }
-    throw std::runtime_error("no exchange " + name);
-}
-
-const std::vector<std::string>& callerNames()
-{
-    static const std::vector<std::string> names = [] {
-        std::vector<std::string> all;
-        for (const Entry& entry : callers())
-            all.push_back(entry.name);
-        return all;
-    }();
-    return names;
-}
 
 std::unique_ptr<Caller> makeCaller(const std::string& name, const Exchange& exchange, unsigned short port)
 {
+    if (name == "nelkanet")
+        return std::make_unique<NelkanetCaller>(exchange, port);
+    if (name == "xmlrpc-c")
+        return std::make_unique<XmlrpcCCaller>(exchange, port);
     if (name == "xmlrpc-c+syslog")
-        return make<LoggingXmlrpcCCaller>(exchange, port);
-    for (const Entry& entry : callers()) {
-        if (entry.name == name)
-            return entry.make(exchange, port);
-    }
+        return std::make_unique<LoggingXmlrpcCCaller>(exchange, port);
+    if (name == "libcurl")
+        return std::make_unique<CurlCaller>(exchange, port);
+#ifdef HAVE_XMLRPCPP
+    if (name == "xmlrpcpp")
+        return makeXmlrpcppCaller(exchange, port);
+#endif
     throw std::runtime_error("no caller " + name);
-}
-
-std::unique_ptr<Caller> makeReconnectingCaller(const Exchange& exchange, unsigned short port)
-{
-    return make<ReconnectingCaller>(exchange, port);
 }
 
 void require(bool went, const char* what)

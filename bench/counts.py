@@ -4,8 +4,8 @@
 Instructions come from callgrind, as the difference of two run lengths, so that start-up drops out. What xmlrpc-c does
 inside its call depends on when the bytes arrive; what happens around it is the same to the instruction every time.
 Ours is therefore compared with raw xmlrpc-c by what happens around that call, and by the look at the reply within it;
-the difference is related to the whole of a raw call. Instructions do not show what the kernel does: the system calls of the library's own are counted
-too.
+the difference is related to the whole of a raw call. Instructions do not show what the kernel does: the library's own
+system calls are counted too.
 """
 import argparse
 import collections
@@ -142,7 +142,7 @@ def profiled(command):
         subprocess.run(
             ["valgrind", "-q", "--tool=callgrind", f"--callgrind-out-file={out}", "--compress-strings=no",
              "--compress-pos=no", *command],
-            check=True, env=environment())
+            check=True, env=environment(), stdout=subprocess.DEVNULL)
         return Profile(out)
 
 
@@ -163,7 +163,7 @@ def document(name):
 def instructions(caller, port, arguments):
     """Per call: all of them, those around xmlrpc-c's call, those of the look at the reply, those in the library itself,
     and its system calls."""
-    few, many = profiles(CALLS, lambda calls: [PROGRAMS / "bench_repeat", caller, "small", port, str(calls), *arguments])
+    few, many = profiles(CALLS, lambda calls: [PROGRAMS / "bench_repeat", caller, "0", "0", port, str(calls), *arguments])
     outermost = f"bench::(anonymous namespace)::{OUTERMOST[caller]}::call()"
 
     def per_call(cost):
@@ -186,24 +186,16 @@ def instructions(caller, port, arguments):
 def allocations(caller, exchange):
     sent, received = EXCHANGES[exchange]
     with Responder(received) as responder:
-        if caller == "xmlrpc.client":
-            command = ["/usr/bin/python3", HERE / "caller.py", str(sent), str(received), responder.port]
-        else:
-            command = [PROGRAMS / "bench_repeat", caller, exchange, responder.port, "10", "masked"]
-        preload = environment(LD_PRELOAD=str(PROGRAMS / "libcountallocations.so"), PYTHONMALLOC="malloc")
+        command = [PROGRAMS / "bench_repeat", caller, str(sent), str(received), responder.port, "10", "masked"]
+        preload = environment(LD_PRELOAD=str(PROGRAMS / "libcountallocations.so"))
         return json.loads(subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True, env=preload).stdout)
-
-
-def all_callers():
-    printed = subprocess.run([PROGRAMS / "bench_repeat", "callers"], check=True, stdout=subprocess.PIPE, text=True)
-    return printed.stdout.split()
 
 
 def compiler():
     return subprocess.run(["c++", "-dumpfullversion"], stdout=subprocess.PIPE, text=True).stdout.strip()
 
 
-def counted(own_log, callers):
+def counted(own_log):
     counts = {"machine": platform.machine(), "compiler": compiler(), "instructions": {}, "allocations": {}}
     with Responder() as responder:
         def count(mode):
@@ -220,7 +212,7 @@ def counted(own_log, callers):
             counts["instructions"]["listening log socket"]["lines"] = log.lines
     counts["documents"] = {name: document(name) for name in DOCUMENTS}
     for exchange in EXCHANGES:
-        counts["allocations"][exchange] = {caller: allocations(caller, exchange) for caller in callers}
+        counts["allocations"][exchange] = {caller: allocations(caller, exchange) for caller in ("nelkanet", "xmlrpc-c")}
     return counts
 
 
@@ -280,11 +272,11 @@ def judge(counts):
 def main():
     options = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     options.add_argument("--own-log", action="store_true", help="/dev/log is ours to make")
-    options.add_argument("--output", type=pathlib.Path, help="where to write the counts, as JSON")
+    options.add_argument("--output", type=pathlib.Path, help="where to write the counts as JSON")
     options.add_argument("--store", action="store_true", help="store the library's numbers for later runs")
     chosen = options.parse_args()
 
-    counts = counted(chosen.own_log, all_callers() if chosen.output else ["nelkanet", "xmlrpc-c"])
+    counts = counted(chosen.own_log)
     if chosen.store:
         ours = counts["instructions"]["masked"]["ours"]
         STORED.write_text(json.dumps({"machine": counts["machine"], "compiler": counts["compiler"],

@@ -1,32 +1,19 @@
 // documents NAME COUNT: looks at a reply as the library does, and parses it, that many times; for tools that watch a
 // process.
-// documents: prints the names.
-#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <string>
 
 #include <xmlrpc-c/base.h>
 
+#include "reply.h"
 #include "screen.h"
+#include "support/xml.h"
+
+using bench::reply;
+using support::xml::repeated;
 
 namespace {
-
-std::string repeated(const std::string& part, int times)
-{
-    std::string all;
-    while (times-- > 0)
-        all += part;
-    return all;
-}
-
-std::string reply(const std::string& values)
-{
-    return "<?xml version=\"1.0\" "
-           "encoding=\"UTF-8\"?>\r\n<methodResponse>\r\n<params>\r\n<param><value><array><data>\r\n"
-           "<value><i4>0</i4></value>\r\n"
-           + values + "</data></array></value></param>\r\n</params>\r\n</methodResponse>\r\n";
-}
 
 const std::map<std::string, std::string>& documents()
 {
@@ -67,11 +54,8 @@ extern "C" [[gnu::noinline]] bool parse(const std::string& document)
 
 int main(int argc, char** argv)
 {
-    if (argc < 3) {
-        for (const auto& [name, document] : documents())
-            std::puts(name.c_str());
-        return 0;
-    }
+    if (argc != 3)
+        return 2;
     xmlrpc_limit_set(XMLRPC_XML_SIZE_LIMIT_ID, 1048576);
     const std::string& document = documents().at(argv[1]);
     bool fine = true;

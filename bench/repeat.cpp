@@ -1,6 +1,7 @@
-// repeat CALLER EXCHANGE PORT COUNT [masked]: makes that many calls, for tools that watch a process. Where
-// libcountallocations is preloaded it also prints what the last call allocated. "masked" keeps all log lines back.
-// repeat callers: prints their names.
+// repeat CALLER SENT RECEIVED PORT COUNT [masked|ready]: makes that many calls, for tools that watch a process, and
+// prints as JSON what one of them took in nanoseconds. SENT and RECEIVED are the sizes of the block that travels, one
+// of them or both 0. "masked" keeps all log lines back; "ready" makes callers instead of calls. Where
+// libcountallocations is preloaded, prints what the last call allocated.
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -8,6 +9,7 @@
 
 #include <dlfcn.h>
 #include <syslog.h>
+#include <time.h>
 
 #include "callers.h"
 #include "countallocations.h"
@@ -20,30 +22,47 @@ Function* preloaded(const char* name)
     return reinterpret_cast<Function*>(dlsym(RTLD_DEFAULT, name));
 }
 
+double nanoseconds(clockid_t clock)
+{
+    timespec time = {};
+    clock_gettime(clock, &time);
+    return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 try {
-    if (argc < 5) {
-        for (const std::string& name : bench::callerNames())
-            std::puts(name.c_str());
-        return 0;
-    }
-    if (argc > 5)
+    if (argc < 6)
+        return 2;
+    const bench::Exchange exchange{std::strtoul(argv[2], nullptr, 10), std::strtoul(argv[3], nullptr, 10)};
+    const auto port = static_cast<unsigned short>(std::strtoul(argv[4], nullptr, 10));
+    const unsigned long count = std::strtoul(argv[5], nullptr, 10);
+    const std::string mode = argc > 6 ? argv[6] : "";
+    if (!mode.empty())
         setlogmask(LOG_MASK(LOG_EMERG));
-    const auto caller = bench::makeCaller(argv[1], bench::exchangeNamed(argv[2]),
-                                          static_cast<unsigned short>(std::strtoul(argv[3], nullptr, 10)));
-    caller->calls(std::strtoul(argv[4], nullptr, 10) - 1);
-
-    const auto start = preloaded<decltype(allocationsStart)>("allocationsStart");
-    const auto stop = preloaded<decltype(allocationsStop)>("allocationsStop");
-    if (start)
-        start();
+    const auto caller = bench::makeCaller(argv[1], exchange, port);
     caller->call();
-    if (stop) {
-        const Allocations allocations = stop();
-        std::printf("{\"allocations\": %ld, \"peak\": %ld}\n", allocations.count, allocations.peak);
+
+    const double wall = nanoseconds(CLOCK_MONOTONIC);
+    const double processor = nanoseconds(CLOCK_PROCESS_CPUTIME_ID);
+    for (unsigned long i = 0; i < count; ++i) {
+        if (mode == "ready")
+            bench::makeCaller(argv[1], exchange, port);
+        else
+            caller->call();
     }
+    const auto calls = static_cast<double>(count);
+    std::printf("{\"processor\": %.0f, \"wall\": %.0f", (nanoseconds(CLOCK_PROCESS_CPUTIME_ID) - processor) / calls,
+                (nanoseconds(CLOCK_MONOTONIC) - wall) / calls);
+
+    if (const auto start = preloaded<decltype(allocationsStart)>("allocationsStart")) {
+        start();
+        caller->call();
+        const Allocations allocations = preloaded<decltype(allocationsStop)>("allocationsStop")();
+        std::printf(", \"allocations\": %ld, \"peak\": %ld", allocations.count, allocations.peak);
+    }
+    std::puts("}");
 } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
     return 1;

@@ -1,35 +1,69 @@
-// responder BLOCKSIZE: prints its port, then gives every request the same reply, on any number of connections.
+// responder BLOCKSIZE: prints its port, then gives every request the same reply, which holds a block of that many bytes
+// where that is not 0.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <vector>
+#include <string_view>
+#include <thread>
 
-#include <poll.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
-#include "http.h"
+#include "reply.h"
+#include "support/checked.h"
+#include "support/ports.h"
+#include "support/xml.h"
 
-int main(int, char** argv)
+using namespace support;
+
+namespace {
+
+std::string response(std::size_t blockSize)
 {
-    const bench::Listener listener;
-    const std::string reply = bench::reply(std::strtoul(argv[1], nullptr, 10));
-    std::printf("%d\n", listener.port());
-    std::fflush(stdout);
+    const std::string block(blockSize, '\0');
+    const std::string body = bench::reply(blockSize > 0 ? xml::base64(block) + "\r\n" : "");
+    return "HTTP/1.1 200 OK\r\nContent-Type: text/xml; charset=utf-8\r\nContent-Length: " + std::to_string(body.size())
+           + "\r\n\r\n" + body;
+}
 
-    std::vector<bench::Connection> connections;
-    std::vector<pollfd> watched = {{listener.handle(), POLLIN, 0}};
+void answer(int connection, const std::string& response)
+{
+    const int on = 1;
+    setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    constexpr std::string_view end = "</methodCall>";
     std::string request;
-    while (poll(watched.data(), watched.size(), -1) > 0) {
-        if (watched[0].revents) {
-            connections.push_back(listener.accept());
-            watched.push_back({connections.back().handle(), POLLIN, 0});
+    char part[65536];
+    for (ssize_t size = 0; (size = recv(connection, part, sizeof part, 0)) > 0;) {
+        request.append(part, static_cast<std::size_t>(size));
+        // A line break or two may follow.
+        if (request.size() < end.size() + 2 || request.find(end, request.size() - end.size() - 2) == request.npos)
+            continue;
+        request.clear();
+        for (std::size_t sent = 0; sent < response.size();) {
+            const ssize_t count = send(connection, response.data() + sent, response.size() - sent, MSG_NOSIGNAL);
+            if (count < 0)
+                break;
+            sent += static_cast<std::size_t>(count);
         }
-        for (std::size_t i = 1; i < watched.size(); ++i) {
-            if (!watched[i].revents)
-                continue;
-            if (connections[i - 1].receive(request))
-                connections[i - 1].send(reply);
-            else
-                watched[i].fd = -1;
-        }
+    }
+    close(connection);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc != 2)
+        return 2;
+    const std::string reply = response(std::strtoul(argv[1], nullptr, 10));
+    const int listener = boundSocket();
+    checked(listen(listener, 64), "listen");
+    std::printf("%d\n", portOf(listener));
+    std::fflush(stdout);
+    while (true) {
+        const int connection = checked(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC), "accept");
+        std::thread([=, &reply] { answer(connection, reply); }).detach();
     }
 }

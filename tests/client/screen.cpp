@@ -13,17 +13,10 @@
 #include "support/xml.h"
 
 using nelka::reasonToRefuse;
+using support::xml::repeated;
 using namespace support;
 
 namespace {
-
-std::string repeated(const std::string& part, int times)
-{
-    std::string all;
-    while (times-- > 0)
-        all += part;
-    return all;
-}
 
 std::string reason(const std::string& document)
 {

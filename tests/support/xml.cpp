@@ -198,6 +198,14 @@ std::string requestBody(const std::string& method, const std::vector<std::string
              "</methodCall>\r\n";
 }
 
+std::string repeated(const std::string& part, int times)
+{
+    std::string all;
+    while (times-- > 0)
+        all += part;
+    return all;
+}
+
 std::string encodeBase64(std::string_view bytes)
 {
     std::string out;

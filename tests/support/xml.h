@@ -26,6 +26,8 @@ std::string fault(int code, std::string_view reason);
 /// As xmlrpc-c writes it, its parameters given as they travel: requestBody("RdHora", {"<i4>1</i4>"}).
 std::string requestBody(const std::string& method, const std::vector<std::string>& parameters);
 
+std::string repeated(const std::string& part, int times);
+
 std::string encodeBase64(std::string_view bytes);
 std::string decodeBase64(std::string_view text);
 
