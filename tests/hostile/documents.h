@@ -40,10 +40,14 @@ struct Document {
 /// All of them, group by group; within a group every name is there once.
 const std::vector<Document>& documents();
 
-/// The groups, in order; without the one whose documents do harm by their length, wherever that is.
+/// The group whose documents do harm by their length, wherever that is.
+inline constexpr const char* abundance = "Abundance";
+
+/// The groups, in order.
 std::vector<std::string> groups();
 std::vector<std::string> groupsWithoutAbundance();
 
+/// Of the documents of Abundance only some where a megabyte takes long.
 std::vector<Document> documentsOf(const std::string& group);
 
 /// Ways to write a document down.

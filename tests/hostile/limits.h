@@ -21,9 +21,20 @@ inline constexpr int sanitized = 1;
 inline constexpr long memory = sanitized * 64 * 1024;
 
 // An emulator is slow, too.
-inline std::chrono::milliseconds allowing(int milliseconds, int emulated)
+inline bool emulated()
 {
-    return std::chrono::milliseconds(std::getenv("NELKANET_SLOW") ? emulated : milliseconds);
+    return std::getenv("NELKANET_SLOW") != nullptr;
+}
+
+/// Whether a megabyte that is harmless takes seconds to read.
+inline bool slow()
+{
+    return sanitized > 1 || emulated();
+}
+
+inline std::chrono::milliseconds allowing(int milliseconds, int underEmulation)
+{
+    return std::chrono::milliseconds(emulated() ? underEmulation : milliseconds);
 }
 
 /// How late a call may end.
