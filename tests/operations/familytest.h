@@ -144,6 +144,21 @@ TEST_P(RemoteOperation, SendsWhatAnotherDecoderReadsBack)
     EXPECT_EQ(calls[0].parameters, operation.parameters);
 }
 
+TEST_P(RemoteOperation, SendsTheseBytes)
+{
+    callWith(replyArray(operation.sampleReply(0)));
+    std::vector<std::string> parameters;
+    for (const std::string& parameter : operation.parameters) {
+        const std::size_t blank = parameter.find(' ');
+        const std::string type = parameter.substr(0, blank);
+        std::string content = parameter.substr(blank + 1);
+        if (type == "base64")
+            content = "\r\n" + xml::encodeBase64(content) + "\r\n";
+        parameters.push_back("<" + type + ">" + content + "</" + type + ">");
+    }
+    EXPECT_EQ(slave.bodies(), (std::vector<std::string>{requestBody(operation.remote, parameters)}));
+}
+
 TEST_P(RemoteOperation, DeliversAReplyWhateverItsStatus)
 {
     for (const int status : {0, 1, -1, INT_MAX, INT_MIN})

@@ -10,7 +10,7 @@ namespace {
 
 INSTANTIATE_TEST_SUITE_P(Files, RemoteOperation, family("files"), ::testing::PrintToStringParamName());
 
-class ADeletedFile : public FamilyTest {
+class DlFicheroEsclavo : public FamilyTest {
 protected:
     void remove(const std::string& path, int timeout = ampleTimeout)
     {
@@ -26,41 +26,34 @@ protected:
     int status = 99;
 };
 
-TEST_F(ADeletedFile, IsNeverAskedFor)
+TEST_F(DlFicheroEsclavo, AsksTheSlaveNothing)
 {
     remove("/tmp/a");
     EXPECT_TRUE(slave.requests().empty());
     EXPECT_EQ(slave.connections(), 0U);
 }
 
-TEST_F(ADeletedFile, EndsInATransportFault)
-{
-    remove("/tmp/a");
-    EXPECT_EQ(client.getFault(), XMLRPC_INTERNAL_ERROR);
-    EXPECT_EQ(log.linesWithoutNumbers(), failure("DlFicheroEsclavo : ruta_archivo : /tmp/a"));
-}
-
-TEST_F(ADeletedFile, LeavesTheStatusAlone)
+TEST_F(DlFicheroEsclavo, LeavesTheStatusAlone)
 {
     remove("/tmp/a");
     EXPECT_EQ(status, 99);
 }
 
-TEST_F(ADeletedFile, LeavesTheTimerArmed)
+TEST_F(DlFicheroEsclavo, LeavesTheTimerArmed)
 {
     remove("/tmp/a");
     EXPECT_GT(timerLeft(), std::chrono::seconds(0));
     EXPECT_LE(timerLeft(), std::chrono::milliseconds(ampleTimeout));
 }
 
-TEST_F(ADeletedFile, ArmsNoTimerForATimeoutOf65536)
+TEST_F(DlFicheroEsclavo, TimeoutOf65536ArmsNoTimer)
 {
     remove("/tmp/a", 65'536);
     EXPECT_EQ(log.linesWithoutNumbers(), failure("DlFicheroEsclavo : ruta_archivo : /tmp/a", 0));
     EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
 }
 
-TEST_F(ADeletedFile, ArmsTheTimerWithTheLow16BitsOfItsTimeout)
+TEST_F(DlFicheroEsclavo, ArmsTheTimerWithTheLow16BitsOfItsTimeout)
 {
     remove("/tmp/a", 70'000);
     EXPECT_EQ(log.lines().at(1), armed(4464));
@@ -68,7 +61,7 @@ TEST_F(ADeletedFile, ArmsTheTimerWithTheLow16BitsOfItsTimeout)
     EXPECT_LE(timerLeft(), std::chrono::milliseconds(4464));
 }
 
-TEST_F(ADeletedFile, OfAnyPathEndsTheSame)
+TEST_F(DlFicheroEsclavo, AnyPathEndsInATransportFault)
 {
     for (const std::string path : {"", "relativo/a", "/tmp/a b&<c>",
                                    "/tmp/se\xC3\xB1"
@@ -80,7 +73,7 @@ TEST_F(ADeletedFile, OfAnyPathEndsTheSame)
     EXPECT_TRUE(slave.requests().empty());
 }
 
-TEST_F(ADeletedFile, WhosePathIsNotUtf8EndsWithTheFaultOfThat)
+TEST_F(DlFicheroEsclavo, PathThatIsNotUtf8HasAnotherFault)
 {
     const std::string path = "/tmp/se\xF1"
                              "al";
@@ -90,14 +83,14 @@ TEST_F(ADeletedFile, WhosePathIsNotUtf8EndsWithTheFaultOfThat)
     EXPECT_TRUE(slave.requests().empty());
 }
 
-TEST_F(ADeletedFile, ReplacesTheFormerFault)
+TEST_F(DlFicheroEsclavo, ReplacesTheFormerFault)
 {
     client.setFault(7);
     remove("/tmp/a");
     EXPECT_EQ(client.getFault(), XMLRPC_INTERNAL_ERROR);
 }
 
-TEST_F(ADeletedFile, OfAClientThatIsNotReadyTouchesNoTimer)
+TEST_F(DlFicheroEsclavo, ClientThatIsNotReadyTouchesNoTimer)
 {
     client.cleanup();
     remove("/tmp/a");
@@ -107,7 +100,7 @@ TEST_F(ADeletedFile, OfAClientThatIsNotReadyTouchesNoTimer)
     EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
 }
 
-TEST_F(ADeletedFile, LeavesTheClientWorking)
+TEST_F(DlFicheroEsclavo, LeavesTheClientWorking)
 {
     remove("/tmp/a");
     answerWith({xml::i4(0)});
@@ -116,7 +109,7 @@ TEST_F(ADeletedFile, LeavesTheClientWorking)
     EXPECT_EQ(slave.requests().size(), 1U);
 }
 
-class AFetchedFile : public FamilyTest {
+class RdFicheroEsclavo : public FamilyTest {
 protected:
     void fetch(const std::string& path, int borrar = 0)
     {
@@ -141,83 +134,35 @@ protected:
     std::vector<char> contenido = preset;
 };
 
-TEST_F(AFetchedFile, SendsTheseBytes)
-{
-    fetchAnswered({xml::i4(0)});
-    EXPECT_EQ(slave.bodies().at(0), requestBody("RecibirArchivo", {"<string>/tmp/a</string>", "<i4>1</i4>"}));
-}
-
-TEST_F(AFetchedFile, OfAStatusAloneLeavesTheContentAlone)
-{
-    fetchAnswered({xml::i4(0)});
-    EXPECT_EQ(contenido, preset);
-    EXPECT_EQ(client.getFault(), 0);
-}
-
-TEST_F(AFetchedFile, OfMoreThan65535BytesArrivesWhole)
+TEST_F(RdFicheroEsclavo, MoreThan65535BytesArriveWhole)
 {
     for (const std::size_t size : {65'535U, 65'536U, 70'000U, 100'000U})
         expectWhole(bytes(size));
 }
 
-TEST_F(AFetchedFile, OfTheLargestSizeThatTheReplyMayHaveArrivesWhole)
+TEST_F(RdFicheroEsclavo, LargestFileArrivesWhole)
 {
     expectWhole(bytes(780'000));
 }
 
-TEST_F(AFetchedFile, KeepsEveryByteValue)
+TEST_F(RdFicheroEsclavo, KeepsEveryByteValue)
 {
     expectWhole(everyByteValue());
 }
 
-TEST_F(AFetchedFile, OfNoBytesEmptiesTheContent)
+TEST_F(RdFicheroEsclavo, EmptyFileEmptiesTheContent)
 {
     expectWhole("");
 }
 
-TEST_F(AFetchedFile, ReplacesLongerAndShorterContents)
+TEST_F(RdFicheroEsclavo, ReplacesLongerAndShorterContents)
 {
     expectWhole(bytes(5'000));
     expectWhole(bytes(3));
     expectWhole(bytes(6'000));
 }
 
-TEST_F(AFetchedFile, WithAnErrorStatusIsDeliveredAllTheSame)
-{
-    fetchAnswered({xml::i4(2), xml::base64("medio")});
-    expectSameBytes(contenido, "medio");
-    EXPECT_EQ(client.getFault(), 2);
-}
-
-TEST_F(AFetchedFile, WhoseSecondElementIsNoBlockEmptiesTheContent)
-{
-    fetchAnswered({xml::i4(2), xml::text("medio")});
-    EXPECT_TRUE(contenido.empty());
-    EXPECT_EQ(client.getFault(), XMLRPC_TYPE_ERROR);
-}
-
-TEST_F(AFetchedFile, OfAnEmptyReplyEmptiesTheContent)
-{
-    fetchAnswered({});
-    EXPECT_TRUE(contenido.empty());
-    EXPECT_EQ(client.getFault(), XMLRPC_INDEX_ERROR);
-}
-
-TEST_F(AFetchedFile, OfAReplyThatIsNoArrayLeavesTheContentAlone)
-{
-    slave.play({reply(xml::base64("medio"))});
-    fetch("/tmp/a");
-    EXPECT_EQ(contenido, preset);
-    EXPECT_EQ(client.getFault(), XMLRPC_TYPE_ERROR);
-}
-
-TEST_F(AFetchedFile, LogsItsPathOneBlankAndItsFlag)
-{
-    fetchAnswered({xml::i4(0)});
-    EXPECT_EQ(log.lines(), replied("RdFicheroEsclavo : ruta_archivo : /tmp/a borrar_archivo: 1"));
-}
-
-TEST_F(AFetchedFile, SendsAnyFlagAsItIs)
+TEST_F(RdFicheroEsclavo, AnyFlagIsSentAsItIs)
 {
     answerWith({xml::i4(0)});
     for (const int borrar : {INT_MIN, -1, 0, 2, INT_MAX}) {
@@ -228,7 +173,7 @@ TEST_F(AFetchedFile, SendsAnyFlagAsItIs)
     }
 }
 
-TEST_F(AFetchedFile, SendsAnyPathAsItIs)
+TEST_F(RdFicheroEsclavo, AnyPathIsSentAsItIs)
 {
     answerWith({xml::i4(0)});
     for (const std::string path : {"", "relativo/../a", "/tmp/a b&<c>\"'",
@@ -239,14 +184,14 @@ TEST_F(AFetchedFile, SendsAnyPathAsItIs)
     }
 }
 
-TEST_F(AFetchedFile, SendsItsPathUpToTheFirstNul)
+TEST_F(RdFicheroEsclavo, PathIsSentUpToTheFirstNul)
 {
     answerWith({xml::i4(0)});
     fetch(std::string("/tmp/a\0b", 8));
     EXPECT_EQ(slave.calls().at(0).parameters[0], "string /tmp/a");
 }
 
-TEST_F(AFetchedFile, WhosePathIsNotUtf8IsNotAskedFor)
+TEST_F(RdFicheroEsclavo, PathThatIsNotUtf8IsNotAskedFor)
 {
     answerWith({xml::i4(0)});
     fetch("/tmp/se\xF1"

@@ -9,7 +9,7 @@ namespace {
 
 INSTANTIATE_TEST_SUITE_P(Scanning, RemoteOperation, family("scanning"), ::testing::PrintToStringParamName());
 
-class AScan : public FamilyTest {
+class Scan : public FamilyTest {
 protected:
     int status = 99;
     std::string report = "preset";
@@ -27,33 +27,7 @@ protected:
     }
 };
 
-TEST_F(AScan, SendsTheseBytesToStart)
-{
-    init(65, 0);
-    EXPECT_EQ(slave.bodies().at(0), requestBody("InitInputScan", {"<i4>1</i4>", "<i4>2</i4>", "<i4>65</i4>"}));
-}
-
-TEST_F(AScan, SendsTheseBytesForItsStatus)
-{
-    answerWith({xml::i4(0)});
-    client.statusInputScan(1, 4, status, ampleTimeout);
-    EXPECT_EQ(slave.bodies().at(0), requestBody("StatusInputScan", {"<i4>1</i4>", "<i4>4</i4>"}));
-}
-
-TEST_F(AScan, SendsTheseBytesForItsReport)
-{
-    askReport({xml::i4(0), xml::text("texto")});
-    EXPECT_EQ(slave.bodies().at(0), requestBody("getScanReport", {"<i4>1</i4>", "<i4>4</i4>"}));
-}
-
-TEST_F(AScan, SendsTheseBytesToStop)
-{
-    answerWith({xml::i4(0)});
-    client.cancelInputScan(1, ampleTimeout);
-    EXPECT_EQ(slave.bodies().at(0), requestBody("CancelInputScan", {"<i4>1</i4>"}));
-}
-
-TEST_F(AScan, LogsItsBandAsOneRawCharacter)
+TEST_F(Scan, BandIsLoggedAsOneRawCharacter)
 {
     for (const int banda : {1, 2, 10, 65, 127, 128, 200, 255}) {
         init(static_cast<unsigned char>(banda), 0);
@@ -62,7 +36,7 @@ TEST_F(AScan, LogsItsBandAsOneRawCharacter)
     }
 }
 
-TEST_F(AScan, SendsItsBandWithoutSign)
+TEST_F(Scan, BandIsSentUnsigned)
 {
     for (const int banda : {0, 2, 127, 128, 255}) {
         init(static_cast<unsigned char>(banda), 0);
@@ -71,31 +45,14 @@ TEST_F(AScan, SendsItsBandWithoutSign)
     }
 }
 
-TEST_F(AScan, OfBand0EndsItsLinesAtTheBand)
+TEST_F(Scan, LogLineEndsAtBandZero)
 {
     init(0, -2);
     const std::string line = "initInputScan : Entrada: 1 tipoScan: 2 bandaScan: ";
     EXPECT_EQ(log.linesWithoutNumbers(), replied(line, {refusedLine(line, -2), place()}));
 }
 
-TEST_F(AScan, HandsOutItsIdentifierWithoutAnErrorLine)
-{
-    init(2, 7);
-    EXPECT_EQ(status, 7);
-    EXPECT_EQ(client.getFault(), 0);
-    EXPECT_EQ(log.lines().size(), 3U);
-}
-
-TEST_F(AScan, ThatIsAnsweredWith1IsAnErrorOnlyWhenCancelled)
-{
-    answerWith({xml::i4(1)});
-    client.statusInputScan(1, 4, status, ampleTimeout);
-    EXPECT_EQ(client.getFault(), 0);
-    client.cancelInputScan(1, ampleTimeout);
-    EXPECT_EQ(client.getFault(), 1);
-}
-
-TEST_F(AScan, WithAnEmptyReportIsReportedAsTheEmptyText)
+TEST_F(Scan, EmptyReportIsDelivered)
 {
     askReport({xml::i4(0), xml::text("")});
     EXPECT_EQ(status, 0);
@@ -104,29 +61,21 @@ TEST_F(AScan, WithAnEmptyReportIsReportedAsTheEmptyText)
     EXPECT_EQ(log.lines().size(), 3U);
 }
 
-TEST_F(AScan, ThatFailedStillDeliversTheTextOfItsReport)
-{
-    askReport({xml::i4(-1), xml::text("entrada sin señal")});
-    EXPECT_EQ(status, -1);
-    EXPECT_EQ(report, "entrada sin señal");
-    EXPECT_EQ(client.getFault(), -1);
-}
-
-TEST_F(AScan, DeliversItsReportWithLinesAndMarkup)
+TEST_F(Scan, ReportKeepsLinesAndMarkup)
 {
     const std::string text = "<canal id=\"1\">\n\tRTVE & Telefónica \xE2\x82\xAC\n</canal>\n";
     askReport({xml::i4(0), xml::text(text)});
     EXPECT_EQ(report, text);
 }
 
-TEST_F(AScan, DeliversEveryLineBreakOfItsReportAsALineFeed)
+TEST_F(Scan, LineBreaksOfAReportArriveAsLineFeeds)
 {
     // xmlrpc-c keeps its texts that way.
     askReport({xml::i4(0), xml::text("uno\r\ndos\rtres\n")});
     EXPECT_EQ(report, "uno\ndos\ntres\n");
 }
 
-TEST_F(AScan, DeliversALongReportWhole)
+TEST_F(Scan, LongReportArrivesWhole)
 {
     std::string text;
     while (text.size() < 1'000'000)
@@ -136,45 +85,14 @@ TEST_F(AScan, DeliversALongReportWhole)
     EXPECT_TRUE(report == text) << report.size() << " of " << text.size() << " bytes";
 }
 
-TEST_F(AScan, ReplacesALongerReport)
+TEST_F(Scan, ShortReportReplacesALongerOne)
 {
     report.assign(10'000, 'x');
     askReport({xml::i4(0), xml::text("corto")});
     EXPECT_EQ(report, "corto");
 }
 
-TEST_F(AScan, WithoutAReportRaisesWithItsTimerStoppedAndNoErrorLine)
-{
-    client.setFault(5);
-    EXPECT_THROW(askReport({xml::i4(4)}), std::logic_error);
-    EXPECT_EQ(report, "preset");
-    EXPECT_EQ(client.getFault(), 0);
-    EXPECT_EQ(log.lines(), replied("getScanReport : Entrada: 1 idScan: 4\n"));
-    EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
-}
-
-TEST_F(AScan, WhoseReportIsNoTextHasItsStatusWrittenBeforeItRaises)
-{
-    EXPECT_THROW(askReport({xml::i4(4), xml::nil()}), std::logic_error);
-    EXPECT_EQ(status, 4);
-    EXPECT_EQ(report, "preset");
-}
-
-TEST_F(AScan, WithoutAReportKeepsTheReply)
-{
-    EXPECT_THROW(askReport({xml::i4(4)}), std::logic_error);
-    EXPECT_EQ(spy.resultsReleased, 0);
-}
-
-TEST_F(AScan, WithAReportReleasesTheReplyWhateverTheStatus)
-{
-    for (const int answer : {0, 3, -3}) {
-        askReport({xml::i4(answer), xml::text("texto")});
-        EXPECT_EQ(spy.resultsReleased, 1);
-    }
-}
-
-TEST_F(AScan, SendsTheSmallestAndTheLargestIntegers)
+TEST_F(Scan, SendsTheSmallestAndTheLargestIntegers)
 {
     answerWith({xml::i4(0)});
     client.statusInputScan(INT_MIN, INT_MAX, status, ampleTimeout);

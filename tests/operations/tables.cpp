@@ -101,7 +101,7 @@ struct Writer {
     friend std::ostream& operator<<(std::ostream& out, const Writer& writer) { return out << writer.name; }
 };
 
-class AWrittenBlock : public FamilyTest, public ::testing::WithParamInterface<Writer> {
+class WrittenBlock : public FamilyTest, public ::testing::WithParamInterface<Writer> {
 protected:
     const Writer& writer = GetParam();
 
@@ -151,95 +151,81 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(, AWrittenBlock,
+INSTANTIATE_TEST_SUITE_P(, WrittenBlock,
                          ::testing::Values(Writer{"wrFicheroTablasSI", "wrFicheroTablasSI", "tipo_fichero",
                                                   &nelka::XmlrpcClient::wrFicheroTablasSI},
                                            Writer{"configureSAPServer", "configureSAP", "SAPMode",
                                                   &nelka::XmlrpcClient::configureSAPServer}),
                          ::testing::PrintToStringParamName());
 
-TEST_P(AWrittenBlock, SendsTheseBytes)
-{
-    write("bloque");
-    EXPECT_EQ(slave.bodies().at(0),
-              requestBody(writer.remote, {"<i4>1</i4>", "<i4>2</i4>", "<base64>\r\nYmxvcXVl\r\n</base64>"}));
-}
-
-TEST_P(AWrittenBlock, OfNoBytesSendsAnEmptyValue)
+TEST_P(WrittenBlock, EmptyBlockIsSentAsAnEmptyValue)
 {
     write("");
     EXPECT_EQ(slave.bodies().at(0),
               requestBody(writer.remote, {"<i4>1</i4>", "<i4>2</i4>", "<base64>\r\n\r\n</base64>"}));
 }
 
-TEST_P(AWrittenBlock, OfNoBytesEndsItsDebugLineWithThe0)
+TEST_P(WrittenBlock, EmptyBlockIsLoggedWithSize0)
 {
     write("");
     EXPECT_EQ(log.lines(), replied(message(1, 0)));
 }
 
-TEST_P(AWrittenBlock, LogsItsFirstIntegerAndItsSizeAndNotItsSecondInteger)
+TEST_P(WrittenBlock, LogsItsFirstIntegerAndSizeOnly)
 {
     write(bytes(70'000), -3, 44'444);
     EXPECT_EQ(log.lines(), replied(message(-3, 70'000)));
 }
 
-TEST_P(AWrittenBlock, SendsTheSmallestAndTheLargestIntegers)
+TEST_P(WrittenBlock, SendsTheSmallestAndTheLargestIntegers)
 {
     write("", INT_MIN, INT_MAX);
     EXPECT_EQ(slave.calls().at(0).parameters, (std::vector<std::string>{"i4 -2147483648", "i4 2147483647", "base64 "}));
 }
 
-TEST_P(AWrittenBlock, SendsEveryByteValue)
+TEST_P(WrittenBlock, SendsEveryByteValue)
 {
     expectSent(everyByteValue());
 }
 
-TEST_P(AWrittenBlock, OfAnySizeArrivesWhole)
+TEST_P(WrittenBlock, AnySizeArrivesWhole)
 {
     for (const std::size_t size : {1U, 2U, 3U, 57U, 58U, 65'535U, 65'536U, 700'000U})
         expectSent(bytes(size));
 }
 
-TEST_P(AWrittenBlock, TakesTheStatusOfALongerReply)
-{
-    answerWith({xml::i4(0), xml::text("x"), xml::i4(5)});
-    write("bloque");
-    EXPECT_EQ(client.getFault(), 0);
-}
-
-TEST_P(AWrittenBlock, CopiesItselfBeforeTheTimerIsArmedAndReleasesTheCopyAfterTheCall)
+TEST_P(WrittenBlock, IsCopiedBeforeTheTimerIsArmedAndReleasedAfterTheCall)
 {
     EXPECT_EQ(courseOf(bytes(4'321), replyArray({xml::i4(0)})), "LNLCRDL");
 }
 
-TEST_P(AWrittenBlock, OfNoBytesCopiesItselfToo)
+TEST_P(WrittenBlock, EmptyBlockIsCopiedToo)
 {
     EXPECT_EQ(courseOf("", replyArray({xml::i4(0)})), "LNLCRDL");
 }
 
-TEST_P(AWrittenBlock, ReleasesItsCopyBeforeARefusalIsLogged)
+TEST_P(WrittenBlock, CopyIsReleasedBeforeARefusalIsLogged)
 {
     EXPECT_EQ(courseOf(bytes(4'321), replyArray({xml::i4(3)})), "LNLCRDLLL");
 }
 
-TEST_P(AWrittenBlock, ReleasesItsCopyBeforeAWrongReplyIsLogged)
+TEST_P(WrittenBlock, CopyIsReleasedBeforeAWrongReplyIsLogged)
 {
     EXPECT_EQ(courseOf(bytes(4'321), replyArray({xml::text("x")})), "LNLCRDLLL");
 }
 
-TEST_P(AWrittenBlock, ReleasesItsCopyBeforeATransportFaultIsLogged)
+TEST_P(WrittenBlock, CopyIsReleasedBeforeATransportFaultIsLogged)
 {
     EXPECT_EQ(courseOf(bytes(4'321), resetAfterRequest()), "LNLCRDLL");
 }
 
-TEST_P(AWrittenBlock, ReleasesItsCopyBeforeATimeoutIsLogged)
+TEST_P(WrittenBlock, CopyIsReleasedBeforeATimeoutIsLogged)
 {
     // The first line after the call is the signal's.
     EXPECT_EQ(courseOf(bytes(4'321), silence(), 100), "LNLCRLDL");
 }
 
-TEST_P(AWrittenBlock, ThatCannotBeCopiedTouchesNeitherTheFaultStateNorTheTimer)
+TEST_P(WrittenBlock, FailedCopyTouchesNeitherFaultStateNorTimer)
 {
     client.setFault(5);
     Course::refuse = true;
@@ -252,7 +238,7 @@ TEST_P(AWrittenBlock, ThatCannotBeCopiedTouchesNeitherTheFaultStateNorTheTimer)
     EXPECT_TRUE(slave.requests().empty());
 }
 
-struct AReadBlock : FamilyTest {
+struct ReadBlock : FamilyTest {
     const std::vector<char> preset = block("preset");
     std::vector<char> bloque = preset;
 
@@ -268,34 +254,15 @@ struct AReadBlock : FamilyTest {
         client.rdFicheroResumen(1, 2, bloque, ampleTimeout);
     }
 
-    static Lines tableLines(std::size_t longitud)
-    {
-        return replied(operation("rdFicheroTablasSI").message(ampleTimeout),
-                       {debug("longitud " + std::to_string(longitud))});
-    }
-
     /// Of blocks, by size, how many bytes are delivered.
     static inline const std::vector<std::pair<std::size_t, std::size_t>> deliveries{
         {0, 0}, {1, 1}, {65'535, 65'535}, {65'536, 0}, {65'537, 1}, {70'000, 4'464}, {131'072, 0}, {700'000, 44'640}};
 };
 
-TEST_F(AReadBlock, OfATableIsAskedForWithTheseBytes)
-{
-    readTable({xml::i4(0)});
-    EXPECT_EQ(slave.bodies().at(0),
-              requestBody("RdFicheroTablasSI", {"<i4>1</i4>", "<i4>2</i4>", "<i4>3</i4>", "<i4>4</i4>", "<i4>5</i4>"}));
-}
-
-TEST_F(AReadBlock, OfASummaryIsAskedForWithTheseBytes)
-{
-    readSummary({xml::i4(0)});
-    EXPECT_EQ(slave.bodies().at(0), requestBody("RdFicheroResumen", {"<i4>1</i4>", "<i4>2</i4>"}));
-}
-
-TEST_F(AReadBlock, HasTheLow16BitsOfItsSize)
+TEST_F(ReadBlock, HasTheLow16BitsOfItsSize)
 {
     for (const auto& [size, delivered] : deliveries)
-        for (const auto read : {&AReadBlock::readTable, &AReadBlock::readSummary}) {
+        for (const auto read : {&ReadBlock::readTable, &ReadBlock::readSummary}) {
             const std::string content = bytes(size);
             bloque = preset;
             (this->*read)({xml::i4(0), xml::base64(content)});
@@ -304,21 +271,16 @@ TEST_F(AReadBlock, HasTheLow16BitsOfItsSize)
         }
 }
 
-TEST_F(AReadBlock, OfATableLogsTheSizeThatIsDelivered)
+TEST_F(ReadBlock, TableLogsTheDeliveredSize)
 {
     for (const auto& [size, delivered] : deliveries) {
         readTable({xml::i4(0), xml::base64(bytes(size))});
-        EXPECT_EQ(log.lines(), tableLines(delivered));
+        EXPECT_EQ(log.lines(), replied(operation("rdFicheroTablasSI").message(ampleTimeout),
+                                       {debug("longitud " + std::to_string(delivered))}));
     }
 }
 
-TEST_F(AReadBlock, OfASummaryLogsNoSize)
-{
-    readSummary({xml::i4(0), xml::base64("bloque")});
-    EXPECT_EQ(log.lines(), replied(operation("rdFicheroResumen").message(ampleTimeout)));
-}
-
-TEST_F(AReadBlock, KeepsEveryByteValue)
+TEST_F(ReadBlock, KeepsEveryByteValue)
 {
     readTable({xml::i4(0), xml::base64(everyByteValue())});
     expectSameBytes(bloque, everyByteValue());
@@ -327,7 +289,7 @@ TEST_F(AReadBlock, KeepsEveryByteValue)
     expectSameBytes(bloque, everyByteValue());
 }
 
-TEST_F(AReadBlock, ReplacesLongerAndShorterContents)
+TEST_F(ReadBlock, ReplacesLongerAndShorterContents)
 {
     for (const std::size_t size : {5'000U, 3U, 6'000U}) {
         readTable({xml::i4(0), xml::base64(bytes(size))});
@@ -335,46 +297,7 @@ TEST_F(AReadBlock, ReplacesLongerAndShorterContents)
     }
 }
 
-TEST_F(AReadBlock, OfAStatusAloneStaysAsItWas)
-{
-    readTable({xml::i4(0)});
-    readSummary({xml::i4(0)});
-    EXPECT_EQ(bloque, preset);
-    EXPECT_EQ(client.getFault(), 0);
-}
-
-TEST_F(AReadBlock, OfATableLogsNoSizeForAStatusAlone)
-{
-    readTable({xml::i4(3)});
-    const std::string message = operation("rdFicheroTablasSI").message(ampleTimeout);
-    EXPECT_EQ(log.linesWithoutNumbers(), replied(message, {refusedLine(message, 3), place()}));
-}
-
-TEST_F(AReadBlock, WithAnErrorStatusIsDeliveredAllTheSame)
-{
-    readTable({xml::i4(3), xml::base64("bloque")});
-    expectSameBytes(bloque, "bloque");
-    EXPECT_EQ(client.getFault(), 3);
-}
-
-TEST_F(AReadBlock, OfATableThatIsNoBlockIsEmptiedAndLoggedWith0BeforeTheFault)
-{
-    readTable({xml::i4(0), xml::text("bloque")});
-    EXPECT_TRUE(bloque.empty());
-    EXPECT_EQ(client.getFault(), XMLRPC_TYPE_ERROR);
-    Lines lines = tableLines(0);
-    lines.insert(lines.end(), {faultLine(operation("rdFicheroTablasSI").message(ampleTimeout)), place()});
-    EXPECT_EQ(log.linesWithoutNumbers(), lines);
-}
-
-TEST_F(AReadBlock, OfASummaryThatIsNoBlockIsEmptied)
-{
-    readSummary({xml::i4(0), xml::nil()});
-    EXPECT_TRUE(bloque.empty());
-    EXPECT_EQ(client.getFault(), XMLRPC_TYPE_ERROR);
-}
-
-TEST_F(AReadBlock, OfATableLogsItsTimeoutInFullAndArmsItsLow16Bits)
+TEST_F(ReadBlock, TableLogsItsWholeTimeoutAndArmsItsLow16Bits)
 {
     answerWith({xml::i4(0)});
     client.rdFicheroTablasSI(1, 2, 3, 4, 5, bloque, 70'000);
@@ -383,7 +306,7 @@ TEST_F(AReadBlock, OfATableLogsItsTimeoutInFullAndArmsItsLow16Bits)
                                   armed(4464), disarmed()}));
 }
 
-TEST_F(AReadBlock, SendsAndLogsTheSmallestAndTheLargestIntegers)
+TEST_F(ReadBlock, SendsAndLogsTheSmallestAndTheLargestIntegers)
 {
     answerWith({xml::i4(0)});
     client.rdFicheroTablasSI(INT_MIN, INT_MAX, -1, 0, 1, bloque, ampleTimeout);

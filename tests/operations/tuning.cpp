@@ -7,23 +7,9 @@ using namespace support;
 
 namespace {
 
-nelka::tcanal sampleCanal()
-{
-    nelka::tcanal canal;
-    canal.frecuencia = 474'000'000;
-    canal.frecuenciaIntermedia = 1'500'000;
-    canal.parametroSat = -22'000;
-    canal.parametroTerr = 8;
-    canal.parametroSat2 = 12;
-    canal.parametroComun = 14;
-    canal.parametroSat3 = 13;
-    canal.parametroSat4 = 15;
-    return canal;
-}
-
 INSTANTIATE_TEST_SUITE_P(Tuning, RemoteOperation, family("tuning"), ::testing::PrintToStringParamName());
 
-class ATunedChannel : public FamilyTest {
+class TunedChannel : public FamilyTest {
 protected:
     void SetUp() override
     {
@@ -47,24 +33,7 @@ protected:
     int status = 99;
 };
 
-TEST_F(ATunedChannel, OfTerrestrialKindSendsTheseBytes)
-{
-    tuneTerr(sampleCanal(), -3, true);
-    EXPECT_EQ(slave.bodies().at(0),
-              requestBody("SintonizarCanalTerr",
-                          {"<i4>474000000</i4>", "<i4>8</i4>", "<i4>-3</i4>", "<i4>14</i4>", "<boolean>1</boolean>"}));
-}
-
-TEST_F(ATunedChannel, OfSatelliteKindSendsTheseBytes)
-{
-    tuneSat(sampleCanal(), -3, true, 40);
-    EXPECT_EQ(slave.bodies().at(0),
-              requestBody("SintonizarCanalSat",
-                          {"<i4>1500000</i4>", "<i4>-22000</i4>", "<i4>-3</i4>", "<i4>14</i4>", "<i4>12</i4>",
-                           "<i4>13</i4>", "<i4>15</i4>", "<i4>40</i4>", "<boolean>1</boolean>"}));
-}
-
-TEST_F(ATunedChannel, SendsAFrequencyAboveTheIntegersAsTheIntegerOfItsBits)
+TEST_F(TunedChannel, FrequencyAboveTheIntegersIsSentAsTheIntegerOfItsBits)
 {
     const std::vector<std::pair<std::uint32_t, std::string>> cases{
         {2'147'483'647, "i4 2147483647"}, {2'147'483'648, "i4 -2147483648"}, {4'294'967'295, "i4 -1"}};
@@ -78,15 +47,7 @@ TEST_F(ATunedChannel, SendsAFrequencyAboveTheIntegersAsTheIntegerOfItsBits)
     }
 }
 
-TEST_F(ATunedChannel, OfTerrestrialKindLogsItsFrequencyUnsigned)
-{
-    nelka::tcanal canal;
-    canal.frecuencia = 4'294'967'295;
-    tuneTerr(canal);
-    EXPECT_EQ(log.lines()[0], debug("sintonizarCanalTerr : frecuencia: 4294967295\n"));
-}
-
-TEST_F(ATunedChannel, OfSatelliteKindLogsBothFrequenciesUnsigned)
+TEST_F(TunedChannel, SatelliteLogsBothFrequenciesUnsigned)
 {
     nelka::tcanal canal;
     canal.frecuencia = 4'294'967'295;
@@ -95,32 +56,7 @@ TEST_F(ATunedChannel, OfSatelliteKindLogsBothFrequenciesUnsigned)
     EXPECT_EQ(log.lines()[0], debug("sintonizarCanalSat : frecuencia: 4294967295 frecuencia intermedia: 4294967294\n"));
 }
 
-TEST_F(ATunedChannel, OfTerrestrialKindDependsOnItsOwnMembersOnly)
-{
-    nelka::tcanal canal;
-    canal.frecuencia = 474'000'000;
-    canal.parametroTerr = 8;
-    canal.parametroComun = 14;
-    tuneTerr(canal, -3, true);
-    tuneTerr(sampleCanal(), -3, true);
-    const std::vector<std::string> bodies = slave.bodies();
-    ASSERT_EQ(bodies.size(), 2U);
-    EXPECT_EQ(bodies[0], bodies[1]);
-}
-
-TEST_F(ATunedChannel, OfSatelliteKindSendsNeitherItsFrequencyNorTheTerrestrialMember)
-{
-    nelka::tcanal canal = sampleCanal();
-    canal.frecuencia = 0;
-    canal.parametroTerr = 0;
-    tuneSat(canal);
-    tuneSat(sampleCanal());
-    const std::vector<std::string> bodies = slave.bodies();
-    ASSERT_EQ(bodies.size(), 2U);
-    EXPECT_EQ(bodies[0], bodies[1]);
-}
-
-TEST_F(ATunedChannel, OfSatelliteKindWithoutAFrequencyIsLoggedWithTheDigit0)
+TEST_F(TunedChannel, SatelliteWithoutFrequencyLogs0)
 {
     nelka::tcanal canal;
     canal.frecuenciaIntermedia = 1'500'000;
@@ -129,7 +65,7 @@ TEST_F(ATunedChannel, OfSatelliteKindWithoutAFrequencyIsLoggedWithTheDigit0)
     EXPECT_EQ(log.lines()[0], debug("sintonizarCanalSat : frecuencia: 0 frecuencia intermedia: 1500000\n"));
 }
 
-TEST_F(ATunedChannel, SendsItsShortMembersWithoutSign)
+TEST_F(TunedChannel, ShortMembersAreSentUnsigned)
 {
     nelka::tcanal canal;
     canal.parametroTerr = canal.parametroComun = 65'535;
@@ -142,7 +78,7 @@ TEST_F(ATunedChannel, SendsItsShortMembersWithoutSign)
               (std::vector<std::string>{"i4 0", "i4 0", "i4 0", wide, wide, wide, wide, "i4 0", "boolean 0"}));
 }
 
-TEST_F(ATunedChannel, SendsTheSmallestAndTheLargestIntegers)
+TEST_F(TunedChannel, SendsTheSmallestAndTheLargestIntegers)
 {
     nelka::tcanal canal;
     canal.parametroSat = INT_MIN;
@@ -154,39 +90,24 @@ TEST_F(ATunedChannel, SendsTheSmallestAndTheLargestIntegers)
     EXPECT_EQ(arrived()[7], "i4 -2147483648");
 }
 
-TEST_F(ATunedChannel, SendsTheIndicatorAsABooleanInTheLastPlace)
+TEST_F(TunedChannel, IndicatorIsSentAsTheLastBoolean)
 {
     for (const bool indicador : {false, true}) {
         const std::string boolean = indicador ? "boolean 1" : "boolean 0";
-        tuneTerr(sampleCanal(), 0, indicador);
+        tuneTerr({}, 0, indicador);
         EXPECT_EQ(arrived().back(), boolean);
-        tuneSat(sampleCanal(), 0, indicador);
+        tuneSat({}, 0, indicador);
         EXPECT_EQ(arrived().back(), boolean);
     }
 }
 
-TEST_F(ATunedChannel, OfDefaultMembersSendsZeros)
+TEST_F(TunedChannel, DefaultMembersAreSentAsZeros)
 {
     const std::string zero = "i4 0";
     tuneTerr({});
     EXPECT_EQ(arrived(), (std::vector<std::string>{zero, zero, zero, zero, "boolean 0"}));
     tuneSat({});
     EXPECT_EQ(arrived(), (std::vector<std::string>{zero, zero, zero, zero, zero, zero, zero, zero, "boolean 0"}));
-}
-
-TEST_F(ATunedChannel, DoesNotTakeTheExtraParameterForATimeout)
-{
-    client.sintonizarCanalSat({}, 0, status, false, 1, ampleTimeout);
-    EXPECT_EQ(log.lines()[1], armed(ampleTimeout));
-    EXPECT_EQ(arrived()[7], "i4 1");
-}
-
-TEST_F(ATunedChannel, CarriesItsLineBreakIntoTheErrorLines)
-{
-    slave.play({replyArray({xml::i4(3)})});
-    tuneTerr(sampleCanal());
-    EXPECT_EQ(log.lines()[3], error("Error recibido desde el esclavo: mensaje : "
-                                    "sintonizarCanalTerr : frecuencia: 474000000\n, error : 3\n"));
 }
 
 } // namespace
