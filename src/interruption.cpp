@@ -129,12 +129,17 @@ auto handlerOf(int signal)
     return current.sa_handler;
 }
 
-/// Whether a SIGALRM gets here: by the handler that was set up, or by one of the application's that took its place and
-/// that of SIGINT, and calls it.
+/// Whether the signal gets here: by the handler that was set up, or by one of the application's that took its place and
+/// that of the other, and calls it.
+bool getsHere(int signal, int other)
+{
+    const auto current = handlerOf(signal);
+    return current != SIG_DFL && current != SIG_IGN && (current == handler || current == handlerOf(other));
+}
+
 bool alarmsGetHere()
 {
-    const auto current = handlerOf(SIGALRM);
-    return current != SIG_DFL && current != SIG_IGN && (current == handler || current == handlerOf(SIGINT));
+    return getsHere(SIGALRM, SIGINT);
 }
 
 // Records ------------------------------------------------------------------------------------------------------
@@ -413,6 +418,27 @@ BlockedSignals::BlockedSignals() : former()
     sigset_t signals = only(SIGALRM);
     sigaddset(&signals, SIGINT);
     pthread_sigmask(SIG_BLOCK, &signals, &former);
+}
+
+void HeldSignals::hold()
+{
+    sigemptyset(&held);
+    if (!handler)
+        return;
+    if (getsHere(SIGINT, SIGALRM))
+        sigaddset(&held, SIGINT);
+    if (alarmsGetHere())
+        sigaddset(&held, SIGALRM);
+    sigset_t former;
+    pthread_sigmask(SIG_BLOCK, &held, &former);
+    for (const int signal : {SIGINT, SIGALRM})
+        if (sigismember(&former, signal))
+            sigdelset(&held, signal);
+}
+
+void HeldSignals::letThrough()
+{
+    pthread_sigmask(SIG_UNBLOCK, &held, nullptr);
 }
 
 LibraryCode::LibraryCode()

@@ -19,6 +19,22 @@ private:
     sigset_t former;
 };
 
+/// Holds back from this thread the signals that come to interrupt() and that it lets through otherwise: a wait that is
+/// not the library's own would end with them. What the application handles itself goes on as it was.
+class HeldSignals {
+public:
+    HeldSignals() { hold(); }
+    ~HeldSignals() { letThrough(); }
+    HeldSignals(const HeldSignals&) = delete;
+    HeldSignals& operator=(const HeldSignals&) = delete;
+
+    void hold();
+    void letThrough();
+
+private:
+    sigset_t held;
+};
+
 /// For its life, a signal that lands in this thread is recorded, and its line written afterwards: what it interrupts
 /// may hold a lock that syslog() takes. Every entry into the library holds one; they nest.
 class LibraryCode {

@@ -1,6 +1,7 @@
 #include "xmlrpcserver.h"
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
@@ -9,6 +10,8 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <utility>
 
 #include <cxxabi.h>
 #include <fcntl.h>
@@ -67,10 +70,35 @@ struct Method {
 std::mutex methodsGuard;
 std::multimap<const xmlrpc_registry*, Method> methods;
 
+// What this thread holds back while it serves.
+thread_local HeldSignals* heldSignals = nullptr;
+
+// A handler of the application's runs, and starts programs, with the signal mask that Run() was called with.
+class ApplicationsMask {
+public:
+    ApplicationsMask() : held(std::exchange(heldSignals, nullptr))
+    {
+        if (held)
+            held->letThrough();
+    }
+    ~ApplicationsMask()
+    {
+        heldSignals = held;
+        if (held)
+            held->hold();
+    }
+    ApplicationsMask(const ApplicationsMask&) = delete;
+    ApplicationsMask& operator=(const ApplicationsMask&) = delete;
+
+private:
+    HeldSignals* const held;
+};
+
 // An exception that left a handler would unwind through xmlrpc-c, which leaves the connection open then.
 xmlrpc_value* callHandler(xmlrpc_env* env, xmlrpc_value* parameters, void* method, void* session)
 {
     const Method& called = *static_cast<const Method*>(method);
+    const ApplicationsMask mask;
     try {
         return called.handler(env, parameters, called.userData, session);
     } catch (const abi::__forced_unwind&) {
@@ -94,6 +122,69 @@ bool connectionFits()
         if (descriptor >= 0)
             close(descriptor);
     return third >= 0;
+}
+
+// The listening descriptors, by what xmlrpc-c keeps them in and does not show. One that could not be told is missing.
+std::mutex listenersGuard;
+std::map<const TChanSwitch*, int> listeners;
+
+// One server at a time begins to listen, so that what begins to listen meanwhile is its socket.
+std::mutex startsGuard;
+
+// What the next descriptor will be, unless another thread opens one first.
+int nextDescriptor()
+{
+    const int next = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (next >= 0)
+        close(next);
+    return next;
+}
+
+bool listensTo(int descriptor, const sockaddr_in& asked)
+{
+    int listens = 0;
+    socklen_t size = sizeof listens;
+    sockaddr_in bound = {};
+    socklen_t length = sizeof bound;
+    return getsockopt(descriptor, SOL_SOCKET, SO_ACCEPTCONN, &listens, &size) == 0 && listens != 0
+           && getsockname(descriptor, reinterpret_cast<sockaddr*>(&bound), &length) == 0
+           && bound.sin_family == asked.sin_family && bound.sin_addr.s_addr == asked.sin_addr.s_addr
+           && (asked.sin_port == 0 || bound.sin_port == asked.sin_port);
+}
+
+std::optional<int> listenerOf(const TChanSwitch* chanSwitch)
+{
+    const std::lock_guard<std::mutex> lock(listenersGuard);
+    const auto found = listeners.find(chanSwitch);
+    return found == listeners.end() ? std::nullopt : std::optional(found->second);
+}
+
+void rememberListener(const TChanSwitch* chanSwitch, int descriptor)
+{
+    const std::lock_guard<std::mutex> lock(listenersGuard);
+    listeners[chanSwitch] = descriptor;
+}
+
+void forgetListener(const TChanSwitch* chanSwitch)
+{
+    const std::lock_guard<std::mutex> lock(listenersGuard);
+    listeners.erase(chanSwitch);
+}
+
+// False when a signal came first.
+bool waitForConnection(int listener)
+{
+    pollfd waiting = {listener, POLLIN, 0};
+    return poll(&waiting, 1, -1) >= 0 || errno != EINTR;
+}
+
+// xmlrpc-c takes any signal for the end of a connection on which nothing has come yet, or of the request.
+void serveUndisturbed(TServer& server)
+{
+    HeldSignals held;
+    heldSignals = &held;
+    ServerRunOnce(&server);
+    heldSignals = nullptr;
 }
 
 std::atomic<bool> shortageLogged{false};
@@ -158,12 +249,14 @@ void XmlrpcServer::Start(std::string, unsigned int port)
 {
     const LibraryCode inside;
     closePort();
+    const std::lock_guard<std::mutex> lock(startsGuard);
 
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_ANY);
 
+    const int listener = nextDescriptor();
     const char* error = nullptr;
     ChanSwitchUnixCreate2(PF_INET, reinterpret_cast<const sockaddr*>(&address), sizeof address, &chanSwitch, &error);
     if (error) {
@@ -195,8 +288,12 @@ void XmlrpcServer::Start(std::string, unsigned int port)
     }
 
     logLine(LOG_INFO, "************* INICIAMOS EL SERVIDOR **************");
-    if (serverCreated)
+    if (serverCreated) {
+        const bool listened = listensTo(listener, address);
         ServerInit(&server);
+        if (!listened && listensTo(listener, address))
+            rememberListener(chanSwitch, listener);
+    }
     setupSignalHandlers();
 }
 
@@ -216,7 +313,11 @@ int XmlrpcServer::Run()
         return 0;
     }
     shortageLogged = false;
-    ServerRunOnce(&server);
+    const std::optional<int> listener = listenerOf(chanSwitch);
+    if (!listener)
+        ServerRunOnce(&server);
+    else if (waitForConnection(*listener))
+        serveUndisturbed(server);
     return 0;
 }
 
@@ -233,6 +334,7 @@ void XmlrpcServer::closePort()
     if (serverCreated)
         ServerFree(&server);
     serverCreated = false;
+    forgetListener(chanSwitch);
     if (chanSwitch)
         ChanSwitchDestroy(chanSwitch);
     chanSwitch = nullptr;

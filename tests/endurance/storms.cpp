@@ -294,7 +294,7 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Log, StormOverServer, ::testing::Values(Reader::quick, Reader::stalling),
                          ::testing::PrintToStringParamName());
 
-TEST_P(StormOverServer, LeavesNoRequestWaiting)
+TEST_P(StormOverServer, LeavesNoRequestUnanswered)
 {
     server.AddFunction("sample.add", add, nullptr);
     start();
@@ -316,7 +316,8 @@ TEST_P(StormOverServer, LeavesNoRequestWaiting)
     end.get();
     std::cout << tally.served << " served, " << tally.refused << " answered with 408, " << tally.closed
               << " closed unread, " << tally.silent << " silent\n";
-    EXPECT_GT(tally.served, 50 * tally.closed); // by the server's HTTP part, when a signal ends its wait
+    EXPECT_GT(tally.served, 0);
+    EXPECT_EQ(tally.closed, 0);
     EXPECT_EQ(tally.silent, 0);
 }
 

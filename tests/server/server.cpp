@@ -492,6 +492,24 @@ TEST_F(Server, ReturnsFromRunOnASignal)
     EXPECT_TRUE(server.listening());
 }
 
+// A program without a client may have one handler for both signals that a client's calls use.
+TEST_F(Server, ReturnsFromRunAmidARequestOnASignalOfTheApplication)
+{
+    for (const int signal : {SIGINT, SIGALRM})
+        std::signal(signal, ignoreSignal);
+    start();
+    const Peer slow(port);
+    slow.say("POST /RPC2 HTTP/1.1\r\nHost: 127");
+    const itimerval often = {{0, 5000}, {0, 5000}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    const Stopwatch watch;
+    EXPECT_EQ(server.Run(), 0);
+    const itimerval never = {};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    EXPECT_LT(watch.elapsed(), 1s); // 2 s without the signals
+    EXPECT_TRUE(slow.hear().starts_with("HTTP/1.1 408 "));
+}
+
 // Two descriptors are too few as well: a connection takes three.
 class ServerShortOfDescriptors : public Server, public ::testing::WithParamInterface<int> {
 protected:

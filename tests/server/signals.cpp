@@ -3,17 +3,22 @@
 #include <csignal>
 #include <ctime>
 #include <functional>
+#include <future>
+#include <set>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <gtest/gtest.h>
 #include <nelkanet/xmlrpclient.h>
 #include <nelkanet/xmlrpcserver.h>
 #include <poll.h>
 #include <pthread.h>
-#include <syslog.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include "support/checked.h"
+#include "support/child.h"
 #include "support/fixture.h"
 #include "support/interpose.h"
 #include "support/ports.h"
@@ -27,6 +32,9 @@ namespace {
 std::function<void()> duringMktime;
 thread_local bool insideMktime = false;
 int loggedInsideMktime = 0;
+
+std::function<void()> duringSocket;
+int latestSocket = -1;
 
 } // namespace
 
@@ -42,6 +50,15 @@ extern "C" __attribute__((visibility("default"))) time_t mktime(tm* time) noexce
     return result;
 }
 
+// How the server opens a descriptor, which others may do at the same time.
+extern "C" __attribute__((visibility("default"))) int socket(int domain, int type, int protocol) noexcept
+{
+    static const auto real = next<decltype(socket)>("socket");
+    if (const std::function<void()> action = std::exchange(duringSocket, nullptr))
+        action();
+    return latestSocket = real(domain, type, protocol);
+}
+
 namespace {
 
 xmlrpc_value* add(xmlrpc_env* env, xmlrpc_value*, void*, void*)
@@ -49,18 +66,26 @@ xmlrpc_value* add(xmlrpc_env* env, xmlrpc_value*, void*, void*)
     return xmlrpc_build_value(env, "(i)", 15);
 }
 
-class ServerSignals : public ::testing::TestWithParam<int> {
+xmlrpc_value* readMask(xmlrpc_env* env, xmlrpc_value*, void* seen, void*)
+{
+    *static_cast<std::set<int>*>(seen) = heldSignals();
+    return xmlrpc_build_value(env, "(i)", 15);
+}
+
+void ignore(int) {}
+
+class ServerSignals : public ::testing::Test {
 protected:
+    ScriptedSlave slave{{silence()}};
     LogRecorder log;
     nelka::XmlrpcServer server;
-    nelka::XmlrpcClient client{"127.0.0.1", 1, "eth1", "app", "1.0"};
+    nelka::XmlrpcClient client{"127.0.0.1", slave.port(), "eth1", "app", "1.0"};
 
     void SetUp() override
     {
         ASSERT_EQ(client.init(), 0);
-        server.AddFunction("sample.add", add, nullptr);
-        server.Start("", 0);
-        ASSERT_TRUE(server.listening());
+        serve("sample.add", add);
+        start();
         log.clear();
         loggedInsideMktime = 0;
         LogRecorder::duringLogCall = [] { loggedInsideMktime += insideMktime; };
@@ -70,81 +95,231 @@ protected:
     {
         LogRecorder::duringLogCall = nullptr;
         duringMktime = nullptr;
+        duringSocket = nullptr;
     }
 
-    // Serves a request of another process, and returns that one's fault.
-    int serve()
+    void serve(const char* method, nelka::XmlrpcServer::Handler handler, void* userData = nullptr)
     {
-        const unsigned short port = ownListeningPort();
-        Child child([port] {
-            nelka::XmlrpcClient caller("127.0.0.1", port, "eth1", "app", "1.0");
-            if (caller.init() != 0)
-                _exit(1);
-            std::fclose(stdout);
-            caller.sampleadd(ampleTimeout);
-            _exit(caller.getFault() == 0 ? 0 : 2);
-        });
+        server.AddFunction(method, handler, userData);
+    }
+
+    void start()
+    {
+        server.Start("", 0);
+        ASSERT_TRUE(server.listening());
+    }
+
+    static std::string request(const std::string& method)
+    {
+        const std::string body = xml::requestBody(method, {});
+        return "POST /RPC2 HTTP/1.1\r\nHost: x\r\nContent-Type: text/xml\r\nContent-Length: "
+               + std::to_string(body.size()) + "\r\n\r\n" + body;
+    }
+
+    static std::string statusLine(int peer)
+    {
+        std::string answer(1000, '\0');
+        const ssize_t size = read(peer, answer.data(), answer.size());
+        answer.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
+        close(peer);
+        return answer.substr(0, answer.find('\r'));
+    }
+
+    // Serves a request that waits already.
+    void exchange(const std::string& method, unsigned short port = ownListeningPort())
+    {
+        const int peer = connectedTo(port);
+        const std::string bytes = request(method);
+        EXPECT_EQ(write(peer, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
         server.Run();
-        return child.end(std::chrono::seconds(30));
+        EXPECT_EQ(statusLine(peer), "HTTP/1.1 200 OK");
+    }
+
+    // What is held back while the server has a request in hand.
+    std::set<int> heldWhileServing(const std::string& method = "sample.add", unsigned short port = ownListeningPort())
+    {
+        std::set<int> held = {SIGKILL};
+        duringMktime = [&held] { held = heldSignals(); };
+        exchange(method, port);
+        return held;
     }
 };
 
-TEST_P(ServerSignals, WhileItFormatsADateAreLoggedOnceItHasServed)
+class EachServerSignal : public ServerSignals, public ::testing::WithParamInterface<int> {
+protected:
+    // The status line that a peer gets that has sent so much of its request, and sends the rest only after the serving
+    // thread has been sent many signals, or has answered before.
+    std::string answerAfter(std::size_t sent)
+    {
+        const std::string bytes = request("sample.add");
+        const int peer = connectedTo(ownListeningPort());
+        EXPECT_EQ(write(peer, bytes.data(), sent), static_cast<ssize_t>(sent));
+        std::atomic<bool> ending{false};
+        std::thread serving([this, &ending] {
+            while (!ending)
+                server.Run();
+        });
+        pollfd answered = {peer, POLLIN, 0};
+        for (int signals = 200; signals > 0 && poll(&answered, 1, 1) == 0; --signals)
+            pthread_kill(serving.native_handle(), GetParam());
+        EXPECT_GT(send(peer, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL), 0);
+        const std::string answer = statusLine(peer);
+        ending = true;
+        close(connectedTo(ownListeningPort())); // for a Run() that waits for one
+        serving.join();
+        return answer;
+    }
+};
+
+// While it serves ----------------------------------------------------------------------------------------------------
+
+TEST_P(EachServerSignal, BeforeTheFirstByteEndsNoConnection)
+{
+    EXPECT_EQ(answerAfter(0), "HTTP/1.1 200 OK");
+}
+
+TEST_P(EachServerSignal, AmidTheHeadersEndsNoRequest)
+{
+    EXPECT_EQ(answerAfter(30), "HTTP/1.1 200 OK");
+}
+
+TEST_P(EachServerSignal, AmidTheBodyEndsNoRequest)
+{
+    EXPECT_EQ(answerAfter(request("sample.add").size() - 10), "HTTP/1.1 200 OK");
+}
+
+TEST_P(EachServerSignal, WhileItFormatsADateIsLoggedOnceItHasServed)
 {
     int raised = 0;
     duringMktime = [&raised] {
         std::raise(GetParam());
         ++raised;
     };
-    EXPECT_EQ(serve(), 0);
-    EXPECT_GT(raised, 0);
+    exchange("sample.add");
+    EXPECT_EQ(raised, 1);
     EXPECT_EQ(loggedInsideMktime, 0);
-    const Lines lines = log.lines();
-    ASSERT_EQ(lines.size(), static_cast<std::size_t>(raised));
-    EXPECT_EQ(lines[0], signalLine(std::string("SIG") + sigabbrev_np(GetParam())));
+    EXPECT_EQ(log.lines(), Lines{signalLine(std::string("SIG") + sigabbrev_np(GetParam()))});
 }
 
-// The status line that a peer gets for a request of which it sends the end only after the serving thread has been sent
-// `signals` signals, or has answered before.
-std::string answerToHalfSent(nelka::XmlrpcServer& server, int signal, int signals)
+TEST_P(EachServerSignal, WhileItWaitsForAConnectionEndsRun)
 {
-    const std::string body = xml::requestBody("sample.add", {xml::i4(10), xml::i4(5)});
-    const std::string request = "POST /RPC2 HTTP/1.1\r\nHost: x\r\nContent-Type: text/xml\r\nContent-Length: "
-                                + std::to_string(body.size()) + "\r\n\r\n" + body;
-    const std::size_t half = request.size() - 10;
-    const int peer = connectedTo(ownListeningPort());
-    EXPECT_EQ(write(peer, request.data(), half), static_cast<ssize_t>(half));
-    std::atomic<bool> ending{false};
-    std::thread serving([&server, &ending] {
-        while (!ending)
-            server.Run();
+    std::atomic<bool> returned{false};
+    // Again and again, because the first may come before the wait.
+    std::future<void> sender = apart([&returned, runner = pthread_self()] {
+        while (!returned) {
+            pthread_kill(runner, GetParam());
+            poll(nullptr, 0, 1);
+        }
     });
-    pollfd answered = {peer, POLLIN, 0};
-    while (signals-- > 0 && poll(&answered, 1, 1) == 0)
-        pthread_kill(serving.native_handle(), signal);
-    EXPECT_GT(write(peer, request.data() + half, request.size() - half), 0);
-    std::string answer(1000, '\0');
-    const ssize_t size = read(peer, answer.data(), answer.size());
-    answer.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
-    ending = true;
-    close(peer);
-    close(connectedTo(ownListeningPort())); // for a Run() that waits for one
-    serving.join();
-    return answer.substr(0, answer.find('\r'));
+    server.Run();
+    returned = true;
+    sender.get();
+    EXPECT_EQ(log.lines().at(0), signalLine(std::string("SIG") + sigabbrev_np(GetParam())));
 }
 
-TEST_P(ServerSignals, LetThroughByTheServingThreadEndAHalfSentRequest)
-{
-    EXPECT_EQ(answerToHalfSent(server, GetParam(), 5000).find("HTTP/1.1 408"), 0U);
-}
-
-TEST_P(ServerSignals, HeldBackByTheServingThreadEndNoRequest)
-{
-    const HoldingBack held({SIGALRM, SIGINT}); // the serving thread inherits it
-    EXPECT_EQ(answerToHalfSent(server, GetParam(), 200), "HTTP/1.1 200 OK");
-}
-
-INSTANTIATE_TEST_SUITE_P(Kinds, ServerSignals, ::testing::Values(SIGINT, SIGALRM),
+INSTANTIATE_TEST_SUITE_P(, EachServerSignal, ::testing::Values(SIGINT, SIGALRM),
                          [](const auto& kind) { return std::string(sigabbrev_np(kind.param)); });
+
+TEST_F(ServerSignals, OfTheLibraryAloneAreHeldBackWhileItServes)
+{
+    EXPECT_EQ(heldWhileServing(), (std::set<int>{SIGINT, SIGALRM}));
+    std::signal(SIGINT, ignore);
+    EXPECT_EQ(heldWhileServing(), std::set<int>{SIGALRM});
+    std::signal(SIGALRM, SIG_DFL);
+    EXPECT_EQ(heldWhileServing(), std::set<int>{});
+}
+
+TEST_F(ServerSignals, AreHeldBackAsBeforeOnceItHasServed)
+{
+    for (const std::set<int>& before : {std::set<int>{}, {SIGINT, SIGUSR1}, {SIGALRM}}) {
+        const HoldingBack held(before);
+        exchange("sample.add");
+        EXPECT_EQ(heldSignals(), before);
+    }
+}
+
+// Handlers of methods ------------------------------------------------------------------------------------------------
+
+TEST_F(ServerSignals, AreHeldBackInAMethodAsTheApplicationHasThem)
+{
+    std::set<int> seen;
+    serve("readMask", readMask, &seen);
+    for (const std::set<int>& before : {std::set<int>{}, {SIGINT, SIGUSR1}, {SIGALRM}}) {
+        const HoldingBack held(before);
+        exchange("readMask");
+        EXPECT_EQ(seen, before);
+    }
+}
+
+TEST_F(ServerSignals, StayAsAMethodLeavesThem)
+{
+    serve("block", [](xmlrpc_env* env, xmlrpc_value*, void*, void*) {
+        sigset_t interrupts;
+        sigemptyset(&interrupts);
+        sigaddset(&interrupts, SIGINT);
+        pthread_sigmask(SIG_BLOCK, &interrupts, nullptr);
+        return xmlrpc_nil_new(env);
+    });
+    const HoldingBack restored({});
+    exchange("block");
+    EXPECT_EQ(heldSignals(), std::set<int>{SIGINT});
+}
+
+TEST_F(ServerSignals, AreHeldBackAgainAfterAMethodThatThrew)
+{
+    serve("fail", [](xmlrpc_env*, xmlrpc_value*, void*, void*) -> xmlrpc_value* { throw 5; });
+    EXPECT_EQ(heldWhileServing("fail"), (std::set<int>{SIGINT, SIGALRM}));
+}
+
+xmlrpc_value* callAnotherSlave(xmlrpc_env* env, xmlrpc_value*, void* client, void*)
+{
+    static_cast<nelka::XmlrpcClient*>(client)->updateNTP(500);
+    return xmlrpc_nil_new(env);
+}
+
+TEST_F(ServerSignals, EndACallOfAMethodAtItsTime)
+{
+    serve("forward", callAnotherSlave, &client);
+    const Stopwatch watch;
+    exchange("forward");
+    EXPECT_EQ(client.getFault(), -505);
+    EXPECT_LT(watch.elapsed(), std::chrono::milliseconds(500) + lateness());
+}
+
+TEST_F(ServerSignals, CutACallOfAMethodAtOnce)
+{
+    serve("forward", callAnotherSlave, &client);
+    std::future<void> operatorsHand = onceAsked(slave, [] { kill(getpid(), SIGINT); });
+    exchange("forward");
+    EXPECT_EQ(client.getFault(), -505);
+    EXPECT_EQ(log.lines().at(2), signalLine("SIGINT"));
+    client.set_timer(0);
+}
+
+// The descriptor that is waited on -----------------------------------------------------------------------------------
+
+int listeningEverywhere()
+{
+    const int listener = checked(socket(AF_INET, SOCK_STREAM, 0), "socket");
+    checked(listen(listener, 1), "listen");
+    return listener;
+}
+
+TEST_F(ServerSignals, AreNotHeldBackWhereAnotherSocketGotTheDescriptor)
+{
+    int expected = -1;
+    int stranger = -1;
+    duringSocket = [&] { // the server looks which descriptor is next
+        duringSocket = [&] {
+            expected = latestSocket;
+            stranger = listeningEverywhere();
+        };
+    };
+    start();
+    const unsigned short port = portOf(latestSocket);
+    ASSERT_EQ(stranger, expected);
+    EXPECT_EQ(heldWhileServing("sample.add", port), std::set<int>{});
+    close(stranger);
+}
 
 } // namespace
