@@ -22,13 +22,13 @@ void fail(const std::string& what, const std::string& name)
 
 int openFile(const std::string& path, int flags)
 {
-    return repeated([&] { return open(path.c_str(), flags | O_CLOEXEC, 0666); });
+    return restarted([&] { return open(path.c_str(), flags | O_CLOEXEC, 0666); });
 }
 
 bool writeAll(int descriptor, std::string_view bytes)
 {
     while (!bytes.empty()) {
-        const ssize_t written = repeated([&] { return write(descriptor, bytes.data(), bytes.size()); });
+        const ssize_t written = restarted([&] { return write(descriptor, bytes.data(), bytes.size()); });
         if (written < 0)
             return false;
         bytes.remove_prefix(static_cast<std::size_t>(written));

@@ -1,10 +1,10 @@
 // System calls on open files, restarted after a signal unless it asks for the end.
 #pragma once
 
-#include <cerrno>
 #include <string>
 #include <string_view>
 
+#include "../restarted.h"
 #include "interruption.h"
 
 namespace nelkactl {
@@ -23,14 +23,9 @@ public:
 [[noreturn]] void fail(const std::string& what, const std::string& name);
 
 template <typename SystemCall>
-auto repeated(SystemCall call)
+auto restarted(SystemCall call)
 {
-    auto result = call();
-    while (result < 0 && errno == EINTR) {
-        interruption::check();
-        result = call();
-    }
-    return result;
+    return ::restarted(call, interruption::check);
 }
 
 int openFile(const std::string& path, int flags);

@@ -22,7 +22,7 @@ std::vector<char> readAtMost(const std::string& path, std::size_t most)
     std::vector<char> bytes;
     char piece[65536];
     for (;;) {
-        const ssize_t got = repeated([&] { return read(file.number, piece, sizeof piece); });
+        const ssize_t got = restarted([&] { return read(file.number, piece, sizeof piece); });
         if (got < 0)
             fail("read", name);
         bytes.insert(bytes.end(), piece, piece + got);
@@ -57,7 +57,7 @@ public:
     {
         whole.l_type = F_WRLCK;
         whole.l_whence = SEEK_SET;
-        repeated([this] { return fcntl(STDOUT_FILENO, F_SETLKW, &whole); });
+        restarted([this] { return fcntl(STDOUT_FILENO, F_SETLKW, &whole); });
     }
     ~LockedOutput()
     {

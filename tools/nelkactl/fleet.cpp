@@ -17,6 +17,7 @@
 #include <sys/wait.h>
 
 #include "address.h"
+#include "endingsignals.h"
 #include "failure.h"
 #include "files.h"
 #include "hosts.h"
@@ -138,7 +139,7 @@ public:
         if (signal == SIGINT && repeats)
             return Kind::done;
         if (signal != 0)
-            signals::dieOf(signal);
+            dieOf(signal);
         return worst;
     }
 

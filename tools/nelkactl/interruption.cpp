@@ -6,17 +6,14 @@
 #include <ctime>
 #include <system_error>
 
-#include <poll.h>
-
 #include <nelkanet/xmlrpclient.h>
 
+#include "endingsignals.h"
 #include "failure.h"
 
 namespace nelkactl::interruption {
 
 namespace {
-
-constexpr int asksForTheEnd[] = {SIGINT, SIGTERM, SIGHUP};
 
 std::atomic<int> firstSignal{0};
 std::atomic<bool> came{false};
@@ -43,7 +40,6 @@ extern "C" void handle(int signal)
     errno = savedErrno;
 }
 
-sigset_t watched;
 bool interruptIgnored = false;
 
 bool isIgnored(int signal)
@@ -63,16 +59,6 @@ void install(int signal, void (*handler)(int))
 
 } // namespace
 
-Held::Held()
-{
-    pthread_sigmask(SIG_BLOCK, &watched, &former);
-}
-
-Held::~Held()
-{
-    pthread_sigmask(SIG_SETMASK, &former, nullptr);
-}
-
 void watch()
 {
     interruptIgnored = isIgnored(SIGINT);
@@ -81,19 +67,16 @@ void watch()
     event.sigev_signo = interruptIgnored ? SIGTERM : SIGINT;
     if (timer_create(CLOCK_MONOTONIC, &event, &reminder) != 0)
         throw std::system_error(errno, std::generic_category(), "timer_create");
-    sigemptyset(&watched);
-    for (const int signal : asksForTheEnd) {
-        sigaddset(&watched, signal);
+    for (const int signal : endingSignals) {
         if (!isIgnored(signal))
             install(signal, handle);
     }
-    // A program may have been started with them blocked.
-    pthread_sigmask(SIG_UNBLOCK, &watched, nullptr);
+    unblockSignals();
 }
 
 int connected(nelka::XmlrpcClient& client)
 {
-    const Held held;
+    const BlockedSignals blocked;
     const int result = client.resetConn();
     install(SIGINT, interruptIgnored ? SIG_IGN : handle);
     return result;
@@ -118,13 +101,9 @@ void forget()
 
 void pause(std::chrono::milliseconds time)
 {
-    const Held held;
+    const BlockedSignals blocked;
     check();
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
-    timespec limit = {};
-    limit.tv_sec = static_cast<time_t>(seconds.count());
-    limit.tv_nsec = static_cast<long>(std::chrono::nanoseconds(time - seconds).count());
-    ppoll(nullptr, 0, &limit, &held.former);
+    blocked.letIn(time);
     check();
 }
 
@@ -135,10 +114,8 @@ const char* name()
 
 void die()
 {
-    if (firstSignal == 0)
-        return;
-    install(firstSignal, SIG_DFL);
-    raise(firstSignal);
+    if (firstSignal != 0)
+        dieOf(firstSignal);
 }
 
 } // namespace nelkactl::interruption

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <chrono>
-#include <csignal>
 
 namespace nelka {
 class XmlrpcClient;
@@ -26,24 +25,13 @@ void check();
 /// Lets the run go on: what has come has been dealt with.
 void forget();
 
-/// While it exists, signals wait.
-class Held {
-public:
-    Held();
-    ~Held();
-    Held(const Held&) = delete;
-    Held& operator=(const Held&) = delete;
-
-    sigset_t former;
-};
-
 /// Waits that long; throws Interrupted as soon as it is asked to end.
 void pause(std::chrono::milliseconds time);
 
 /// "SIGINT": the first signal that came.
 const char* name();
 
-/// Ends the process by that signal, if one came, as if it had never been caught: a shell then ends its loop too.
+/// Ends the process by that signal, if one came.
 void die();
 
 } // namespace nelkactl::interruption

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "descriptor.h"
+#include "endingsignals.h"
 #include "failure.h"
 #include "files.h"
 #include "number.h"
@@ -216,7 +217,7 @@ void OutputFile::overwrite(std::string_view bytes) const
 
 std::string OutputFile::keepBeside(std::string_view bytes) const
 {
-    const interruption::Held held; // this is the last place where these bytes are
+    const BlockedSignals blocked; // this is the last place where these bytes are
     if (way == Way::replace) {
         TemporaryFile beside(target + ".XXXXXX");
         if (beside.holds(bytes))

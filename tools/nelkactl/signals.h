@@ -14,19 +14,7 @@ int received();
 /// Waits that long, or until one of them comes or a child ends. One that came since the last wait() counts.
 void wait(std::chrono::milliseconds time);
 
-/// Holds all signals back, until the object goes or a child that was forked meanwhile lets go of them.
-class Held {
-public:
-    Held();
-    ~Held();
-    Held(const Held&) = delete;
-    Held& operator=(const Held&) = delete;
-};
-
-/// In a child: signals do what they do by default, also those that came while they were held back.
+/// In a child: signals do what they do by default, also those that came while they were blocked.
 void forgetInChild();
-
-/// Ends the program as the signal does that nobody catches.
-[[noreturn]] void dieOf(int signal);
 
 } // namespace nelkactl::signals

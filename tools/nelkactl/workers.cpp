@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "endingsignals.h"
 #include "failure.h"
 #include "signals.h"
 
@@ -75,7 +76,7 @@ bool Workers::start(std::size_t job, std::vector<std::string> words)
 {
     Run run{job, std::chrono::system_clock::now(), std::chrono::steady_clock::now(), Spool()};
     const pid_t parent = getpid();
-    const signals::Held held; // until the child has forgotten what its parent does with them
+    const BlockedSignals blocked; // until the child has forgotten what its parent does with them
     const pid_t child = fork();
     if (child == 0)
         become(words, fileno(run.output.file()), parent);

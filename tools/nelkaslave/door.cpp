@@ -8,13 +8,13 @@
 #include <cstdlib>
 #include <limits>
 #include <string_view>
-#include <system_error>
 
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 
 #include "ending.h"
+#include "port.h"
 
 namespace nelkaslave {
 
@@ -24,21 +24,6 @@ using std::chrono::milliseconds;
 
 constexpr std::size_t largestRequest = 16U << 20U;
 constexpr xmlrpc_uint32_t silenceSeconds = 2;
-
-Descriptor listeningOn(int port)
-{
-    Descriptor opened(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const int reuse = 1;
-    setsockopt(opened.get(), SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<in_port_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_ANY);
-    if (!opened || bind(opened.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0
-        || listen(opened.get(), SOMAXCONN) != 0)
-        throw std::system_error(errno, std::generic_category(), "cannot listen on port " + std::to_string(port));
-    return opened;
-}
 
 // False if the request ends before that.
 bool readBody(TSession* session, std::size_t length, std::string& body)

@@ -1,15 +1,13 @@
 #include "port.h"
 
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <string>
+#include <system_error>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-
-#include "storage.h"
 
 namespace nelkaslave {
 
@@ -30,18 +28,27 @@ std::set<int> listeningPorts()
     return ports;
 }
 
-std::string whyNotOpened(int port)
+Descriptor listeningOn(int port)
 {
-    const Descriptor attempt(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    Descriptor opened(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const int reuse = 1;
-    setsockopt(attempt.get(), SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
+    setsockopt(opened.get(), SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<in_port_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_ANY);
-    if (attempt && bind(attempt.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
-        return "the system log says why";
-    return std::strerror(errno);
+    if (!opened || bind(opened.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0
+        || listen(opened.get(), SOMAXCONN) != 0)
+        throw std::system_error(errno, std::generic_category(), "cannot listen on port " + std::to_string(port));
+    return opened;
+}
+
+std::string whyNotOpened(int port)
+try {
+    listeningOn(port);
+    return "the system log says why";
+} catch (const std::system_error& error) {
+    return error.code().message();
 }
 
 } // namespace nelkaslave

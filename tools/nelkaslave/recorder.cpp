@@ -9,6 +9,7 @@
 #include <unistd.h>
 #include <xmlrpc-c/base.h>
 
+#include "../restarted.h"
 #include "log.h"
 #include "show.h"
 
@@ -58,9 +59,8 @@ void Recording::append(const std::string& line)
     const off_t before = lseek(descriptor.get(), 0, SEEK_END);
     std::size_t done = 0;
     while (done < line.size()) {
-        const ssize_t count = write(descriptor.get(), line.data() + done, line.size() - done);
-        if (count < 0 && errno == EINTR)
-            continue;
+        const ssize_t count =
+            restarted([&] { return write(descriptor.get(), line.data() + done, line.size() - done); });
         if (count < 0) {
             const int error = errno;
             // Half a line would be the end of what can be read.

@@ -7,29 +7,21 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "../restarted.h"
+
 namespace nelkaslave {
 
 namespace {
 
-// Repeats a system call that a signal cut short.
-template <typename Call>
-auto uninterrupted(Call call)
-{
-    auto result = call();
-    while (result < 0 && errno == EINTR)
-        result = call();
-    return result;
-}
-
 Descriptor openFile(const std::filesystem::path& path, int flags)
 {
-    return Descriptor(uninterrupted([&] { return open(path.c_str(), flags | O_CLOEXEC, 0644); }));
+    return Descriptor(restarted([&] { return open(path.c_str(), flags | O_CLOEXEC, 0644); }));
 }
 
 void writeAll(const Descriptor& file, const std::string& name, std::string_view bytes)
 {
     while (!bytes.empty()) {
-        const ssize_t written = uninterrupted([&] { return write(file.get(), bytes.data(), bytes.size()); });
+        const ssize_t written = restarted([&] { return write(file.get(), bytes.data(), bytes.size()); });
         if (written < 0)
             failed(name);
         bytes.remove_prefix(static_cast<std::size_t>(written));
@@ -38,7 +30,7 @@ void writeAll(const Descriptor& file, const std::string& name, std::string_view 
 
 void sync(const Descriptor& file, const std::string& name)
 {
-    if (uninterrupted([&] { return fsync(file.get()); }) != 0)
+    if (restarted([&] { return fsync(file.get()); }) != 0)
         failed(name);
 }
 
@@ -76,7 +68,7 @@ std::string readAll(const Descriptor& file, const std::string& name)
     std::string contents;
     char part[65536];
     for (;;) {
-        const ssize_t size = uninterrupted([&] { return read(file.get(), part, sizeof part); });
+        const ssize_t size = restarted([&] { return read(file.get(), part, sizeof part); });
         if (size < 0)
             failed(name);
         if (size == 0)

@@ -1,0 +1,22 @@
+// System calls that signals cut short.
+#pragma once
+
+#include <cerrno>
+
+/// Repeats `call` as long as a signal cuts it short, with `before` ahead of each repetition.
+template <typename Call, typename Before>
+auto restarted(Call call, Before before)
+{
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        before();
+        result = call();
+    }
+    return result;
+}
+
+template <typename Call>
+auto restarted(Call call)
+{
+    return restarted(call, [] {});
+}
