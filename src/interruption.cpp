@@ -114,6 +114,17 @@ Nanoseconds now()
     return static_cast<Nanoseconds>(time.tv_sec) * 1000 * millisecond + time.tv_nsec;
 }
 
+/// Waits until `condition` holds, or for as long as a handler is waited for. Returns whether it does.
+template <typename Condition>
+bool waitFor(Condition condition)
+{
+    const Nanoseconds start = now();
+    bool holds = false;
+    while (!(holds = condition()) && now() - start < handlerPatience)
+        waitAMoment();
+    return holds;
+}
+
 sigset_t only(int signal)
 {
     sigset_t signals;
@@ -188,50 +199,50 @@ bool writeNextRecord(bool waits)
         return false;
     // A handler in another thread may have its place and not have stored its record.
     std::atomic<Record>& next = records[firstRecord % recordCount];
-    for (const Nanoseconds start = now(); waits && next == 0 && now() - start < handlerPatience;)
-        waitAMoment();
-    const Record record = next.exchange(0);
-    if (record == 0)
+    const auto stored = [&next] { return next != 0; };
+    if (!(waits ? waitFor(stored) : stored()))
         return false;
+    const Record record = next.exchange(0);
     writeLine(static_cast<int>(record >> 2), static_cast<int>(record >> 1 & 1U));
     firstRecord = (firstRecord + 1) % places; // not before: others wait for the line as long as there is a record
     return true;
 }
 
-void writeSurplus()
+void writeSurplus(unsigned lines)
 {
     if (!anySurplus.exchange(false))
         return;
-    for (int signal = 1; signal < NSIG; ++signal)
-        for (unsigned count = surplus[static_cast<std::size_t>(signal)].exchange(0); count > 0; --count)
+    for (int signal = 1; signal < NSIG; ++signal) {
+        std::atomic<unsigned>& count = surplus[static_cast<std::size_t>(signal)];
+        for (; count > 0 && lines > 0; --lines, --count)
             writeLine(signal, 1);
+        if (count > 0)
+            anySurplus = true;
+    }
 }
 
 /// Whether this thread may write records now. Another one that does is waited for, so that a call's signals have their
 /// lines before what the call says of them; not by a handler.
 bool becomeWriter(bool waits)
 {
-    const pid_t self = getpid();
-    for (const Nanoseconds start = now();;) {
+    const auto became = [self = getpid()] {
         pid_t other = 0;
-        if (writer.compare_exchange_strong(other, self)
-            || (other != self && writer.compare_exchange_strong(other, self)))
-            return true;
-        if (!waits || now() - start > handlerPatience)
-            return false;
-        waitAMoment();
-    }
+        return writer.compare_exchange_strong(other, self)
+               || (other != self && writer.compare_exchange_strong(other, self));
+    };
+    return waits ? waitFor(became) : became();
 }
 
-/// Bounded, as signals may come faster than the log takes lines.
+/// Bounded, as signals may come faster than the log takes lines. What is left waits for the next exit from the library.
 void writeRecords(bool waits)
 {
     for (unsigned rounds = 0; rounds < 2 && anyRecord() && becomeWriter(waits); ++rounds) {
         // A signal that ends a write to the log twice over would lose the line.
         const BlockedSignals blocked;
-        for (unsigned lines = 0; lines < recordCount && writeNextRecord(waits); ++lines) {
-        }
-        writeSurplus();
+        unsigned lines = recordCount;
+        while (lines > 0 && writeNextRecord(waits))
+            --lines;
+        writeSurplus(lines);
         writer = 0;
     }
 }

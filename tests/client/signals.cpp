@@ -57,25 +57,29 @@ extern "C" __attribute__((visibility("default"))) int setitimer(__itimer_which_t
 
 namespace {
 
-// Does something in the log call of that number, counted from 0, and in no other.
+// Does something in each log call, which are numbered from 0, or in one of them.
 class DuringLogCall {
 public:
-    DuringLogCall(int number, std::function<void()> action)
+    explicit DuringLogCall(std::function<void(int)> action)
     {
-        left = number;
+        calls = 0;
         todo = std::move(action);
-        LogRecorder::duringLogCall = [] {
-            if (left-- == 0)
-                todo();
-        };
+        LogRecorder::duringLogCall = [] { todo(calls++); };
+    }
+    DuringLogCall(int number, const std::function<void()>& action)
+        : DuringLogCall([number, action](int call) {
+              if (call == number)
+                  action();
+          })
+    {
     }
     ~DuringLogCall() { LogRecorder::duringLogCall = nullptr; }
     DuringLogCall(const DuringLogCall&) = delete;
     DuringLogCall& operator=(const DuringLogCall&) = delete;
 
 private:
-    static inline std::atomic<int> left;
-    static inline std::function<void()> todo;
+    static inline std::atomic<int> calls;
+    static inline std::function<void(int)> todo;
 };
 
 class Signals : public ClientTest {
@@ -247,6 +251,38 @@ TEST_F(Signals, ACallAfterAnAlarmThatTheApplicationCancelledWaitsForNothing)
     passTime(2ms * shortTimeout);
     replyWell();
     expectNoNap(client);
+}
+
+// Lets an alarm be cancelled that the library has to take for one that was sent.
+void loseAnAlarm(std::chrono::milliseconds timeout)
+{
+    alarm(0);
+    passTime(2 * timeout);
+}
+
+TEST_F(Signals, AnAlarmThatNeverCameIsForgottenInTime)
+{
+    fail(shortTimeout);
+    loseAnAlarm(1ms * shortTimeout);
+    replyWell();
+    client.updateNTP(shortTimeout);
+    ASSERT_EQ(client.getFault(), 0);
+    passTime(3500ms);
+    expectCutAtOnceBy([] { kill(getpid(), SIGALRM); });
+}
+
+TEST_F(Signals, ManyAlarmsThatNeverCameDoNotMakeALaterOneCutACall)
+{
+    for (int calls = 0; calls < 4; ++calls) {
+        fail(20);
+        loseAnAlarm(20ms);
+    }
+    slave.play({delayed(replyArray({xml::i4(0)}), 100ms)});
+    std::future<void> late = onceAsked(slave, [] { kill(getpid(), SIGALRM); });
+    client.updateNTP(ampleTimeout);
+    late.get();
+    EXPECT_EQ(client.getFault(), 0);
+    EXPECT_EQ(count(signalLine("SIGALRM")), 1);
 }
 
 TEST_F(Signals, ACallAfterAnAlarmThatTheApplicationTookOverWaitsForNothing)
@@ -423,6 +459,95 @@ TEST_P(SignalInSetTimer, OfAnotherThreadHasItsLineOnceTheTimerIsSet)
 
 INSTANTIATE_TEST_SUITE_P(Kinds, SignalInSetTimer, ::testing::Values(SIGINT, SIGALRM),
                          [](const auto& kind) { return std::string(sigabbrev_np(kind.param)); });
+
+// Many signals, and slow lines ---------------------------------------------------------------------------------------
+
+class ManySignals : public Signals {
+protected:
+    std::ptrdiff_t logged() const { return count(signalLine("SIGINT", 0)) + count(signalLine("SIGINT", 1)); }
+
+    // So many signals land in one line of the library's.
+    void setTimerWithSignals(int signals)
+    {
+        const DuringLogCall during(0, [signals] {
+            for (int raised = 0; raised < signals; ++raised)
+                std::raise(SIGINT);
+        });
+        client.set_timer(0);
+    }
+};
+
+TEST_F(ManySignals, BeyondTheRecordsHaveTheirLinesToo)
+{
+    setTimerWithSignals(100);
+    EXPECT_EQ(logged(), 100);
+}
+
+TEST_F(ManySignals, HoldNothingUpUntilTheyAllHaveTheirLines)
+{
+    setTimerWithSignals(5000);
+    EXPECT_GT(logged(), 0);
+    EXPECT_LT(logged(), 1000);
+    for (int exits = 0; exits < 50; ++exits)
+        client.set_timer(0);
+    EXPECT_EQ(logged(), 5000);
+}
+
+TEST_F(ManySignals, InTheLinesOfEarlierOnesHaveTheirsBeforeTheLibraryIsLeft)
+{
+    const DuringLogCall during([](int call) {
+        if (call < 4)
+            std::raise(SIGINT);
+    });
+    client.set_timer(0);
+    EXPECT_EQ(logged(), 4);
+}
+
+class SlowLine : public ManySignals {
+protected:
+    // Sets the timer while another thread is at the line of a signal, until `mayEnd` says so. Returns what it took.
+    std::chrono::microseconds setTimerBesideALine(const std::function<bool()>& mayEnd)
+    {
+        std::promise<void> begun;
+        const DuringLogCall during([&](int call) {
+            if (call == 0)
+                std::raise(SIGINT);
+            if (call != 1)
+                return;
+            begun.set_value();
+            while (!mayEnd())
+                poll(nullptr, 0, 1);
+        });
+        std::future<void> other = std::async(std::launch::async, [this] { client.set_timer(0); });
+        begun.get_future().get();
+        naps = 0;
+        const Stopwatch watch;
+        client.set_timer(0);
+        const auto taken = watch.elapsed();
+        returned = true;
+        other.get();
+        return taken;
+    }
+
+    std::atomic<bool> returned{false};
+};
+
+TEST_F(SlowLine, OfAnotherThreadIsWaitedFor)
+{
+    bool waited = false;
+    setTimerBesideALine([&] {
+        waited = naps > 0 && !returned;
+        return waited || returned;
+    });
+    EXPECT_TRUE(waited);
+    EXPECT_EQ(logged(), 1);
+}
+
+TEST_F(SlowLine, OfAnotherThreadIsNotWaitedForWithoutEnd)
+{
+    EXPECT_LT(setTimerBesideALine([&] { return returned.load(); }), 15s);
+    EXPECT_EQ(logged(), 1);
+}
 
 // Threads that are inside syslog() themselves -----------------------------------------------------------------------
 
