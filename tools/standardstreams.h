@@ -4,8 +4,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-/// Keeps files and connections from taking the number of a stream that was closed when the program was started. Writing
-/// there fails as it did.
+/// Keeps files and connections from getting the number of a standard stream that was closed at the start. Writing there
+/// still fails.
 inline void occupyStandardStreams()
 {
     for (int descriptor = open("/dev/null", O_RDONLY); descriptor >= 0; descriptor = open("/dev/null", O_RDONLY)) {
@@ -16,7 +16,7 @@ inline void occupyStandardStreams()
     }
 }
 
-/// From here on nothing written to standard output goes anywhere.
+/// Discards everything written to standard output from now on.
 inline void discardStandardOutput()
 {
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);

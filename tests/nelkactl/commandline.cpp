@@ -117,7 +117,7 @@ TEST_F(Nelkactl, HostThatIsNoAddressIsRefusedWithAdvice)
         {"[module]", "brackets hold"},
         {"[]", "brackets hold"},
         {"[fe80::1%]", "brackets hold"},
-        {"[::1]8080", "only a port follows"},
+        {"[::1]8080", "only a port may follow"},
         {"[::1]:", "PORT is an integer"},
     };
     for (const auto& [host, advice] : wrong) {
@@ -452,8 +452,8 @@ TEST_F(Nelkactl, FailureHasItsReasonInWords)
     EXPECT_EQ(reason(cutAt(answer, 0, Step::Then::close), {"updateNTP"}), "the connection was cut");
     EXPECT_EQ(reason(cutAt(answer, answer.bytes.size() - 9, Step::Then::close), {"updateNTP"}),
               "the connection was cut");
-    EXPECT_EQ(reason(serverError(), {"updateNTP"}), "what answers there is no slave");
-    EXPECT_EQ(reason(ok("<html/>"), {"updateNTP"}), "the reply is no XML-RPC");
+    EXPECT_EQ(reason(serverError(), {"updateNTP"}), "something other than a slave answers there");
+    EXPECT_EQ(reason(ok("<html/>"), {"updateNTP"}), "the reply is not XML-RPC");
     EXPECT_EQ(reason(tooLarge, {"generarJSONWeb", "1"}), "the reply is larger than 1 MiB");
     EXPECT_EQ(reason({}, {"ejecutar_script", "\xff"}), "a text is not valid UTF-8, or has a character beyond U+FFFD");
     EXPECT_EQ(reason({}, {"DlFicheroEsclavo", "x"}), "no DlFicheroEsclavo can ever be sent");

@@ -255,7 +255,8 @@ TEST_P(EveryOperation, EndsWithThreeWhenTheReplyIsOfAnotherShape)
     reply.back() = xml::structure({});
     const Finished finished = answered(reply, one.words() + Words{"--json"});
     expectFault(finished, 3, "faulted", -501);
-    EXPECT_NE(finished.err.find(": the reply has not the shape of " + one.name + " ("), std::string::npos) << finished;
+    EXPECT_NE(finished.err.find(": the reply does not have the shape of " + one.name + " ("), std::string::npos)
+        << finished;
 }
 
 TEST_P(EveryOperation, EndsWithFourWhenTheTimeoutPasses)
@@ -380,7 +381,7 @@ TEST_F(Nelkactl, EndsWithThreeWhenRowsAreNoTable)
         answered({xml::i4(0), xml::array({xml::array({xml::text("a")}), xml::array({})})}, {"getTable", "q", "--json"});
     EXPECT_EQ(finished.status, 3) << finished;
     EXPECT_EQ(essence(finished.out), R"({"operation":"getTable","ending":"faulted","fault":-502})");
-    EXPECT_NE(finished.err.find(": the reply has not the shape of getTable ("), std::string::npos) << finished;
+    EXPECT_NE(finished.err.find(": the reply does not have the shape of getTable ("), std::string::npos) << finished;
 }
 
 TEST_F(Nelkactl, TellsAFaultResponseFromAStatusByWhereItCameFrom)

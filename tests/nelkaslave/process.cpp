@@ -230,7 +230,7 @@ TEST(NelkaslaveState, IsNoFolderThatHoldsSomethingElse)
         const Finished finished = slaveWith({"--port", "0", "--state", folder.path});
         EXPECT_EQ(finished.status, 1) << finished;
         EXPECT_EQ(finished.lastWords(),
-                  "nelkaslave: " + folder.path.string() + " holds something else than a slave's state");
+                  "nelkaslave: " + folder.path.string() + " holds something other than a slave's state");
         EXPECT_TRUE(fs::exists(folder.path / name));
     }
 }
@@ -281,8 +281,8 @@ INSTANTIATE_TEST_SUITE_P(
     , NelkaslaveWrongState,
     ::testing::Values(
         WrongState{"Array", "[]", ":1: must be an object\n"},
-        WrongState{"UnknownKey", "{\n\"sok\": 1}", ":2: /sok: is nothing that the state has\n"},
-        WrongState{"UnknownKeyWithin", R"({"sap": {"mode": 1}})", ":1: /sap/mode: is nothing that the state has\n"},
+        WrongState{"UnknownKey", "{\n\"sok\": 1}", ":2: /sok: is not part of the state\n"},
+        WrongState{"UnknownKeyWithin", R"({"sap": {"mode": 1}})", ":1: /sap/mode: is not part of the state\n"},
         WrongState{"DuplicateKey", "{\"soc\": 1,\n\"soc\": 2}", ":2: the key \"soc\" comes twice\n"},
         WrongState{"Fraction", R"({"soc": 1.5})", ":1: /soc: must be an integer from -2147483648 to 2147483647\n"},
         WrongState{"TooLargeNumber", R"({"soc": 1e400})", ":1:"},
@@ -687,7 +687,7 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{"NoObject", "[]", ":1: must be an object of procedures\n"},
         Malformed{"NoProcedure", R"({"RdHor": {}})", ":1: /RdHor: is no procedure\n"},
         Malformed{"NoBehaviour", R"({"RdHora": 3})", ":1: /RdHora: must be an object\n"},
-        Malformed{"AnUnknownWord", R"({"RdHora": {"stat": 3}})", ":1: /RdHora/stat: is none of "},
+        Malformed{"AnUnknownWord", R"({"RdHora": {"stat": 3}})", ":1: /RdHora/stat: is not one of "},
         Malformed{"AStatusTooLarge", R"({"RdHora": {"status": 2147483648}})",
                   ":1: /RdHora/status: must be a 32-bit integer\n"},
         Malformed{"ANegativeDelay", R"({"RdHora": {"delay_ms": -1}})", ":1: /RdHora/delay_ms: must be 0 to 3600000\n"},

@@ -359,7 +359,7 @@ class Recording(unittest.TestCase):
         again = self.record(self.module(answer).port)
         self.master(again).UpdateNTP()
         self.assertEqual(len(self.lines()), 21)
-        self.assertIn(":21: the line is cut off, and left out", self.end(again))
+        self.assertIn(":21: the last line is incomplete and was skipped", self.end(again))
 
     def test_answers_once_the_line_is_on_the_disk(self):
         recorder = self.record(
@@ -485,7 +485,7 @@ class Recording(unittest.TestCase):
                 self.file.write_text(line + "\n" + rest)
                 replay = self.replay()
                 self.assertEqual(self.master(replay).RdHora(0), 1)
-                warned = ":2: the line is cut off, and left out" in self.end(replay)
+                warned = ":2: the last line is incomplete and was skipped" in self.end(replay)
                 self.assertEqual(warned, not rest.startswith("\0"))
 
     def test_names_the_line_of_a_mistake(self):
@@ -495,9 +495,9 @@ class Recording(unittest.TestCase):
             '{"procedure": "RdHora", "reply": 5000000000}': "/reply: must be a 32-bit integer",
             '{"procedure": "RdHora", "reply": {"i8": 0.5}}': "/reply/i8: must be a 64-bit integer",
             '{"procedure": "RdHora", "reply": 1e400}': "number overflow",
-            '{"procedure": "RdHora", "reply": 1, "replay": 1}': "/replay: is none of time, ",
+            '{"procedure": "RdHora", "reply": 1, "replay": 1}': "/replay: is not one of time, ",
             '{"procedure": "RdHora", "reply": 1, "reply": 2}': 'the key "reply" comes twice',
-            '{"procedure": "RdHora", "status": 1}': "says what only the simulated slave does",
+            '{"procedure": "RdHora", "status": 1}': "is for the simulated slave only",
             '{"procedure": "RdHora", "http": {"status": 20}}': "/http: must be an object of status, type and body",
             '{"procedure": "RdHora", "request": "x", "reply": 1}': "must have a request or a procedure",
             '{"reply": 1}': "must have a procedure",

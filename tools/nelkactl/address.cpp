@@ -27,7 +27,7 @@ bool isNameCharacter(unsigned char c)
     return (c < 0x80 && std::isalnum(c)) || c == '.' || c == '-' || c == '_';
 }
 
-// A link-local address names its interface too, as in fe80::1%eth0.
+// A link-local address includes its interface, as in fe80::1%eth0.
 bool isIpv6(const std::string& text)
 {
     const std::size_t percent = text.find('%');
@@ -50,7 +50,7 @@ Address parseBracketed(const std::string& text)
     if (rest.empty())
         return {host, {}};
     if (rest.front() != ':')
-        refuse(text, "only a port follows the brackets, as in [::1]:8080");
+        refuse(text, "only a port may follow the brackets, as in [::1]:8080");
     return {host, parsePort(rest.substr(1))};
 }
 

@@ -123,7 +123,7 @@ Ending Call::ending() const
             return {Kind::interrupted, fault, interruption::name()};
         return {Kind::timedOut, fault, "no answer within " + std::to_string(timeout) + " ms"};
     }
-    // What a result set does not take is no fault of the call, but there is no result.
+    // The call has no fault if the table cannot be filled in, but there is no result.
     return {Kind::faulted, fault != 0 ? fault : env.fault_code, reasonOf(env, options)};
 }
 

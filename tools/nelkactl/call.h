@@ -1,4 +1,4 @@
-// One operation's run: the client it calls, what it was given, what it has brought back, and how it ended.
+// One run of an operation: its client, its arguments, its outputs and its ending.
 #pragma once
 
 #include <optional>
@@ -19,33 +19,33 @@ namespace nelkactl {
 // Outputs that a call may leave untouched, each preset to what hardly any reply holds ---------------------------------
 
 struct Text {
-    static inline const std::string preset{'\0'}; // texts come to an end before a zero
+    static inline const std::string preset{'\0'}; // no reply has a text with a zero
     std::string value = preset;
     bool written() const { return value != preset; }
 };
 
 struct Block {
-    static constexpr std::size_t presetSize = 1048577; // more than the whole of the longest reply
+    static constexpr std::size_t presetSize = 1048577; // longer than the longest reply
     std::vector<char> value = std::vector<char>(presetSize);
     bool written() const { return value.size() != presetSize; }
 };
 
 struct Number {
-    static constexpr int preset = -1879048193; // a slave that answers this very number is taken to have sent none
+    static constexpr int preset = -1879048193; // if a slave answers this very number, the output counts as missing
     int value = preset;
     bool written() const { return value != preset; }
 };
 
 struct Table {
     Table();
-    nelkadb::ResultSet value; // preset to a column whose name is a zero
+    nelkadb::ResultSet value; // preset to a column named by a zero byte
     bool written() const;
 };
 
 class Call {
 public:
-    /// Reads the file of `--input` and looks whether that of `--output` can be written, where they are given. Throws
-    /// UsageError, FileError, Interrupted.
+    /// Reads the file of `--input` and checks that the file of `--output` can be written, if given. Throws UsageError,
+    /// FileError, Interrupted.
     Call(nelka::XmlrpcClient& client, const Options& options, const Given& given);
 
     nelka::XmlrpcClient& client;
@@ -61,13 +61,13 @@ public:
     std::vector<std::string> texts(const Parameter& repeated) const { return textsIn(given.at(repeated.name)); }
     bool has(const Flag& flag) const { return flag.in(given); }
 
-    /// A call of the same client with other arguments.
+    /// A further call of the same client, with other arguments.
     Call with(const Given& arguments) const;
 
-    /// Whether the last call brought a usable reply. After one that did not, outputs are dropped.
+    /// Whether the last call brought a usable reply; otherwise outputs are dropped.
     bool answered() const;
 
-    /// Keeps outputs, in this order.
+    /// Adds an output.
     template <typename Value>
     void output(const std::string& name, const Value& value)
     {
@@ -77,17 +77,17 @@ public:
     void output(const std::string& name, const Text& text);
     void output(const std::string& name, const Number& number);
     void output(const Table& table);
-    /// Writes the file too; says how long the block is unless it went to standard output.
+    /// Writes the file, and adds the size of the block unless it went to standard output.
     void output(const Block& block);
 
-    /// Keeps an output whatever came of the last call.
+    /// Adds an output, however the last call ended.
     void keep(const std::string& name, Json value) { outputs[name] = std::move(value); }
 
-    /// How the last call ended, unless something else is how the run ends.
+    /// How the last call ended, unless the run was given another ending.
     Ending ending() const;
     void conclude(Ending ending) { conclusion = std::move(ending); }
 
-    /// Whether no answer to the last call came: the time-out passed, or the transport failed.
+    /// Whether the last call brought no answer: the time-out passed, or the transport failed.
     bool lost() const;
 
     const Json& results() const { return outputs; }

@@ -68,10 +68,10 @@ const Parameter* findOption(const std::string& name)
     return nullptr;
 }
 
-// What the words before the last one say about it.
+// What the words before the last one tell.
 struct Context {
     const Operation* operation = nullptr;
-    bool named = false; ///< whether an operation is, known or not
+    bool named = false; ///< whether an operation is named, known or not
     std::size_t arguments = 0;
     const Parameter* awaitsValue = nullptr;
     bool optionsEnded = false;

@@ -1,4 +1,4 @@
-// What a shell offers while a command line is typed.
+// Completion of a command line, for shells.
 #pragma once
 
 #include <string>
@@ -6,8 +6,8 @@
 
 namespace nelkactl {
 
-/// A line for each text that may stand in place of the last of `words`, which begins it: the text, a tab, what it is.
-/// ":files" and ":hosts" stand for what the shell knows better.
+/// One line per completion of the last of `words`: the text, a tab, its meaning. ":files" and ":hosts" ask the shell to
+/// complete these.
 std::string completions(std::vector<std::string> words);
 
 } // namespace nelkactl

@@ -1,4 +1,4 @@
-// System calls on open files, restarted after a signal unless it asks for the end.
+// System calls on open files, restarted after a signal unless it ends the run.
 #pragma once
 
 #include <string>
@@ -19,7 +19,7 @@ public:
     const int number;
 };
 
-/// Throws FileError with the error that the last system call left.
+/// Throws FileError for errno.
 [[noreturn]] void fail(const std::string& what, const std::string& name);
 
 template <typename SystemCall>
@@ -30,7 +30,7 @@ auto restarted(SystemCall call)
 
 int openFile(const std::string& path, int flags);
 
-/// Whether all was written; errno says why not.
+/// False if not everything was written; errno says why.
 bool writeAll(int descriptor, std::string_view bytes);
 
 } // namespace nelkactl

@@ -32,7 +32,7 @@ class Document {
 public:
     explicit Document(Call& asked) : call(asked) {}
 
-    /// One of the operations, with arguments. Returns whether it brought a usable answer.
+    /// Runs an operation. Returns whether it brought a usable answer.
     bool add(const std::string& name, const Given& arguments = {})
     {
         Call part = call.with(arguments);
@@ -41,7 +41,7 @@ public:
         return part.answered();
     }
 
-    /// Operations that are asked for once or more: a list, whose members say what for.
+    /// Runs an operation several times: the output is a list, whose members name their argument.
     void addTo(const std::string& name, const Parameter& argument, const std::string& text)
     {
         Call part = call.with({{argument.name, text}});

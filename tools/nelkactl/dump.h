@@ -1,12 +1,12 @@
-// What can be read of a slave, as one document.
+// Everything that can be read from a slave, as one document.
 #pragma once
 
 #include "call.h"
 
 namespace nelkactl {
 
-/// An output for each operation that only reads, with its ending and its reason where it is not done; it ends as the
-/// worst of them. Where the first brings no usable answer, nothing else is asked.
+/// One output per operation that only reads, or its ending and reason if it fails. Ends like the worst of them. Stops
+/// if the first brings no usable answer.
 void dump(Call& call);
 
 } // namespace nelkactl

@@ -1,4 +1,4 @@
-// The ways in which a run ends early.
+// Exceptions that end a run.
 #pragma once
 
 #include <stdexcept>
@@ -6,7 +6,7 @@
 
 namespace nelkactl {
 
-/// A command line that means nothing.
+/// An invalid command line.
 struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -16,7 +16,7 @@ struct FileError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// A signal that asks for the end. The words name it, and say what became of what it interrupted.
+/// A signal that ends the run. The text names it and says what became of the interrupted action.
 struct Interrupted : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

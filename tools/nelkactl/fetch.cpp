@@ -14,12 +14,12 @@ void conclude(Call& call, Ending ending, const std::string& remark)
     call.conclude(ending);
 }
 
-// The slave deletes its file before it answers: a reply that is lost, too large, or cannot be written would be the end
-// of it. So it is asked to do so once the block is in its place.
+// The slave deletes a file before it answers: if the reply were lost, too large or could not be written, the file would
+// be lost. So it is deleted by a second call, once the block is stored.
 void remove(Call& call, int borrar, const Block& former)
 {
     const std::string& name = call.file->name();
-    // libcurl may send a request twice on a connection that it has used before; the second would find no file.
+    // libcurl may send a request twice on a reused connection; the second would find no file.
     interruption::connected(call.client);
     Block deleted;
     call.client.RdFicheroEsclavo(call.value(argument::ruta), borrar, deleted.value, call.timeout);

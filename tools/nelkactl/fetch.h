@@ -1,11 +1,11 @@
-// A file of the slave's, deleted there only once it is safe here.
+// Fetches a file, which the slave deletes only once it is stored here.
 #pragma once
 
 #include "call.h"
 
 namespace nelkactl {
 
-/// Outputs `bytes`, and `kept` where the slave deleted another file than came first.
+/// Outputs `bytes`, and `kept` if the deleted file differs from the fetched one.
 void fetch(Call& call);
 
 } // namespace nelkactl

@@ -12,7 +12,7 @@ namespace nelkactl {
 
 namespace {
 
-// At most one byte more than that many.
+// Reads at most one byte more.
 std::vector<char> readAtMost(const std::string& path, std::size_t most)
 {
     const Descriptor file(path == "-" ? STDIN_FILENO : openFile(path, O_RDONLY));
@@ -40,7 +40,7 @@ std::vector<char> readFile(const std::string& path)
 
 std::vector<char> readBlock(const std::string& path)
 {
-    // A slave takes 1 MiB of XML at most, and there 57 bytes are a line of 76 characters.
+    // A slave accepts 1 MiB of XML, in which 57 bytes take a line of 76 characters.
     constexpr std::size_t largest = std::size_t{1048576} / (76 + 2) * 57;
     std::vector<char> bytes = readAtMost(path, largest);
     if (bytes.size() > largest)
@@ -50,7 +50,7 @@ std::vector<char> readBlock(const std::string& path)
 
 namespace {
 
-// Processes that share a pipe or a file write more than a page in pieces. Where there are no locks, there are none.
+// Without a lock, processes that share a pipe or a file would mix pieces longer than a page. Some files have no locks.
 class LockedOutput {
 public:
     LockedOutput()

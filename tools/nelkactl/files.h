@@ -1,4 +1,4 @@
-// Byte blocks and texts on their way between files and the program.
+// Reads and writes blocks and texts.
 #pragma once
 
 #include <cstdio>
@@ -8,16 +8,16 @@
 
 namespace nelkactl {
 
-/// What a file holds; "-" is standard input. Throws FileError, Interrupted.
+/// The content of a file; "-" is standard input. Throws FileError, Interrupted.
 std::vector<char> readFile(const std::string& path);
 
-/// The same of a block to be sent. Throws UsageError as soon as it is larger than any slave takes.
+/// The same for a block to send. Throws UsageError if it is larger than a slave accepts.
 std::vector<char> readBlock(const std::string& path);
 
-/// Writes all of it to standard output, as one piece between those of other processes. Throws FileError, Interrupted.
+/// Writes to standard output, in one piece even if other processes write there. Throws FileError, Interrupted.
 void writeToStandardOutput(std::string_view bytes);
 
-/// The same, and behind it the rest of a file.
+/// The same, followed by the rest of a file.
 void writeToStandardOutput(std::string_view bytes, std::FILE* rest);
 
 } // namespace nelkactl

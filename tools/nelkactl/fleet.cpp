@@ -35,7 +35,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// Good to bad.
+// From best to worst.
 constexpr std::array order{Kind::done, Kind::refused, Kind::interrupted, Kind::timedOut, Kind::faulted, Kind::unusable};
 
 void replaceAll(std::string& text, const std::string& what, const std::string& with)
@@ -44,7 +44,7 @@ void replaceAll(std::string& text, const std::string& what, const std::string& w
         text.replace(at, what.size(), with);
 }
 
-// The file that takes the block of a host.
+// The file for the block of a host.
 std::string outputOf(const Host& host, const Given& given)
 {
     std::string path = option::output.in(given);
@@ -85,7 +85,7 @@ std::vector<std::string> wordsOf(const Host& host, const Options& options)
     return words;
 }
 
-// Whatever can be seen to be wrong is, before anything is sent.
+// Reports whatever can be found wrong before anything is sent.
 void check(const Operation& operation, const Options& options, const std::vector<Host>& hosts)
 {
     if (options.has(option::jobs) && !options.has(option::hosts))
@@ -104,7 +104,7 @@ void check(const Operation& operation, const Options& options, const std::vector
     for (const Host& host : hosts) {
         const std::string path = outputOf(host, given);
         if (OutputFile(path).isStandardOutput())
-            throw UsageError("--output " + path + " takes standard output, as the results do");
+            throw UsageError("--output " + path + " uses standard output, as the results do");
         if (!targets.insert(std::filesystem::weakly_canonical(path)).second)
             throw UsageError("two hosts would write " + path + "; {name}, {host} and {port} tell their files apart");
     }
@@ -152,7 +152,7 @@ private:
             round();
             if (signals::received() || rounds == count)
                 return;
-            // A round that took longer than it should skips those that it ran into.
+            // A round that takes too long skips the rounds it runs into.
             const Clock::time_point next = start + ((Clock::now() - start) / period + 1) * period;
             while (Clock::now() < next && !signals::received())
                 signals::wait(std::chrono::ceil<milliseconds>(next - Clock::now()));
@@ -186,7 +186,7 @@ private:
                       + std::to_string(workers.running()) + " running");
     }
 
-    // Gives a run the time that it needs to tell its slave, and no more.
+    // A run gets just enough time to cancel its scan on the slave.
     void cut()
     {
         if (!lastMoment) {
@@ -230,7 +230,7 @@ private:
         writeLine(fields, one.output.file());
     }
 
-    // What became of a run that did not say so itself.
+    // The ending of a run that wrote no result.
     Result resultWithoutLine(const Workers::Ended& one) const
     {
         const bool killed = WIFSIGNALED(one.status);

@@ -1,4 +1,4 @@
-// One operation for many hosts, or again and again.
+// One operation for many hosts, or repeated.
 #pragma once
 
 #include "ending.h"
@@ -7,16 +7,15 @@
 
 namespace nelkactl {
 
-/// Whether many hosts are to be asked, or one many times.
+/// Whether the options ask for many hosts or for repetition.
 bool asksMuch(const Options& options);
 
-/// Asks each host in a process of its own and writes what comes of it. Returns how the worst of them ended, by
-/// worse(). Dies of the SIGINT, SIGTERM or SIGHUP that cuts it short, once nothing is left running. Throws UsageError
-/// and FileError, before anything is sent.
+/// Calls each host in a separate process and writes the results. Returns the worst ending, by worse(). On SIGINT,
+/// SIGTERM or SIGHUP, waits for its processes and dies of the signal. Throws UsageError and FileError before anything
+/// is sent.
 Kind askMuch(const Operation& operation, const Options& options);
 
-/// Of two endings the one that leaves more to do. From bad to good: unusable, faulted, timed out, interrupted, refused,
-/// done.
+/// The worse of two endings. From worst to best: unusable, faulted, timed out, interrupted, refused, done.
 Kind worse(Kind one, Kind other);
 
 } // namespace nelkactl

@@ -40,10 +40,10 @@ std::string listed(const std::string& title, const std::vector<Parameter>& param
 std::string generalHelp()
 {
     std::string text = "Usage: nelkactl [OPTION...] OPERATION [ARGUMENT...]\n"
-                       "Calls an operation of a slave module. More on one: nelkactl OPERATION --help\n"
+                       "Calls an operation of a slave module. For one operation: nelkactl OPERATION --help\n"
                        + listed("Options", option::ofEveryOperation)
-                       + "  A text that begins with '-', other than a negative number, follows --.\n"
-                         "  NELKA_HOST and NELKA_PORT stand for --host and --port where these are absent.\n";
+                       + "  Put arguments that begin with '-', except negative numbers, after --.\n"
+                         "  NELKA_HOST and NELKA_PORT are the defaults of --host and --port.\n";
     for (const Family& family : families()) {
         text += "\n" + family.name + ":\n";
         for (const Operation& operation : family.operations)
@@ -52,7 +52,7 @@ std::string generalHelp()
     return text
            + "\nExit status: 0 done; 1 the slave reported an error status; 2 usage, or a file\n"
              "that cannot be read or written; 3 transport, protocol or decoding fault;\n"
-             "4 time-out. SIGINT, SIGTERM and SIGHUP end it as if it did not catch them.\n";
+             "4 time-out. SIGINT, SIGTERM and SIGHUP clean up, then kill it.\n";
 }
 
 std::string helpOn(const Operation& operation)
@@ -61,7 +61,7 @@ std::string helpOn(const Operation& operation)
     for (const Parameter& argument : operation.arguments)
         usage += " " + argument.name;
     return usage + "\n" + operation.gist + ".\n" + (operation.more.empty() ? "" : operation.more + "\n")
-           + (operation.effect == Effect::reads ? "" : "Changes the slave: tried again with --retry-writes only.\n")
+           + (operation.effect == Effect::reads ? "" : "Changes the slave: retried only with --retry-writes.\n")
            + listed("Arguments", operation.arguments) + listed("Options", operation.options)
            + (operation.outputs.empty() ? "" : "\nOutputs: " + operation.outputs + "\n");
 }

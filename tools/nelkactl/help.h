@@ -1,4 +1,4 @@
-// What --help tells.
+// The texts of --help.
 #pragma once
 
 #include <string>

@@ -25,7 +25,7 @@ std::vector<std::string> wordsOf(std::string_view line)
     }
 }
 
-// Names become parts of file names and of lines.
+// Names become parts of file names and output lines.
 void checkName(const std::string& name)
 {
     const auto unfit = [](unsigned char c) { return c < ' ' || c == 0x7f || c == '/'; };
@@ -71,7 +71,7 @@ std::vector<Host> readHosts(const std::string& path, unsigned short portWhenAbse
         }
     }
     if (hosts.empty())
-        throw UsageError(name + " names no host");
+        throw UsageError(name + " lists no host");
     return hosts;
 }
 

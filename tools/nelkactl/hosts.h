@@ -1,4 +1,4 @@
-// The file that --hosts names: whom to ask.
+// The file of --hosts.
 #pragma once
 
 #include <string>
@@ -7,13 +7,13 @@
 namespace nelkactl {
 
 struct Host {
-    std::string name; ///< as the file has it; HOST[:PORT] where it has none
-    std::string host; ///< an IPv6 address without its brackets
+    std::string name; ///< as in the file; HOST[:PORT] if missing
+    std::string host; ///< an IPv6 address has no brackets
     unsigned short port = 0;
 };
 
-/// A host a line: [NAME] HOST[:PORT]. What follows a '#' is a comment. "-" is standard input. Throws UsageError, which
-/// names the file and the line, for a line that means nothing and for a file without hosts; FileError, Interrupted.
+/// One host per line: [NAME] HOST[:PORT]. A '#' begins a comment. "-" is standard input. Throws UsageError, with file
+/// and line, for a line that cannot be read and for a file without hosts; FileError, Interrupted.
 std::vector<Host> readHosts(const std::string& path, unsigned short portWhenAbsent);
 
 } // namespace nelkactl

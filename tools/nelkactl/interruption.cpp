@@ -19,8 +19,8 @@ std::atomic<int> firstSignal{0};
 std::atomic<bool> came{false};
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
 
-// A signal that lands between the last look at it and the wait that it is meant for, in the library's call or in a
-// read(), would be lost: another follows it, again and again, until it has been dealt with.
+// A signal that lands between the last check and the wait that it should interrupt, in the library's call or a read(),
+// would be lost, so a timer repeats it until it has been dealt with.
 timer_t reminder;
 
 void remind(long nanoseconds)
@@ -36,7 +36,7 @@ extern "C" void handle(int signal)
     firstSignal.compare_exchange_strong(none, signal);
     if (!came.exchange(true))
         remind(100'000'000);
-    nelka::XmlrpcClient::interruptRpc(SIGINT); // the only one of them that the library knows
+    nelka::XmlrpcClient::interruptRpc(SIGINT); // the only one that the library knows
     errno = savedErrno;
 }
 

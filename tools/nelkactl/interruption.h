@@ -1,4 +1,4 @@
-// The signals that ask a run to end: SIGINT, SIGTERM and SIGHUP.
+// The signals that end a run: SIGINT, SIGTERM and SIGHUP.
 #pragma once
 
 #include <chrono>
@@ -9,23 +9,23 @@ class XmlrpcClient;
 
 namespace nelkactl::interruption {
 
-/// Takes the signals over, but for those that the process was started to ignore. init() of a client installs the
-/// library's handler of SIGINT in its place, so this comes first and connected() makes the calls of init().
+/// Takes over the signals, except those ignored at the start. A client's init() replaces the handler of SIGINT by the
+/// library's, so call this first and init() only through connected().
 void watch();
 
-/// Gives a client a connection that has not been used; no signal is lost meanwhile. Returns what init() does.
+/// Gives a client a fresh connection without losing a signal. Returns the result of init().
 int connected(nelka::XmlrpcClient& client);
 
-/// Whether one of the signals has come since the start or the last forget().
+/// Whether a signal has come since the start or the last forget().
 bool seen();
 
 /// Throws Interrupted if seen().
 void check();
 
-/// Lets the run go on: what has come has been dealt with.
+/// Lets the run go on after a signal has been dealt with.
 void forget();
 
-/// Waits that long; throws Interrupted as soon as it is asked to end.
+/// Waits; throws Interrupted as soon as a signal comes.
 void pause(std::chrono::milliseconds time);
 
 /// "SIGINT": the first signal that came.

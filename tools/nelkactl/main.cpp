@@ -1,4 +1,4 @@
-// nelkactl: every operation of a slave module from a shell.
+// nelkactl: calls the operations of slave modules from a shell.
 
 #include <chrono>
 #include <cstdio>
@@ -71,7 +71,7 @@ void run(const Operation& operation, const Options& options, Result& result)
         result.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
         result.outputs = call.results();
 
-        // The alarm of a call that failed is still to come; nothing that follows is to be cut short by it.
+        // The late alarm of a failed call must not interrupt what follows.
         if (result.ending.kind != Kind::done)
             client.set_timer(0);
         if ((result.ending.kind != Kind::faulted && result.ending.kind != Kind::timedOut) || result.tries > retries)
@@ -90,7 +90,7 @@ bool show(const std::string& text)
     return false;
 }
 
-// What is asked for: help, the version, or an operation. False where no result is left to be told.
+// Runs help, version or an operation. False if no result remains to be written.
 bool obey(int argc, const char* const* argv, Options& options, Result& result)
 {
     readCommandLine(argc, argv, options);
@@ -111,7 +111,7 @@ bool obey(int argc, const char* const* argv, Options& options, Result& result)
     return true;
 }
 
-// Makes an ending of whatever ends an action early.
+// Turns an exception into an ending.
 template <typename Action>
 void settle(Ending& ending, const Action& action)
 {

@@ -16,7 +16,7 @@ std::string lowercase(std::string text)
     return text;
 }
 
-// How many letters are to be changed, added or left out.
+// The number of letters to change, add or remove.
 std::size_t distance(const std::string& one, const std::string& other)
 {
     std::vector<std::size_t> row(other.size() + 1);

@@ -1,4 +1,4 @@
-// What somebody may have meant who typed something else.
+// Suggestions for mistyped names.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 
 namespace nelkactl {
 
-/// The name that is fewest letters away from a text, whatever their case; empty where none is near.
+/// The name with the fewest differing letters, ignoring case; empty if none is close.
 std::string nearest(const std::string& text, const std::vector<std::string>& names);
 
 } // namespace nelkactl

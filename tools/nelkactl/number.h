@@ -1,4 +1,4 @@
-// Decimal integers within the range of the type that takes them.
+// Decimal integers within the range of a type.
 #pragma once
 
 #include <charconv>
@@ -17,7 +17,7 @@ std::string rangeOf(Integer lowest = std::numeric_limits<Integer>::min(),
     return std::to_string(lowest) + " to " + std::to_string(highest);
 }
 
-/// Throws UsageError for any text that is not a decimal integer of that type, `lowest` to `highest`.
+/// Throws UsageError unless the text is a decimal integer from `lowest` to `highest`.
 template <typename Integer>
 Integer decimal(const std::string& name, const std::string& text, Integer lowest = std::numeric_limits<Integer>::min(),
                 Integer highest = std::numeric_limits<Integer>::max())

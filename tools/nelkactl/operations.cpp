@@ -13,7 +13,7 @@ namespace nelkactl {
 
 namespace {
 
-// The probe writes its answer to std::cout.
+// sampleadd() writes its answer to std::cout.
 class CapturedOutput {
 public:
     CapturedOutput() : former(std::cout.rdbuf(captured.rdbuf())) {}
@@ -44,8 +44,8 @@ std::vector<Family> allFamilies()
         {"Core",
          {
              {"sampleadd", {}, {}, "resultado",
-              "Asks whether the slave is there",
-              "It adds 10 and 5.",
+              "Checks that the slave answers",
+             "It adds 10 and 5.",
               [](Call& call) {
                   const CapturedOutput captured;
                   call.client.sampleadd(call.timeout);
@@ -56,7 +56,7 @@ std::vector<Family> allFamilies()
               }},
              {"getLocalIp", {}, {}, "ip",
               "The IPv4 address of this machine's eth0",
-              "Empty if it has none. Calls no slave.",
+              "Empty if there is none. Calls no slave.",
               [](Call& call) {
                   std::string ip;
                   nelka::XmlrpcClient::getLocalIp(ip);
@@ -64,18 +64,18 @@ std::vector<Family> allFamilies()
               }},
              {"getLocalMac", {}, {}, "mac",
               "The hardware address of this machine's eth0",
-              "Left out if it has none. Calls no slave.",
+              "Left out if there is none. Calls no slave.",
               [](Call& call) {
                   Text mac;
                   nelka::XmlrpcClient::getLocalMac(mac.value);
                   call.output("mac", mac);
               }},
              {"dump", {}, {option::entrada, option::table, option::file}, "one for each operation",
-              "All that can be read, as one JSON document",
-              "Changes nothing; a part that fails says so, and the rest goes on. Left out are\n"
-              "getLocalIp and getLocalMac, which are this machine's, and statusInputScan,\n"
-              "getScanReport, rdFicheroTablasSI and rdFicheroResumen, which ask for a number\n"
-              "of a scan or a table.",
+              "Everything that can be read, as one JSON document",
+             "Changes nothing. A part that fails says so, and the rest goes on. Not included:\n"
+             "getLocalIp and getLocalMac, which concern this machine, and statusInputScan,\n"
+             "getScanReport, rdFicheroTablasSI and rdFicheroResumen, which need the number\n"
+             "of a scan or a table.",
               dump},
          }},
 
@@ -83,8 +83,8 @@ std::vector<Family> allFamilies()
          {
              {"getTable", {query}, {}, "columns, rows",
               "Rows of the slave's database",
-              "Tab-separated lines below a line of names, where \\t, \\n, \\r and \\\\ stand for\n"
-              "what would end a cell, and \\N for a null.",
+              "Writes a line of names, then tab-separated rows. \\t, \\n, \\r and \\\\ escape tab,\n"
+             "line break, carriage return and backslash; \\N is a null.",
               [](Call& call) {
                   Table table_;
                   call.client.getTable(call.value(query), table_.value, call.timeout);
@@ -108,7 +108,7 @@ std::vector<Family> allFamilies()
                   int campo4 = 0;
                   call.client.actualizaIdentificacion(campo1.value, campo2.value, campo3.value, campo4, campo5.value,
                                                       campo6.value, campo7.value, call.timeout);
-                  if (!campo1.written()) // all of them come, or none
+                  if (!campo1.written()) // all are written, or none
                       return;
                   call.output("campo1", campo1);
                   call.output("campo2", campo2);
@@ -129,7 +129,7 @@ std::vector<Family> allFamilies()
               }},
              {"checkSincronizado", {entrada}, {}, "status",
               "Whether an input is synchronised",
-              "The status is the answer, and never a failure.",
+              "The status is the answer, never a failure.",
               [](Call& call) {
                   int status = 0;
                   call.client.checkSincronizado(call.value(entrada), status, call.timeout);
@@ -148,11 +148,11 @@ std::vector<Family> allFamilies()
          {
              {"resetModuleToFactorySettings", {}, {option::yes}, "",
               "Restores the slave's factory settings",
-              "A refusal by the slave is not told.",
+              "A refusal by the slave is not reported.",
               [](Call& call) { call.client.resetModuleToFactorySettings(call.timeout); }, Effect::changes},
              {"getHoraModulo", {parametroHora}, {}, "status, hora",
               "The slave's clock",
-              "Its unit and epoch are the slave's. A status other than 0 is no failure.",
+              "The slave defines unit and epoch. A status other than 0 is not a failure.",
               [](Call& call) {
                   unsigned long long hora = 0;
                   int status = 0;
@@ -162,7 +162,7 @@ std::vector<Family> allFamilies()
               }},
              {"setRefrescoWeb", {valor}, {}, "status",
               "Sets the refresh value of the slave's web page",
-              "A status other than 0 is no failure.",
+             "A status other than 0 is not a failure.",
               [](Call& call) {
                   int status = 0;
                   call.client.setRefrescoWeb(call.value(valor), status, call.timeout);
@@ -191,7 +191,7 @@ std::vector<Family> allFamilies()
               {option::frecuenciaIntermedia, option::parametroSat, option::parametroSat2, option::parametroComun,
                option::parametroSat3, option::parametroSat4, option::frecuenciaLogged}, "status",
               "Tunes a satellite channel",
-              "It is found by its intermediate frequency.",
+              "Uses the intermediate frequency.",
               [](Call& call) {
                   int status = 0;
                   call.client.sintonizarCanalSat(canalOf(call), call.value(parametro), status, call.value(indicador),
@@ -212,7 +212,7 @@ std::vector<Family> allFamilies()
                   call.output("status", status);
               }, Effect::changes},
              {"statusInputScan", {entrada, idScan}, {}, "status",
-              "How far a scan is",
+              "The progress of a scan",
               "Only a negative status is an error.",
               [](Call& call) {
                   int status = 0;
@@ -236,7 +236,7 @@ std::vector<Family> allFamilies()
              {"scan", {entrada, tipoScan, bandaScan}, {option::interval, option::until, option::retryPoll},
               "idScan, status (the last poll's), report",
               "Starts a scan, waits for its end and reports",
-              "A negative status ends it. Whatever ends it early, it is cancelled on the slave.",
+              "A negative status ends it. A scan that ends early is cancelled on the slave.",
               scan, Effect::changes},
          }},
 
@@ -270,9 +270,9 @@ std::vector<Family> allFamilies()
         {"Files",
          {
              {"DlFicheroEsclavo", {ruta}, {}, "status",
-              "Should delete a file, and never can",
+              "Should delete a file, but never can",
               "The library passes the path in a form that xmlrpc-c takes for no argument list:\n"
-              "nothing is sent, and it always ends with 3. Use instead\n"
+              "nothing is sent, and it always ends with 3. Instead, use\n"
               "  nelkactl RdFicheroEsclavo RUTA 1 --output FILE\n"
               "which fetches the file and has the slave delete it.",
               [](Call& call) {
@@ -282,9 +282,8 @@ std::vector<Family> allFamilies()
               }, Effect::changes},
              {"RdFicheroEsclavo", {ruta, borrar}, {option::output}, "bytes (how many came)",
               "Fetches a file from the slave",
-              "With BORRAR other than 0 the file is fetched and put in its place, and only then\n"
-              "the slave is asked to delete it. It comes once more with that: where it differs,\n"
-              "that is kept too.",
+              "If BORRAR is not 0, a second call has the slave delete the file, once it is\n"
+             "stored here. That call returns the file again; if it differs, it is kept too.",
               fetch, Effect::deletesIfAsked},
          }},
 
@@ -302,7 +301,7 @@ std::vector<Family> allFamilies()
               }, Effect::changes},
              {"rdFicheroTablasSI", {source, idTabla, ext1, ext2, ext3}, {option::output}, "bytes (how many came)",
               "Reads a file of SI tables from the slave",
-              "Of 65536 bytes or more only the first (size modulo 65536) arrive.",
+             "65536 bytes or more are cut to the first (size modulo 65536).",
               [](Call& call) {
                   Block bloque;
                   call.client.rdFicheroTablasSI(call.value(source), call.value(idTabla), call.value(ext1),
@@ -311,7 +310,7 @@ std::vector<Family> allFamilies()
               }},
              {"rdFicheroResumen", {source, idResumen}, {option::output}, "bytes (how many came)",
               "Reads a summary from the slave",
-              "Of 65536 bytes or more only the first (size modulo 65536) arrive.",
+             "65536 bytes or more are cut to the first (size modulo 65536).",
               [](Call& call) {
                   Block bloque;
                   call.client.rdFicheroResumen(call.value(source), call.value(idResumen), bloque.value, call.timeout);
@@ -381,7 +380,7 @@ Given givenTo(const Operation& operation, const Options& options)
     Given given = options.given;
     for (const auto& [name, text] : given)
         if (!has(operation.options, name) && !has(option::ofEveryOperation, name))
-            throw UsageError(name + " is no option of " + operation.name);
+            throw UsageError(name + " is not an option of " + operation.name);
     for (const Parameter& option : operation.options)
         if (option.repeats) {
             for (const std::string& text : textsIn(given[option.name]))

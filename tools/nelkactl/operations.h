@@ -1,4 +1,4 @@
-// Every operation: its name, what it takes, what it does.
+// Every operation: its name, its parameters, its action.
 #pragma once
 
 #include <string>
@@ -14,16 +14,16 @@ namespace nelkactl {
 enum class Effect {
     reads,
     changes,
-    deletesIfAsked ///< its argument BORRAR tells
+    deletesIfAsked ///< depends on the argument BORRAR
 };
 
 struct Operation {
     std::string name;
     std::vector<Parameter> arguments;
-    std::vector<Parameter> options; ///< but for those of every operation
+    std::vector<Parameter> options; ///< in addition to those of every operation
     std::string outputs;            ///< their names
     std::string gist;               ///< half a line
-    std::string more;               ///< lines that --help adds, if any
+    std::string more;               ///< further lines of --help, if any
     void (*run)(Call&);
     Effect effect = Effect::reads;
 };
@@ -37,16 +37,16 @@ const std::vector<Family>& families();
 
 std::vector<const Operation*> operations();
 
-/// Throws UsageError for an unknown name, which says what may have been meant.
+/// Throws UsageError, with a suggestion, for an unknown name.
 const Operation& operationNamed(const std::string& name);
 
-/// Runs it, and says how it ended also where the reply lacks a text. Throws FileError, Interrupted.
+/// Runs it; a reply that lacks a text is an ending too. Throws FileError, Interrupted.
 Ending carryOut(const Operation& operation, Call& call);
 
 /// Whether a call with these arguments changes the slave.
 bool changesSlave(const Operation& operation, const Given& given);
 
-/// The options and the arguments, once they are those of the operation and in their ranges. Throws UsageError.
+/// The options and arguments, checked against the operation and their ranges. Throws UsageError.
 Given givenTo(const Operation& operation, const Options& options);
 
 } // namespace nelkactl

@@ -13,8 +13,8 @@ namespace nelkactl {
 
 namespace {
 
-// CLI11 would take some texts for something else: a list in brackets, an option's empty value, a text after "--" that
-// looks like an option. Whatever is no option is therefore marked, and CLI11 never looks at its first character.
+// CLI11 would misread some texts: a list in brackets, an option's empty value, a text after "--" that looks like an
+// option. So everything but options gets a mark as its first character.
 constexpr char mark = '\0';
 
 std::string marked(const std::string& text)
@@ -47,7 +47,7 @@ std::vector<std::string> markedCommandLine(int argc, const char* const* argv, Gi
         } else if (text == "--") {
             optionsEnded = true;
         } else if (text == option::json.name) {
-            given[text]; // known even where CLI11 gives up: what went wrong is told in the same way
+            given[text]; // recorded even if CLI11 gives up, so that the error is written as JSON too
         } else if (text.starts_with("--") && equals != std::string::npos) {
             all.push_back(text.substr(0, equals));
             all.push_back(marked(text.substr(equals + 1)));
@@ -55,7 +55,7 @@ std::vector<std::string> markedCommandLine(int argc, const char* const* argv, Gi
             all.push_back(text);
         }
     }
-    std::reverse(all.begin(), all.end()); // the order that CLI11 takes a vector in
+    std::reverse(all.begin(), all.end()); // CLI11 takes a vector in reverse order
     return all;
 }
 
@@ -119,7 +119,7 @@ void readCommandLine(int argc, const char* const* argv, Options& options)
         options.arguments.assign(words.begin() + 1, words.end());
     }
 
-    // What is typed comes before what the environment says, and the port of a HOST before NELKA_PORT.
+    // The command line overrides the environment, and the port in HOST overrides NELKA_PORT.
     const bool typedHost = options.given.contains(option::host.name);
     const bool typedPort = options.given.contains(option::port.name);
     options.given.try_emplace(option::host.name, fromEnvironment("NELKA_HOST", option::host));

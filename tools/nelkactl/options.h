@@ -1,4 +1,4 @@
-// The command line, as far as it is the same for every operation.
+// The part of the command line that all operations share.
 #pragma once
 
 #include <string>
@@ -9,19 +9,19 @@
 namespace nelkactl {
 
 struct Options {
-    std::string operation; ///< empty if none is named
+    std::string operation; ///< empty if not given
     std::vector<std::string> arguments;
     Given given; ///< every option
 
-    // What those of every operation mean:
-    std::string host; ///< as it was typed until it is understood; then an IPv6 address has no brackets; none of many
+    // The values of the options of every operation:
+    std::string host; ///< as typed; once parsed, without brackets; empty for many hosts
     unsigned short port = 0;
     unsigned short timeout = 0;
 
     bool has(const Parameter& option) const { return given.contains(option.name); }
 };
 
-/// Throws UsageError; `options` then hold what was understood.
+/// Throws UsageError; `options` then holds what was parsed so far.
 void readCommandLine(int argc, const char* const* argv, Options& options);
 
 } // namespace nelkactl

@@ -34,7 +34,7 @@ bool liesBelow(const fs::path& path, const std::string& folder)
     return path.string().starts_with(folder + "/");
 }
 
-// On the disk, where it is something that can be there.
+// Syncs to the disk, if the file supports it.
 bool synced(int descriptor)
 {
     return fsync(descriptor) == 0 || errno == EINVAL || errno == EROFS || errno == ENOTSUP;
@@ -43,7 +43,7 @@ bool synced(int descriptor)
 void syncFolder(const std::string& path)
 {
     const Descriptor folder(openFile(folderOf(path), O_RDONLY | O_DIRECTORY));
-    if (folder.number >= 0) // a folder may be written without being read
+    if (folder.number >= 0) // a folder may be writable but not readable
         fsync(folder.number);
 }
 
@@ -54,7 +54,7 @@ mode_t modeOfNewFiles()
     return 0666 & ~mask;
 }
 
-// A file that disappears unless it is given a name to stay.
+// A file that disappears unless it gets its final name.
 class TemporaryFile {
 public:
     explicit TemporaryFile(std::string pattern) : path(std::move(pattern)), file(mkostemp(path.data(), O_CLOEXEC)) {}
@@ -69,7 +69,7 @@ public:
         return file.number >= 0 && writeAll(file.number, bytes) && fsync(file.number) == 0;
     }
 
-    // Takes the place of a file, and its owner and mode as far as that is allowed.
+    // Replaces a file; keeps its mode, and its owner if permitted.
     bool become(const std::string& target)
     {
         struct stat former = {};
@@ -115,11 +115,11 @@ bool OutputFile::isStandardOutput() const
     return descriptor == STDOUT_FILENO;
 }
 
-// Where links lead, even if nothing is there yet. /dev/stdout and its kind lead to an open file, which may be a log
-// that others write to as well: it is used as it is.
+// Follows links, even to a file that does not exist yet. /dev/stdout and the like lead to an open file, which may be a
+// log shared with others: it is written to as it is.
 void OutputFile::followLinks()
 {
-    constexpr int mostLinks = 40; // as the kernel has it
+    constexpr int mostLinks = 40; // as in the kernel
     std::error_code error;
     for (int links = 0; links < mostLinks; ++links) {
         const fs::path folder = fs::canonical(folderOf(target), error);
@@ -181,7 +181,7 @@ void OutputFile::replace(std::string_view bytes) const
         overwrite(bytes);
 }
 
-// False where the file is to be overwritten.
+// False if the file must be overwritten in place.
 bool OutputFile::replaceInOneStep(std::string_view bytes) const
 {
     struct stat found = {};
@@ -203,7 +203,7 @@ void OutputFile::overwrite(std::string_view bytes) const
     struct stat found = {};
     if (file.number < 0 || fstat(file.number, &found) != 0)
         fail("write", named);
-    // A disk that is full is found to be so while the former contents are still there.
+    // Detects a full disk before the former contents are gone.
     const bool regular = S_ISREG(found.st_mode);
     if (regular && way != Way::append
         && fallocate(file.number, FALLOC_FL_KEEP_SIZE, 0, std::max<off_t>(1, static_cast<off_t>(bytes.size()))) != 0
@@ -217,7 +217,7 @@ void OutputFile::overwrite(std::string_view bytes) const
 
 std::string OutputFile::keepBeside(std::string_view bytes) const
 {
-    const BlockedSignals blocked; // this is the last place where these bytes are
+    const BlockedSignals blocked; // these bytes exist nowhere else now
     if (way == Way::replace) {
         TemporaryFile beside(target + ".XXXXXX");
         if (beside.holds(bytes))

@@ -1,4 +1,4 @@
-// A file that takes a block.
+// A file that receives a block.
 #pragma once
 
 #include <string>
@@ -8,22 +8,22 @@ namespace nelkactl {
 
 class OutputFile {
 public:
-    /// "-" is standard output. Throws FileError where it is clear already that the file could not be written.
+    /// "-" is standard output. Throws FileError if it is already clear that the file cannot be written.
     explicit OutputFile(std::string path);
 
     bool isStandardOutput() const;
 
-    /// As it was named.
+    /// As typed.
     const std::string& name() const { return named; }
 
-    /// Puts `bytes` in place of the contents and on the disk. A regular file is replaced in one step: whoever reads it
-    /// sees the former contents or the new ones. One that cannot be replaced, as it has a second name or its folder is
-    /// not to be written, is overwritten; whatever is no regular file, or lies below /dev or /proc, is written to.
-    /// Throws FileError, Interrupted.
+    /// Replaces the contents by `bytes`, on the disk. A regular file is replaced in one step, so readers see the former
+    /// contents or the new ones. If it has several hard links, or its folder cannot be written, it is overwritten in
+    /// place. Anything but a regular file, and anything below /dev or /proc, is written to. Throws FileError,
+    /// Interrupted.
     void replace(std::string_view bytes) const;
 
-    /// Puts `bytes` into a new file beside it, or in the folder for temporary files where there is no such place.
-    /// Returns its path. Throws FileError.
+    /// Writes `bytes` to a new file beside it or, if that fails, in the folder for temporary files. Returns its path.
+    /// Throws FileError.
     std::string keepBeside(std::string_view bytes) const;
 
 private:

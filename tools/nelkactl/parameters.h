@@ -1,4 +1,4 @@
-// What nelkactl takes: every argument and option, once, with its name, its range and how its text is read.
+// Every argument and option of nelkactl: its name, its range and how its text is read.
 #pragma once
 
 #include <cstdint>
@@ -17,17 +17,17 @@ struct Parameter {
     void (*check)(const std::string& name, const std::string& text); ///< throws UsageError; null for a flag
 
     // Of options:
-    std::string whenAbsent{}; ///< empty where an option is required
+    std::string whenAbsent{}; ///< empty if the option is required
     std::string letter{};     ///< "-p", if it has one
-    bool repeats = false;     ///< whether it may be given any number of times, also none
+    bool repeats = false;     ///< may be given any number of times
 
     bool isFlag() const { return range.empty(); }
 };
 
-/// Arguments and options by their names, as they were typed; the text of a flag is empty.
+/// Arguments and options by name, as typed; the text of a flag is empty.
 using Given = std::map<std::string, std::string>;
 
-/// An identifier as getFPGASOC prints it: a negative one is a large unsigned long.
+/// An identifier as getFPGASOC prints it: negative ones as large unsigned longs.
 struct Soc {
     unsigned long value;
 };
@@ -56,17 +56,17 @@ struct Reader<bool> {
 
 template <>
 struct Reader<Soc> {
-    static std::string range() { return "0 to 4294967295, or a number of getFPGASOC"; }
+    static std::string range() { return "0 to 4294967295, or a number from getFPGASOC"; }
     static Soc read(const std::string& name, const std::string& text);
 };
 
-/// Stands behind each text of an option that repeats; no text on a command line has it.
+/// Follows each text of a repeated option; a command line cannot contain it.
 constexpr char separator = '\0';
 
-/// The texts of an option that repeats, as they stand in a Given.
+/// The texts of a repeated option.
 std::vector<std::string> textsIn(const std::string& joined);
 
-/// A parameter of a type, whose lowest and highest value may be others than the type's.
+/// A parameter of a type, perhaps with narrower bounds.
 template <typename Value, Value... bounds>
 struct Typed : Parameter {
     Typed(const char* name_, const char* meaning_, const char* whenAbsent_ = "", const char* letter_ = "")
@@ -92,7 +92,7 @@ struct Flag : Parameter {
     bool in(const Given& given) const { return given.contains(name); }
 };
 
-/// A text that the range names: "FILE". Required where it has no default.
+/// A text, named by the range: "FILE". Required if it has no default.
 struct Word : Typed<std::string> {
     Word(const char* name_, const char* range_, const char* meaning_, const char* whenAbsent_ = "",
          const char* letter_ = "")
@@ -120,20 +120,20 @@ inline const Word database{"--database", "DBNAME", "the slave's database", "modu
 inline const Flag json{"--json", "write the result as a line of JSON"};
 inline const Flag verbose{"--verbose", "write the library's log to standard error", "-v"};
 inline const Flag quiet{"--quiet", "write nothing to standard error", "-q"};
-inline const Flag trace{"--trace", "write the XML that travels to standard error"};
-inline const Flag help{"--help", "tell about nelkactl, or about an operation", "-h"};
-inline const Flag version{"--version", "write the version"};
+inline const Flag trace{"--trace", "write the XML sent and received to standard error"};
+inline const Flag help{"--help", "print help on nelkactl, or on an operation", "-h"};
+inline const Flag version{"--version", "print the version"};
 
-inline const Word hosts{"--hosts", "FILE", "ask each host that a file names; - is standard input"};
-inline const Typed<unsigned short, 1, 256> jobs{"--jobs", "how many hosts at once", "16", "-j"};
-inline const Typed<int, 1> every{"--every", "milliseconds from round to round"};
-inline const Typed<int, 1> count{"--count", "how many rounds, else until SIGINT"};
-inline const Flag changes{"--changes", "write only what differs from the round before"};
-inline const Typed<int, 0> retry{"--retry", "how often to try again without an answer", "0"};
-inline const Typed<int, 0> retryDelay{"--retry-delay", "milliseconds before that", "500"};
-inline const Flag retryWrites{"--retry-writes", "try again what changes the slave, too"};
+inline const Word hosts{"--hosts", "FILE", "call each host listed in a file; - is standard input"};
+inline const Typed<unsigned short, 1, 256> jobs{"--jobs", "how many hosts in parallel", "16", "-j"};
+inline const Typed<int, 1> every{"--every", "repeat the call; milliseconds per round"};
+inline const Typed<int, 1> count{"--count", "number of rounds; default: until SIGINT"};
+inline const Flag changes{"--changes", "write only results that differ from the last"};
+inline const Typed<int, 0> retry{"--retry", "how often to retry if no answer comes", "0"};
+inline const Typed<int, 0> retryDelay{"--retry-delay", "milliseconds before a retry", "500"};
+inline const Flag retryWrites{"--retry-writes", "retry calls that change the slave, too"};
 
-/// Those by which one command makes many runs.
+/// The options for many runs.
 inline const std::vector<Parameter> ofManyRuns{hosts, jobs, every, count, changes};
 
 inline const std::vector<Parameter> ofEveryOperation{host,  port,  timeout, database,   json,        verbose,
@@ -142,10 +142,10 @@ inline const std::vector<Parameter> ofEveryOperation{host,  port,  timeout, data
 
 // Options of some ---------------------------------------------------------------------------------------------------
 
-inline const Flag yes{"--yes", "required, so that nobody does this by accident"};
+inline const Flag yes{"--yes", "required as a confirmation"};
 
 inline const Typed<std::uint32_t> frecuencia{"--frecuencia", "channel frequency", "0"};
-inline const Typed<std::uint32_t> frecuenciaLogged{"--frecuencia", "frequency, logged and not sent", "0"};
+inline const Typed<std::uint32_t> frecuenciaLogged{"--frecuencia", "frequency, only logged", "0"};
 inline const Typed<std::uint32_t> frecuenciaIntermedia{"--frecuenciaIntermedia", "intermediate frequency", "0"};
 inline const Typed<std::int32_t> parametroSat{"--parametroSat", "passed on", "0"};
 inline const Typed<std::uint16_t> parametroTerr{"--parametroTerr", "passed on", "0"};
@@ -155,15 +155,15 @@ inline const Typed<std::uint16_t> parametroSat3{"--parametroSat3", "passed on", 
 inline const Typed<std::uint16_t> parametroSat4{"--parametroSat4", "passed on", "0"};
 
 inline const Typed<int, 1> interval{"--interval", "milliseconds between polls", "500"};
-inline const Typed<int, 0> retryPoll{retry.name.c_str(), "how often a lost poll is tried again", "3"};
+inline const Typed<int, 0> retryPoll{retry.name.c_str(), "how often a lost poll is repeated", "3"};
 inline const Typed<int, 0> until{"--until", "the status that ends the scan", "100"};
 
 inline const Word input{"--input", "FILE", "the block to send; - is standard input"};
-inline const auto entrada = repeated(Typed<int>{"--entrada", "an input to ask about, else 1"});
+inline const auto entrada = repeated(Typed<int>{"--entrada", "an input to read; default: 1"});
 inline const auto table = repeated(Word{"--table", "QUERY", "rows to read"});
 inline const auto file = repeated(Word{"--file", "RUTA", "a file to read"});
 
-inline const Word output{"--output", "FILE", "takes the block; - is standard output"};
+inline const Word output{"--output", "FILE", "receives the block; - is standard output"};
 
 } // namespace option
 
@@ -173,7 +173,7 @@ namespace argument {
 
 inline const Typed<std::string> query{"QUERY", "the query"};
 inline const Typed<std::string> statement{"QUERY", "the statement"};
-inline const Typed<std::string> table{"TABLE", "the table it is about"};
+inline const Typed<std::string> table{"TABLE", "the table it concerns"};
 inline const Typed<int> entrada{"ENTRADA", "the input"};
 inline const Typed<unsigned short> parametroHora{"N", "passed on"};
 inline const Typed<unsigned short> valor{"VALOR", "the refresh value"};
@@ -187,7 +187,7 @@ inline const Typed<int> idScan{"IDSCAN", "the scan"};
 inline const Typed<Soc> soc{"SOC", "the new identifier"};
 inline const Typed<int> n{"N", "passed on"};
 inline const Typed<std::string> ruta{"RUTA", "the file's path on the slave"};
-inline const Typed<int> borrar{"BORRAR", "1: the slave deletes it"};
+inline const Typed<int> borrar{"BORRAR", "1: delete it on the slave"};
 inline const Typed<int> tipo{"TIPO", "the kind of file"};
 inline const Typed<int> modo{"MODO", "the mode"};
 inline const Typed<int> source{"SOURCE", "passed on"};

@@ -1,4 +1,4 @@
-// How far a scan or a fleet is, on a terminal.
+// Shows the progress of a scan or a fleet on a terminal.
 #pragma once
 
 #include <chrono>
@@ -7,8 +7,8 @@
 
 namespace nelkactl {
 
-/// One line on standard error, if that is a terminal, as wide as this is. The cursor stays at its start, so that
-/// whatever else is written takes its place.
+/// One line on standard error, if that is a terminal, as wide as the terminal. The cursor stays at its start, so that
+/// other output overwrites it.
 class ProgressBar {
 public:
     explicit ProgressBar(bool wanted);
@@ -16,7 +16,7 @@ public:
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
 
-    /// The words stand for "STATUS of UNTIL".
+    /// The words replace "STATUS of UNTIL".
     void show(int status, int until, const std::string& words = "");
 
 private:
@@ -27,7 +27,7 @@ private:
     };
 
     const bool shown;
-    std::optional<Seen> first; ///< what the speed is measured from
+    std::optional<Seen> first; ///< the start of the speed measurement
 };
 
 } // namespace nelkactl

@@ -12,7 +12,7 @@ namespace nelkactl {
 
 namespace {
 
-// A slave may answer with any code; xmlrpc-c marks such an answer in words only.
+// A slave's fault response may have any code; xmlrpc-c marks it only by this text.
 constexpr std::string_view faultResponse = "RPC failed at server.";
 
 bool isConnectionRefused(const addrinfo& address)
@@ -27,7 +27,7 @@ bool isConnectionRefused(const addrinfo& address)
     return error == ECONNREFUSED;
 }
 
-// libcurl says the same whether nobody listens or no way leads there: a second look tells.
+// libcurl reports a closed port and an unreachable host alike, so this tries to connect again.
 std::string reasonOfNoConnection(std::string_view text, const Options& options)
 {
     const std::string port = std::to_string(options.port);
@@ -58,7 +58,7 @@ std::string reasonOfTransport(std::string_view text, const Options& options)
     if (says("Recv failure") || says("Send failure") || says("Empty reply") || says("transfer closed"))
         return "the connection was cut";
     if (says("HTTP response code"))
-        return "what answers there is no slave";
+        return "something other than a slave answers there";
     return "the transport failed";
 }
 
@@ -68,10 +68,10 @@ std::string wordsOf(const xmlrpc_env& env, const Options& options)
     case XMLRPC_NETWORK_ERROR:
         return reasonOfTransport(env.fault_string, options);
     case XMLRPC_PARSE_ERROR:
-        return "the reply is no XML-RPC";
+        return "the reply is not XML-RPC";
     case XMLRPC_TYPE_ERROR:
     case XMLRPC_INDEX_ERROR:
-        return "the reply has not the shape of " + options.operation;
+        return "the reply does not have the shape of " + options.operation;
     case XMLRPC_LIMIT_EXCEEDED_ERROR:
         return "the reply is larger than 1 MiB";
     case XMLRPC_INVALID_UTF8_ERROR:

@@ -1,4 +1,4 @@
-// Why a call brought no usable answer: in a technician's words first, in the library's own after.
+// Why a call brought no usable answer: in plain words, then in the library's.
 #pragma once
 
 #include <string>
@@ -9,10 +9,10 @@
 
 namespace nelkactl {
 
-/// Whether the fault is one that the slave answered with, and none that xmlrpc-c met.
+/// Whether the fault is the slave's fault response rather than one from xmlrpc-c.
 bool isFaultResponse(const xmlrpc_env& env);
 
-/// The reason of a fault that a call met.
+/// The reason of a failed call.
 std::string reasonOf(const xmlrpc_env& env, const Options& options);
 
 } // namespace nelkactl

@@ -39,7 +39,7 @@ void writeLine(const std::vector<std::pair<std::string, std::string>>& fields, s
     std::string head = object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
     std::rewind(line);
     if (!fields.empty()) {
-        head.back() = ','; // the line's own fields follow
+        head.back() = ','; // the line's fields follow
         std::fgetc(line);
     } else {
         head.clear();

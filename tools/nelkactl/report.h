@@ -1,4 +1,4 @@
-// What is written of many results.
+// Writes many results.
 #pragma once
 
 #include <chrono>
@@ -13,16 +13,16 @@
 
 namespace nelkactl {
 
-/// As RFC 3339 has it: UTC, to the millisecond.
+/// RFC 3339: UTC, to the millisecond.
 std::string timestamp(std::chrono::system_clock::time_point time);
 
-/// HOST:PORT, an IPv6 address in brackets.
+/// HOST:PORT, with an IPv6 address in brackets.
 std::string address(const Host& host);
 
-/// Writes a result line, with fields put in front of its own.
+/// Writes a result line, preceded by further fields.
 void writeLine(const std::vector<std::pair<std::string, std::string>>& fields, std::FILE* line);
 
-/// Results as rows below a row of names, in the order of the hosts.
+/// Writes a table: a row of names, then the results in the order of the hosts.
 std::string table(const std::vector<Host>& hosts, const std::map<std::size_t, Summary>& results);
 
 /// "198 done, 1 timed out, 1 refused, 3.4 s"

@@ -6,7 +6,7 @@ namespace nelkactl {
 
 namespace {
 
-// The characters that end a cell or a row, and the one that stands for the others.
+// The characters that end a cell or a row, and the escape character.
 std::string escaped(const std::string& cell)
 {
     std::string text;

@@ -1,4 +1,4 @@
-// What a run has to say: its result as a line for scripts, as readable lines, or as one line of words.
+// The result of a run: as a JSON line, as readable lines, or as one line of words.
 #pragma once
 
 #include <string>
@@ -13,21 +13,21 @@ using Json = nlohmann::ordered_json;
 
 struct Result {
     std::string operation;   ///< empty if none was named
-    std::string host;        ///< empty if many were asked
-    unsigned short port = 0; ///< 0 where none could be read
+    std::string host;        ///< empty for many hosts
+    unsigned short port = 0; ///< 0 if it could not be read
     Ending ending;
-    int tries = 1;           ///< the last of which is told about
+    int tries = 1;           ///< the result is that of the last
     double milliseconds = 0; ///< how long the call took
     Json outputs = Json::object();
 };
 
-/// One JSON object on one line, its end included. `ending` agrees with the exit status.
+/// One JSON object on one line, with its line end. `ending` agrees with the exit status.
 std::string resultLine(const Result& result);
 
-/// A line for each output; a table as rows.
+/// One line per output; a table as rows.
 std::string readable(const Json& outputs);
 
-/// "OPERATION at HOST port PORT: timed out: no answer within 5000 ms", without its end and any control character.
+/// "OPERATION at HOST port PORT: timed out: no answer within 5000 ms", without line end or control characters.
 std::string inWords(const Result& result);
 
 } // namespace nelkactl

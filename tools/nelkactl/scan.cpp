@@ -11,7 +11,7 @@ namespace nelkactl {
 
 namespace {
 
-// Makes a call that changes nothing, and again where no answer to it comes.
+// Makes a call that changes nothing, and repeats it if no answer comes.
 template <typename Ask>
 void persist(Call& call, const Ask& ask)
 {
@@ -24,7 +24,7 @@ void persist(Call& call, const Ask& ask)
     }
 }
 
-// Returns whether the slave has done with the scan, or never began it.
+// Returns whether the slave has ended the scan, or never began it.
 bool follow(Call& call)
 {
     nelka::XmlrpcClient& client = call.client;
@@ -60,7 +60,7 @@ bool follow(Call& call)
     return true;
 }
 
-// Tells the slave that nobody waits for the scan any more; what came of that is part of the reason.
+// Cancels the scan on the slave; the reason says whether that worked.
 Ending cancelled(Call& call, Ending ending)
 {
     interruption::forget();

@@ -5,7 +5,7 @@
 
 namespace nelkactl {
 
-/// Outputs `idScan`, `status` and `report`. Whatever ends the scan before its time, it is cancelled on the slave.
+/// Outputs `idScan`, `status` and `report`. A scan that ends early is cancelled on the slave.
 void scan(Call& call);
 
 } // namespace nelkactl

@@ -30,7 +30,7 @@ void watch()
     for (const int signal : endingSignals) {
         struct sigaction former = {};
         sigaction(signal, nullptr, &former);
-        // A run that is to survive its terminal was started with SIGHUP ignored.
+        // A run started by nohup ignores SIGHUP, and must survive its terminal.
         if (signal != SIGHUP || former.sa_handler != SIG_IGN)
             sigaction(signal, &action, nullptr);
     }

@@ -1,17 +1,17 @@
-// What a run that only waits for other processes has to notice: that one of them ended, or that it shall end itself.
+// The signals of a run that waits for other processes: one has ended, or it must end itself.
 #pragma once
 
 #include <chrono>
 
 namespace nelkactl::signals {
 
-/// From here on SIGINT, SIGTERM and SIGHUP are noticed; a second one of a kind ends the program as if nobody watched.
+/// Watches SIGINT, SIGTERM and SIGHUP; a second signal of a kind kills the program.
 void watch();
 
-/// The first of them that came, 0 while none has.
+/// The first that came, or 0.
 int received();
 
-/// Waits that long, or until one of them comes or a child ends. One that came since the last wait() counts.
+/// Waits, but no longer than until a signal comes or a child ends; one since the last wait() counts.
 void wait(std::chrono::milliseconds time);
 
 /// In a child: signals do what they do by default, also those that came while they were blocked.

@@ -14,7 +14,7 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t longestValue = 200; // bytes
 
-// On one line, cut where a character begins.
+// On one line, cut between characters.
 std::string shortened(std::string text)
 {
     for (char& c : text)
@@ -37,7 +37,7 @@ std::optional<Kind> kindNamed(std::string_view name)
     return {};
 }
 
-// Takes a line apart as it is read, so that a large one needs no more memory than its longest text.
+// Parses a line while reading it, so that it needs no more memory than its longest text.
 class Reader : public nlohmann::json_sax<Json> {
 public:
     explicit Reader(Summary& result) : summary(result) {}
@@ -90,7 +90,7 @@ private:
             summary.reason = shortened(text);
         } else if (field == "ms") {
             summary.milliseconds = text;
-            outputsBegan = true; // they are what follows
+            outputsBegan = true; // they follow `ms`
         } else if (field != "tries") {
             mix(field);
             mix(text);
@@ -111,7 +111,7 @@ private:
         return true;
     }
 
-    // Of a list the number of its elements is kept.
+    // A list is kept as the number of its elements.
     bool close()
     {
         --depth;
@@ -123,7 +123,7 @@ private:
         return true;
     }
 
-    // FNV-1a; a zero tells where a text ends.
+    // FNV-1a; a zero ends each text.
     void mix(std::string_view text)
     {
         for (const char c : text)

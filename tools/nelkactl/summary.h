@@ -1,4 +1,4 @@
-// What is kept of a result line, however long it is.
+// A summary of a result line of any length.
 #pragma once
 
 #include <cstdint>
@@ -15,11 +15,11 @@ struct Summary {
     Kind kind = Kind::faulted;
     std::string reason;
     std::string milliseconds;
-    std::vector<std::pair<std::string, std::string>> outputs; ///< names and values, long ones shortened
+    std::vector<std::pair<std::string, std::string>> outputs; ///< names and values, shortened if long
     std::uint64_t digest = 14695981039346656037U;             ///< of ending, fault and outputs
 };
 
-/// Reads the whole of a file. False unless it holds one result line and nothing else.
+/// Reads a file. False unless it holds exactly one result line.
 bool summarise(std::FILE* file, Summary& summary);
 
 } // namespace nelkactl

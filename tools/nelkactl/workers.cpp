@@ -50,7 +50,7 @@ std::vector<char*> pointers(std::vector<std::string>& texts)
     return all;
 }
 
-// In the child. It ends with its parent, and a terminal's keys are for the parent alone, which passes them on once.
+// In the child. It dies with its parent, and Ctrl-C reaches only the parent, which passes it on once.
 [[noreturn]] void become(std::vector<std::string>& words, int output, pid_t parent)
 {
     setpgid(0, 0);
@@ -76,7 +76,7 @@ bool Workers::start(std::size_t job, std::vector<std::string> words)
 {
     Run run{job, std::chrono::system_clock::now(), std::chrono::steady_clock::now(), Spool()};
     const pid_t parent = getpid();
-    const BlockedSignals blocked; // until the child has forgotten what its parent does with them
+    const BlockedSignals blocked; // until the child has reset its handlers
     const pid_t child = fork();
     if (child == 0)
         become(words, fileno(run.output.file()), parent);
@@ -95,7 +95,7 @@ std::optional<Workers::Ended> Workers::ended()
     while ((child = waitpid(-1, &status, WNOHANG)) > 0) {
         const auto found = runs.find(child);
         if (found == runs.end())
-            continue; // who started this program may have left it a child
+            continue; // a child inherited through exec()
         Run& run = found->second;
         const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - run.start;
         Ended one{run.job, run.asked, time.count(), status, std::move(run.output)};

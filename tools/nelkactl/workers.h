@@ -1,4 +1,4 @@
-// Runs of this program, each in a process of its own: one remote operation at a time is what a process can do.
+// Runs of this program in separate processes, because a process can make only one call at a time.
 #pragma once
 
 #include <chrono>
@@ -13,8 +13,7 @@
 
 namespace nelkactl {
 
-/// A file without a name, which goes with the object. What a run writes waits there until it is whole, so that this
-/// process holds none of it.
+/// An unnamed temporary file. It buffers the output of a run until that is complete, so that this process need not.
 class Spool {
 public:
     Spool(); ///< throws FileError
@@ -34,23 +33,23 @@ public:
         std::size_t job;
         std::chrono::system_clock::time_point asked;
         double milliseconds;
-        int status; ///< as waitpid() has it
+        int status; ///< as from waitpid()
         Spool output;
     };
 
     explicit Workers(std::size_t mostAtOnce) : most(mostAtOnce) {}
-    ~Workers(); ///< kills those that run
+    ~Workers(); ///< kills the running ones
     Workers(const Workers&) = delete;
     Workers& operator=(const Workers&) = delete;
 
     std::size_t running() const { return runs.size(); }
     bool full() const { return runs.size() == most; }
 
-    /// Starts this program with other words. False while the system allows no further process; throws
-    /// std::system_error when it allows none at all.
+    /// Starts this program with other arguments. False while the system allows no more processes; throws
+    /// std::system_error if it allows none.
     bool start(std::size_t job, std::vector<std::string> words);
 
-    /// One that has ended since, if there is one.
+    /// One that has ended, if any.
     std::optional<Ended> ended();
 
     void signal(int number) const;

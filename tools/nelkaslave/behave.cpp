@@ -17,7 +17,7 @@ using std::chrono::milliseconds;
 
 // In -----------------------------------------------------------------------------------------------------------
 
-// Text as it is, or as {"base64": ...} where it is no UTF-8.
+// The text, or {"base64": ...} if it is not UTF-8.
 std::string bytesAt(const Place& place)
 {
     const Json value = valueAt(place);
@@ -42,7 +42,7 @@ HttpAnswer httpAt(const Place& place)
     return {static_cast<int>(status), place["type"].string(), bytesAt(place["body"])};
 }
 
-// A member of a behaviour; false if `key` is none.
+// Reads a member of a behaviour; false if `key` is unknown.
 bool takeMember(const std::string& key, const Place& here, Behaviour& behaviour)
 {
     if (key == "delay_ms") {
@@ -104,9 +104,10 @@ Told toldAt(const Place& place, bool isLine)
             named = true;
         } else {
             here.require(takeMember(key, here, told.recorded.behaviour),
-                         isLine ? "is none of time, procedure, request, params, delay_ms, status, fault, reply, http, "
-                                  "unanswered and then"
-                                : "is none of params, delay_ms, status, fault, reply, http, unanswered and then");
+                         isLine
+                             ? "is not one of time, procedure, request, params, delay_ms, status, fault, reply, http, "
+                               "unanswered and then"
+                             : "is not one of params, delay_ms, status, fault, reply, http, unanswered and then");
         }
     }
     place.require(named, "must have a procedure");
@@ -116,7 +117,7 @@ Told toldAt(const Place& place, bool isLine)
     return told;
 }
 
-// A file has a first line that names a call, or one object of procedures.
+// A file is either lines of calls, told by its first line, or one object of procedures.
 bool hasLines(std::string_view text)
 {
     const auto skipBlanks = [&] { text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size())); };
@@ -131,7 +132,7 @@ bool hasLines(std::string_view text)
 template <typename Take>
 void eachLine(const std::string& file, std::string_view text, Take take)
 {
-    // After a loss of power a file may end in what was never written.
+    // After a power failure a file may end in zeros.
     text = text.substr(0, text.find_last_not_of('\0') + 1);
     for (std::size_t number = 1; !text.empty(); ++number) {
         const std::size_t end = text.find('\n');
@@ -145,7 +146,8 @@ void eachLine(const std::string& file, std::string_view text, Take take)
         } catch (const MalformedFile&) {
             if (end != std::string_view::npos)
                 throw;
-            std::fprintf(stderr, "nelkaslave: %s:%zu: the line is cut off, and left out\n", file.c_str(), number);
+            std::fprintf(stderr, "nelkaslave: %s:%zu: the last line is incomplete and was skipped\n", file.c_str(),
+                         number);
             return;
         }
         take(Place(*document));
@@ -171,7 +173,7 @@ void tell(Script& script, Told told, const Place& place)
         place.require(false, std::string("cannot be sent: ") + fault.what());
     }
     place.require(script.add(call, told.recorded.anyParams, std::move(behaviour), told.last),
-                  "follows the one after which the procedure is simulated");
+                  "follows one with \"then\": \"simulate\"");
 }
 
 void tellFromObject(Script& script, const std::string& file, const std::string& text)
@@ -200,7 +202,7 @@ Json readable(const std::string& bytes)
 {
     try {
         Json text = bytes;
-        text.dump(); // throws for what is no UTF-8
+        text.dump(); // throws for invalid UTF-8
         return text;
     } catch (const Json::exception&) {
         return {{"base64", toBase64(bytes)}};
@@ -285,7 +287,7 @@ std::vector<Recorded> readRecording(const std::string& file)
     eachLine(file, readText(file), [&](const Place& place) {
         Told told = toldAt(place, true);
         const Behaviour& behaviour = told.recorded.behaviour;
-        place.require(!behaviour.status && !told.last, "says what only the simulated slave does");
+        place.require(!behaviour.status && !told.last, "is for the simulated slave only");
         place.require(behaviour.answer || behaviour.http || behaviour.unanswered,
                       "must have one of reply, fault, http and unanswered");
         all.push_back(std::move(told.recorded));

@@ -1,4 +1,4 @@
-// What becomes of the calls of a procedure: told in a file, or recorded from a real module.
+// How calls of a procedure are answered: as a file says, or as a real module did.
 #pragma once
 
 #include <chrono>
@@ -12,20 +12,20 @@
 
 namespace nelkaslave {
 
-/// An answer of HTTP that is no answer of XML-RPC.
+/// An HTTP answer that is not XML-RPC.
 struct HttpAnswer {
     int status = 0;
     std::string type;
     std::string body;
 };
 
-/// What becomes of a call: at most one of status, answer and http.
+/// How a call is answered: at most one of status, answer and http.
 struct Behaviour {
     std::chrono::milliseconds delay{0};
-    std::optional<int> status; ///< in place of the simulation's
+    std::optional<int> status; ///< instead of the simulation's
     std::optional<Answer> answer;
     std::optional<HttpAnswer> http;
-    bool unanswered = false; ///< the real module did not answer; with no answer to give in its place, there is silence
+    bool unanswered = false; ///< the real module did not answer; without another answer, stay silent
 };
 
 /// A line of a recording.
@@ -37,29 +37,29 @@ struct Recorded {
     Behaviour behaviour;
 };
 
-/// A request that is no call of XML-RPC, as a call without a name.
+/// A request that is not an XML-RPC call, as a call without a name.
 Call strangeCall(const std::string& request);
 
-/// What a caller gets where the real module did not answer, and where a recording has no answer.
+/// What a caller gets if the real module does not answer, or a recording has no answer.
 Answer noAnswer(int code, const std::string& reason);
 Answer afterSilence();
 
-/// The behaviours of all procedures, in the order in which they are used.
+/// The behaviours of all procedures, in the order of their use.
 class Script {
 public:
     enum class Ends {
-        withTheLast, ///< which stays
-        never,       ///< round and round
+        withTheLast, ///< which is repeated
+        never,       ///< starts over
         once         ///< each is used once
     };
 
     explicit Script(Ends how = Ends::withTheLast) : ends(how) {}
 
-    /// Behaviours without parameters are those of any; where nothing stays, those with parameters also serve calls that
-    /// have none of their own. False if an earlier one was the last of its sequence. After the last, nothing is said.
+    /// A behaviour without parameters matches any call. Unless the last one is repeated, those with parameters also
+    /// serve calls whose parameters have none. False if an earlier one ended its sequence.
     bool add(const Call& call, bool anyParams, Behaviour behaviour, bool last = false);
 
-    /// What becomes of this call; null if nothing was said.
+    /// How to answer this call; null to simulate it.
     const Behaviour* next(const Call& call);
 
     bool mentions(const std::string& procedure) const { return sequences.contains(procedure); }
@@ -88,15 +88,15 @@ private:
     std::map<std::string, Sequences> sequences;
 };
 
-/// Behaviours for the simulated slave, from a file of one object or of lines. Throws MalformedFile, also for a
-/// procedure that there is not, and std::system_error for a file that cannot be read.
+/// Behaviours for the simulated slave, from a file of one object or of lines. Throws MalformedFile, even for an unknown
+/// procedure, and std::system_error for a file that cannot be read.
 Script readBehaviours(const std::string& file);
 
-/// A recording. A last line that was cut off is left out, with a warning on standard error. Throws as
-/// readBehaviours() does, but knows every procedure.
+/// A recording. An incomplete last line is skipped, with a warning on standard error. Throws as readBehaviours() does,
+/// but accepts any procedure.
 std::vector<Recorded> readRecording(const std::string& file);
 
-/// A line of a recording, with its end.
+/// A line of a recording, with its line end.
 std::string lineOf(const Recorded& recorded);
 
 } // namespace nelkaslave

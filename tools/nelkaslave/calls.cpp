@@ -25,7 +25,7 @@ std::string milliseconds(Clock::duration duration)
     return text;
 }
 
-// In short rests, so that the slave's end does not wait for it.
+// Sleeps in short steps, so that the slave can end meanwhile.
 void rest(std::chrono::milliseconds duration)
 {
     const auto end = std::chrono::steady_clock::now() + duration;

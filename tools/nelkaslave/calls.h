@@ -1,4 +1,4 @@
-// From a call on the wire to a procedure and back.
+// Connects calls on the wire with procedures.
 #pragma once
 
 #include <vector>
@@ -10,15 +10,14 @@
 
 namespace nelkaslave {
 
-/// Answers the calls of a slave's procedures, with whatever misbehaviour was asked for, and writes a line to standard
-/// error for each.
+/// Answers the calls of a slave's procedures, misbehaves as told, and writes a line per call to standard error.
 class Calls {
 public:
     Calls(Slave& slave, Script script);
     Calls(const Calls&) = delete;
     Calls& operator=(const Calls&) = delete;
 
-    /// Adds every procedure to a server, which refers to this object from then on.
+    /// Adds every procedure to a server, which keeps a reference to this object.
     void publish(nelka::XmlrpcServer& server);
 
 private:

@@ -1,4 +1,4 @@
-// Between XML-RPC's values as xmlrpc-c holds them and as a recording writes them.
+// Converts values between xmlrpc-c and recordings.
 #pragma once
 
 #include "messages.h"
@@ -6,10 +6,10 @@
 
 namespace nelkaslave {
 
-/// Throws Fault for what xmlrpc-c cannot send.
+/// Throws Fault for a value that xmlrpc-c cannot send.
 Value toValue(const Json& value);
 
-/// The parameters of a call; null where a recording could not hold them.
+/// The parameters of a call; null if a recording cannot hold them.
 Json fromParameters(xmlrpc_value* parameters);
 
 } // namespace nelkaslave

@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds longestQuery{10};
 constexpr std::size_t largestTable = 32U << 20U;
-constexpr std::size_t costOfCell = 256; // of an XML-RPC value in memory, whatever it holds
+constexpr std::size_t costOfCell = 256; // memory of an XML-RPC value without its content
 constexpr int longestWaitForOthers = 1000;
 
 [[noreturn]] void throwDatabaseError(sqlite3* database)
@@ -64,7 +64,7 @@ void run(const Connection& connection, const std::string& script)
         throwDatabaseError(connection.get());
 }
 
-// An acknowledged write is on the disk, and so is the end of its journal, which would undo it.
+// An acknowledged write is on the disk, and so is the removal of its journal, which would undo it.
 Connection openToWrite(const std::filesystem::path& file, int flags = 0)
 {
     Connection connection = open(file, flags);
@@ -105,7 +105,7 @@ bool step(const Connection& connection, const Statement& statement)
     return result == SQLITE_ROW;
 }
 
-// Interrupts a statement that takes too long, or that stands in the way of the slave's end.
+// Interrupts a statement that takes too long, or that delays the slave's end.
 class Deadline {
 public:
     explicit Deadline(const Connection& connection) { sqlite3_progress_handler(connection.get(), 1000, passed, this); }
@@ -116,7 +116,7 @@ private:
     const Clock::time_point end = Clock::now() + longestQuery;
 };
 
-// What a statement may do. None may leave the database it was given, its transaction or its settings.
+// What a statement may do. None may change to another database, end its transaction or change settings.
 
 int allowReading(void*, int action, const char* first, const char*, const char*, const char*)
 {
@@ -150,7 +150,7 @@ int allowChanging(void* context, int action, const char* first, const char* seco
     case SQLITE_SAVEPOINT:
     case SQLITE_PRAGMA:
         return SQLITE_DENY;
-    case SQLITE_REINDEX: // which names the index alone
+    case SQLITE_REINDEX: // which names only the index
         return change.makesIndex ? SQLITE_OK : SQLITE_DENY;
     case SQLITE_INSERT:
     case SQLITE_UPDATE:
@@ -174,7 +174,7 @@ int allowChanging(void* context, int action, const char* first, const char* seco
     default:
         return SQLITE_OK;
     }
-    // A trigger goes where it was made to go, and SQLite's own tables follow from the statement.
+    // A trigger may write to any table, and SQLite's internal tables follow from the statement.
     const bool meant = trigger || std::string_view(changed).starts_with("sqlite_")
                        || sqlite3_stricmp(changed, change.table.c_str()) == 0;
     return meant ? SQLITE_OK : SQLITE_DENY;
@@ -263,7 +263,7 @@ int Databases::execute(const std::string& database, const std::string& table, co
 
     sqlite3_set_authorizer(connection.get(), nullptr, nullptr);
     if (writes) {
-        // The count stands in the database's own header, where it shares the transaction and no query reaches it.
+        // The count is kept in the database header, where it is part of the transaction and out of reach of queries.
         const int count = userVersion(connection);
         const int next = count == std::numeric_limits<int>::max() ? 0 : count + 1;
         run(connection, "PRAGMA user_version = " + std::to_string(next));
@@ -281,7 +281,7 @@ std::filesystem::path Databases::file(const std::string& database) const
 {
     const std::string_view allowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-";
     if (database.empty() || database.size() > 64 || database.find_first_not_of(allowed) != std::string::npos)
-        throw Refusal(badArgument, "no name of a database: " + database);
+        throw Refusal(badArgument, "not a database name: " + database);
     std::filesystem::path path = folder / (database + ".db");
     if (!std::filesystem::is_regular_file(std::filesystem::symlink_status(path)))
         throw Refusal(notFound, "no database " + database);

@@ -8,21 +8,20 @@
 
 namespace nelkaslave {
 
-/// SQLite databases in a folder, DATABASE.db each. Every call refuses a name that is none with `badArgument`, a
-/// database that is not there with `notFound`, what the disk is to blame for with `storageError`, and whatever else
-/// SQLite objects to with `databaseError`.
+/// SQLite databases DATABASE.db in a folder. Every call refuses an invalid name with `badArgument`, a missing database
+/// with `notFound`, an error of the disk with `storageError`, and any other error of SQLite with `databaseError`.
 class Databases {
 public:
     explicit Databases(std::filesystem::path where) : folder(std::move(where)) {}
 
-    /// The rows of one statement that only reads, under a row of column names.
+    /// A row of column names, then the rows of one statement that only reads.
     Value table(const std::string& database, const std::string& query) const;
 
-    /// Runs one statement that changes no table but the one named, as a whole or not at all. Returns the number of
-    /// rows it changed.
+    /// Runs one statement, completely or not at all, that changes no table but the one named. Returns the number of
+    /// rows changed.
     int execute(const std::string& database, const std::string& table, const std::string& query) const;
 
-    /// How many statements that write have been executed since the database was made.
+    /// How many writing statements have been executed since the database was created.
     int changes(const std::string& database) const;
 
 private:
@@ -31,7 +30,7 @@ private:
     std::filesystem::path folder;
 };
 
-/// Makes the database `file` by running `script`.
+/// Creates the database `file` by running `script`.
 void makeDatabase(const std::filesystem::path& file, const std::string& script);
 
 } // namespace nelkaslave

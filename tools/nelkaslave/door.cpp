@@ -78,7 +78,7 @@ bool Caller::waits(milliseconds duration) const
             continue;
         if (hungUp())
             return false;
-        watched.fd = -1; // it sends more than a request, and would be readable for ever
+        watched.fd = -1; // it sends more than a request and would stay readable
     }
     return false;
 }
@@ -93,8 +93,8 @@ Door::Door(int port, Handler answer) : listening(listeningOn(port)), handler(std
     abyss_bool added = false;
     ServerAddHandler3(&server, &description, &added);
     if (!added)
-        throw std::runtime_error("cannot set the server up");
-    std::signal(SIGPIPE, SIG_IGN); // a caller that is gone is a write that fails
+        throw std::runtime_error("cannot set up the server");
+    std::signal(SIGPIPE, SIG_IGN); // writing to a caller that has gone fails instead
 }
 
 Door::~Door()
@@ -117,7 +117,7 @@ void Door::serve()
         return;
     const Descriptor accepted(accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC));
     if (!accepted) {
-        poll(nullptr, 0, 100); // for want of descriptors it would be asked again at once
+        poll(nullptr, 0, 100); // out of descriptors, it would spin
         return;
     }
     connection = accepted.get();

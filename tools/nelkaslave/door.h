@@ -1,4 +1,4 @@
-// HTTP as it comes: the end that a master sees of a recorder and of a recording played back.
+// Plain HTTP: the master's side of a recorder or of a replay.
 #pragma once
 
 #include <chrono>
@@ -17,24 +17,24 @@ class Caller {
 public:
     explicit Caller(int connected) : connection(connected) {}
 
-    /// To be watched for being readable, which a hang-up is too.
+    /// To poll for reading, which reports a hang-up too.
     int descriptor() const { return connection; }
     bool hungUp() const;
 
-    /// False if the caller hung up meanwhile, or the slave ends.
+    /// False if the caller has hung up or the slave ends.
     bool waits(std::chrono::milliseconds duration) const;
 
 private:
     int connection;
 };
 
-/// Answers requests at /RPC2, one after another. nelka::XmlrpcServer would take each request and each reply apart and
-/// put it together again, which changes doubles, line ends and whatever is no XML-RPC.
+/// Answers requests at /RPC2, one after another. nelka::XmlrpcServer would parse and rewrite each request and reply,
+/// which changes doubles and line ends and loses whatever is not XML-RPC.
 class Door {
 public:
     using Handler = std::function<HttpAnswer(const std::string& request, const Caller& caller)>;
 
-    /// Listens on a port, 0 being a free one, of all IPv4 addresses. Throws std::system_error if it cannot.
+    /// Listens on a port, or on a free one for 0, of all IPv4 addresses. Throws std::system_error.
     Door(int port, Handler answer);
     ~Door();
     Door(const Door&) = delete;
@@ -42,7 +42,7 @@ public:
 
     int port() const;
 
-    /// Waits for one connection and serves it, or returns when a signal arrives.
+    /// Waits for one connection and serves it, or returns on a signal.
     void serve();
 
 private:

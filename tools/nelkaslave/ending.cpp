@@ -11,8 +11,8 @@ namespace {
 
 volatile std::sig_atomic_t asked = 0;
 
-// A signal that lands between a look at the flag and the wait that follows would be forgotten by that wait. It starts a
-// clock that interrupts every wait from then on, again and again, until the process has ended.
+// A wait would miss a signal that lands between the check of the flag and the wait. So the signal starts a timer that
+// keeps interrupting waits until the process has ended.
 void ask(int)
 {
     asked = 1;
@@ -42,7 +42,7 @@ void endOnSignals()
     if (inherited.sa_handler != SIG_IGN)
         handle(SIGHUP, ask);
 
-    // A parent may have handed them down blocked.
+    // The parent may have blocked them.
     sigset_t signals;
     sigemptyset(&signals);
     for (const int signal : {SIGALRM, SIGTERM, SIGINT, SIGHUP})

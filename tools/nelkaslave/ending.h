@@ -3,11 +3,10 @@
 
 namespace nelkaslave {
 
-/// From here on SIGTERM, SIGINT and SIGHUP (unless it was ignored, as nohup does) ask the process to end, at whatever
-/// moment they come.
+/// From here on SIGTERM, SIGINT and SIGHUP (unless ignored, as under nohup) end the process, whenever they come.
 void endOnSignals();
 
-/// Whether one has come. Whatever takes long asks from time to time.
+/// Whether one has come. Anything that takes long must check from time to time.
 bool ending();
 
 } // namespace nelkaslave

@@ -28,7 +28,7 @@ std::vector<std::string> steps(const std::string& path)
             names.push_back(name);
     }
     if (names.empty() || path.ends_with('/') || path.find('\0') != std::string::npos)
-        throw Refusal(badArgument, "no name of a file: " + path);
+        throw Refusal(badArgument, "not a file name: " + path);
     return names;
 }
 
@@ -37,16 +37,16 @@ std::vector<std::string> steps(const std::string& path)
     switch (errno) {
     case ENOENT:
     case ENOTDIR:
-    case ELOOP: // a link, which is as good as not there
+    case ELOOP: // a link, which counts as missing
         throw Refusal(notFound, "no such file: " + path);
     case ENAMETOOLONG:
-        throw Refusal(badArgument, "too long a name: " + path);
+        throw Refusal(badArgument, "name too long: " + path);
     default:
         failed(path);
     }
 }
 
-// A file, and the folder that holds it, reached a name at a time so that no link is followed.
+// A file and its folder, opened name by name so that no link is followed.
 struct Found {
     Descriptor folder;
     std::string name;
@@ -65,7 +65,7 @@ Found find(const std::filesystem::path& root, const std::string& path)
         if (!found.folder)
             notOpened(path);
     }
-    // Without waiting for whoever writes to it, if it is a pipe.
+    // O_NONBLOCK, because opening a pipe would wait for a writer.
     found.file =
         Descriptor(openat(found.folder.get(), found.name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (!found.file)

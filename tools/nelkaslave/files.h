@@ -1,4 +1,4 @@
-// The files that a master fetches and deletes, and the tables that it writes and reads.
+// The files and tables that a master reads and writes.
 #pragma once
 
 #include <filesystem>
@@ -6,7 +6,7 @@
 
 namespace nelkaslave {
 
-/// A tree of files, named by paths that no ".." and no link leads out of.
+/// A tree of files; no ".." and no link leads out of it.
 class Files {
 public:
     explicit Files(std::filesystem::path folder) : root(std::move(folder)) {}

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t deepestNesting = 128; // twice what xmlrpc-c reads
 
-// Where the parser is: the line of the last character that it took.
+// The line of the last character that the parser has read.
 struct Progress {
     std::size_t line;
     bool lineEnded = false;
@@ -26,7 +26,7 @@ struct Progress {
     }
 };
 
-// The characters of a text, which tell how far they have been taken.
+// The characters of a text, counting the lines read.
 struct Followed {
     using iterator_category = std::input_iterator_tag;
     using value_type = char;
@@ -47,8 +47,8 @@ struct Followed {
     bool operator==(const Followed& other) const { return at == other.at; }
 };
 
-// Builds a document. The JSON library's own builder takes the last of equal keys, makes an inexact number of an integer
-// that is too large, and forgets the lines.
+// Builds a document. The JSON library's builder accepts repeated keys, rounds integers that are too large, and loses
+// the lines.
 class Builder {
 public:
     Builder(Document& target, std::string_view source, std::size_t first, const Progress& where)
@@ -83,7 +83,7 @@ public:
 
     bool parse_error(std::size_t position, const std::string&, const Json::exception& error)
     {
-        // The parser counts characters from 1, to the last it read or to the end.
+        // The parser counts characters from 1, up to the last one read.
         const std::string_view before = text.substr(0, std::min(position, text.size() + 1) - (position > 0 ? 1 : 0));
         const auto line = firstLine + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
         const std::size_t column = before.size() - (before.rfind('\n') + 1) + 1;

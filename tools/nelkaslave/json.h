@@ -1,4 +1,4 @@
-// Files in JSON, and where in them something is wrong.
+// JSON files, with the lines of their values.
 #pragma once
 
 #include <cstdint>
@@ -13,13 +13,13 @@ namespace nelkaslave {
 
 using Json = nlohmann::json;
 
-/// What is wrong with a file, and where in it.
+/// An error in a file, and its place.
 class MalformedFile : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// On which line of a file a value begins, and the values in it, by their keys or indices.
+/// The line on which a value begins, and those of its members or elements.
 struct Lines {
     std::size_t line = 0;
     std::map<std::string, Lines> inner;
@@ -31,7 +31,7 @@ struct Document {
     Lines lines;
 };
 
-/// Something in a document, and where in it that is.
+/// A value in a document, and its place.
 class Place {
 public:
     explicit Place(const Document& document) : Place(document.file, document.value, document.lines, "") {}
@@ -44,7 +44,7 @@ public:
 
     std::size_t line() const { return lines->line; }
 
-    /// Throws MalformedFile with this place and what was wanted, unless that is right.
+    /// Throws MalformedFile with this place and what was expected, unless the condition holds.
     void require(bool right, const std::string& wanted) const;
 
     std::int64_t integer(std::int64_t least, std::int64_t most, const std::string& wanted) const;
@@ -69,12 +69,11 @@ private:
     std::string pointer;
 };
 
-/// A document in `text`, which begins on that line of the file. Throws MalformedFile, with the line, for what is no
-/// JSON, a key that comes twice, a number that is too large, and deep nesting.
+/// Parses `text`, which begins on the given line of the file. Throws MalformedFile, with the line, for invalid JSON, a
+/// repeated key, a number that is too large, and deep nesting.
 Document parseDocument(const std::string& file, std::string_view text, std::size_t firstLine = 1);
 
-/// What a file holds. Throws MalformedFile where there is no such file, and std::system_error for one that cannot be
-/// read.
+/// The content of a file. Throws MalformedFile if it does not exist, and std::system_error if it cannot be read.
 std::string readText(const std::string& file);
 
 } // namespace nelkaslave

@@ -12,9 +12,9 @@ namespace nelkaslave {
 
 namespace {
 
-constexpr std::size_t longestLine = 2000; // less than a pipe that takes anything takes at once
+constexpr std::size_t longestLine = 2000; // a writable pipe accepts this much without blocking
 
-// Whether a line can be written at once: a log that nobody reads must not stop the slave.
+// Whether a line can be written without blocking: a log that nobody reads must not stop the slave.
 bool logTakesALine()
 {
     pollfd stream = {STDERR_FILENO, POLLOUT, 0};
@@ -43,7 +43,7 @@ void log(std::string line)
         return;
     }
     if (lost > 0)
-        std::fprintf(stderr, "%lu lines are missing here: nobody read them\n", std::exchange(lost, 0));
+        std::fprintf(stderr, "%lu lines dropped here: nobody read the log\n", std::exchange(lost, 0));
     line.resize(std::min(line.size(), longestLine));
     std::replace_if(
         line.begin(), line.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');

@@ -1,14 +1,14 @@
-// What is said of each call on standard error.
+// The log of calls on standard error.
 #pragma once
 
 #include <string>
 
 namespace nelkaslave {
 
-/// In UTC, as in 2026-03-01T12:00:00.250Z.
+/// UTC, as in 2026-03-01T12:00:00.250Z.
 std::string timeOfDay();
 
-/// Writes a line, shortened, unless nobody reads what was written before.
+/// Writes a line, shortened if long, or drops it if nobody reads the log.
 void log(std::string line);
 
 } // namespace nelkaslave

@@ -42,7 +42,7 @@ int fail(int exitStatus, const std::string& why)
     return exitStatus;
 }
 
-// What the command line named is not what it should be.
+// The command line names something unusable.
 class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -58,7 +58,7 @@ auto given(Use use)
     }
 }
 
-// Where the state is kept: the folder asked for, or one that goes with this object.
+// The folder of the state: the given one, or a temporary one that the destructor deletes.
 class StateFolder {
 public:
     explicit StateFolder(const std::optional<fs::path>& asked) : temporary(!asked)
@@ -88,7 +88,7 @@ private:
     bool temporary;
 };
 
-// Two slaves on one state would write over each other.
+// Two slaves on one state would overwrite each other's changes.
 Descriptor lockFolder(const fs::path& path)
 {
     Descriptor folder = openFolder(path);
@@ -204,7 +204,7 @@ int main(int argc, char** argv)
     using namespace nelkaslave;
     occupyStandardStreams();
     endOnSignals();
-    std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a write that fails
+    std::signal(SIGXFSZ, SIG_IGN); // writing beyond the file size limit fails instead
     int exitStatus = 0;
     const std::optional<Options> options = parseOptions(argc, argv, exitStatus);
     return options ? run(*options) : exitStatus;

@@ -20,7 +20,7 @@ namespace {
 
 // Elements -----------------------------------------------------------------------------------------------------
 
-// What comes from a network is not read without bounds. xmlrpc-c reads 64 nested arrays, of three elements each.
+// Bounds for input from the network. xmlrpc-c reads 64 nested arrays, of three elements each.
 constexpr std::size_t deepestElement = 250;
 constexpr std::size_t mostElements = 500000;
 
@@ -32,7 +32,7 @@ struct Element {
 
 class Reader {
 public:
-    // Nothing for what is no XML, has a document type, or is beyond the bounds.
+    // Nothing for invalid XML, a document type, or input beyond the bounds.
     static std::optional<Element> read(std::string_view xml)
     {
         if (xml.size() > static_cast<std::size_t>(std::numeric_limits<int>::max()))
@@ -82,7 +82,7 @@ private:
 
 // In -----------------------------------------------------------------------------------------------------------
 
-// Ends the reading of a message that is not what it should be.
+// Ends the reading of an invalid message.
 struct Unreadable {};
 
 void require(bool right)
@@ -113,7 +113,7 @@ Number number(std::string_view text)
     return value;
 }
 
-// Without an exponent, which XML-RPC does not have.
+// Without an exponent, which XML-RPC lacks.
 std::string digitsOf(double value)
 {
     std::array<char, 400> digits{};
@@ -122,7 +122,7 @@ std::string digitsOf(double value)
     return std::string(digits.data(), end);
 }
 
-// Without the zeros that no reader minds.
+// Without trailing zeros.
 std::string significant(std::string digits)
 {
     if (digits.find('.') != std::string::npos) {
@@ -276,7 +276,7 @@ std::string escaped(const std::string& text)
         case '&':
             xml += "&amp;";
             break;
-        case '\r': // as it stands, a reader makes a line feed of it
+        case '\r': // a reader would turn it into a line feed
             xml += "&#13;";
             break;
         default:

@@ -14,7 +14,7 @@ struct Options {
     std::optional<std::filesystem::path> behave;
     std::optional<std::string> forward;
     std::optional<std::filesystem::path> record;
-    std::chrono::milliseconds forwardTimeout{20000}; ///< longer than a master of the library waits
+    std::chrono::milliseconds forwardTimeout{20000}; ///< longer than the library's clients wait
     std::optional<std::filesystem::path> replay;
     bool replayOnce = false;
     double speed = 1;
@@ -22,7 +22,7 @@ struct Options {
     bool plot = false;
 };
 
-/// Nothing if the process is to end with `exitStatus`: help was asked for, or something is wrong and was said.
+/// Nothing if the process must end with `exitStatus`, after help or an error message.
 std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus);
 
 } // namespace nelkaslave

@@ -1,4 +1,4 @@
-// What the server does not tell about its port.
+// What the server does not know about its port.
 #pragma once
 
 #include <set>

@@ -108,7 +108,7 @@ Value checkSincronizado(Slave& slave, const Arguments& arguments)
     const auto [entrada] = arguments.as<int>();
     const State& state = slave->state.get();
     if (state.entradas[input(state, entrada)].sintonia.is_null())
-        throw Refusal(notFound, "input " + std::to_string(entrada) + " is tuned to no channel");
+        throw Refusal(notFound, "input " + std::to_string(entrada) + " is not tuned to a channel");
     return done();
 }
 
@@ -151,7 +151,7 @@ Value updateNTP(Slave& slave, const Arguments& arguments)
 Value ejecutarScript(Slave& slave, const Arguments& arguments)
 {
     const auto [nombre] = arguments.as<std::string>();
-    require(!nombre.empty() && nombre.find('/') == std::string::npos, "no name of a script: " + nombre);
+    require(!nombre.empty() && nombre.find('/') == std::string::npos, "not a script name: " + nombre);
     const auto& scripts = slave->state.get().scripts;
     if (std::find(scripts.begin(), scripts.end(), nombre) == scripts.end())
         throw Refusal(notFound, "no script " + nombre);
@@ -167,7 +167,7 @@ void tune(Slave& slave, int entrada, int frecuencia, const Json& sintonia)
     slave->state.change([&](State& state) { state.entradas[input(state, entrada)].sintonia = sintonia; });
 }
 
-// Frequencies are unsigned; the wire has signed integers of the same bits.
+// Frequencies are unsigned, but sent as signed integers with the same bits.
 std::uint32_t hertz(int frecuencia)
 {
     return static_cast<std::uint32_t>(frecuencia);
@@ -217,7 +217,7 @@ const Scan& scanOf(const State& state, int entrada, int id)
     return scan;
 }
 
-// A scan takes the place of one that runs on the same input.
+// A new scan replaces one on the same input.
 Value initInputScan(Slave& slave, const Arguments& arguments)
 {
     const auto [entrada, tipo, banda] = arguments.as<int, int, int>();
@@ -277,7 +277,7 @@ Value generateJsonWeb(Slave& slave, const Arguments& arguments)
     const State& state = slave->state.get();
     Json document = toJson(state);
     document["hora"] = now<std::chrono::seconds>();
-    document["sap"]["bloque"] = fromBase64(state.sap.bloque).size(); // the block itself may not fit into a reply
+    document["sap"]["bloque"] = fromBase64(state.sap.bloque).size(); // the block might not fit into a reply
     for (std::size_t i = 0; i < state.entradas.size(); ++i)
         if (const Scan& scan = state.entradas[i].scan; scan.id != 0)
             document["entradas"][i]["scan"]["progreso"] = progressNow(state, scan);
@@ -286,7 +286,7 @@ Value generateJsonWeb(Slave& slave, const Arguments& arguments)
 
 // Files --------------------------------------------------------------------------------------------------------
 
-// What the library's client takes.
+// What the library's client accepts.
 constexpr std::size_t largestReply = 1U << 20U;
 
 Value recibirArchivo(Slave& slave, const Arguments& arguments)
@@ -339,7 +339,7 @@ Value readSummary(Slave& slave, const Arguments& arguments)
     return done(block(slave->tables.read(source, id)));
 }
 
-// Only a negative status is an error where others are results.
+// Where positive statuses are results, an error is negative.
 Value negative(int status)
 {
     return array(integer(-status));

@@ -13,7 +13,7 @@
 
 namespace nelkaslave {
 
-/// What a module holds, in one folder. Throws MalformedFile for a state that is none.
+/// The content of a module, in one folder. Throws MalformedFile for an invalid state.
 struct Content {
     explicit Content(const std::filesystem::path& folder);
 
@@ -28,8 +28,8 @@ class Slave {
 public:
     explicit Slave(std::filesystem::path where) : folder(std::move(where)), content(folder) {}
 
-    /// Its content. There is none after a reset that failed, until one succeeds: the next start would wipe what is
-    /// written in between. Refuses with `storageError` then.
+    /// Its content. After a failed reset, refuses with `storageError` until one succeeds: the next start would wipe
+    /// whatever was written in between.
     Content* operator->();
 
     /// Replaces the content by the sample.
@@ -48,16 +48,16 @@ Value statusAlone(int status);
 struct Procedure {
     std::string name;
     Handler handler;
-    /// What answers a call that is refused with `status`.
+    /// The reply of a call that is refused with `status`.
     Value (*refusal)(int status) = statusAlone;
-    /// Where in the reply the status is, if it has one.
+    /// The place of the status in the reply, if it has one.
     std::optional<unsigned int> statusPlace = 0;
 };
 
-/// All of them, in the order of their families.
+/// All procedures, in the order of the families.
 const std::vector<Procedure>& procedures();
 
-/// Null if there is none of that name.
+/// Null for an unknown name.
 const Procedure* findProcedure(const std::string& name);
 
 } // namespace nelkaslave

@@ -52,7 +52,7 @@ RealModule::RealModule(const std::string& host, std::chrono::milliseconds deadli
     curl_easy_setopt(easy.get(), CURLOPT_HTTPHEADER, headers.get());
     curl_easy_setopt(easy.get(), CURLOPT_POST, 1L);
     curl_easy_setopt(easy.get(), CURLOPT_TIMEOUT_MS, static_cast<long>(deadline.count()));
-    curl_easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L); // the alarm is the slave's own
+    curl_easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L); // the slave uses the alarm itself
     curl_easy_setopt(easy.get(), CURLOPT_ERRORBUFFER, error);
     curl_easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, take);
     curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, &body);
@@ -82,13 +82,13 @@ Asked RealModule::ask(const std::string& request, const Caller& caller)
         curl_multi_perform(multi.get(), &running);
         if (running == 0)
             break;
-        // A module that has the request carries it out, whether its caller waits or not.
+        // A module that has the request carries it out even if the caller has gone.
         const bool sent = uploaded(easy.get()) == static_cast<curl_off_t>(request.size());
         watched.revents = 0;
         curl_multi_poll(multi.get(), &watched, sent && watching, 1000, nullptr);
         if (watched.revents != 0) {
             asked.hungUp = caller.hungUp();
-            watching = false; // it sends more than a request, and would be readable for ever
+            watching = false; // it sends more than a request and would stay readable
         }
     }
 

@@ -12,7 +12,7 @@
 
 namespace nelkaslave {
 
-/// What came of a request: an answer, or the reason why there is none.
+/// The outcome of a request: an answer, or why none came.
 struct Asked {
     std::optional<HttpAnswer> answer;
     bool late = false;
@@ -20,18 +20,17 @@ struct Asked {
     std::string reason;
 };
 
-/// Asked with libcurl, not with xmlrpc-c's client: requests and answers pass byte by byte. Values that are taken apart
-/// and put together again are others: doubles are rounded, a fault's text gets a prefix, and what is no XML-RPC is
-/// lost.
+/// Called through libcurl, not xmlrpc-c's client, to pass requests and answers byte by byte: parsing and rewriting
+/// would round doubles, prefix a fault's text and lose whatever is not XML-RPC.
 class RealModule {
 public:
-    /// HOST or HOST:PORT, an IPv6 address in brackets. Throws std::invalid_argument for what is neither.
+    /// HOST or HOST:PORT, with an IPv6 address in brackets. Throws std::invalid_argument for anything else.
     RealModule(const std::string& host, std::chrono::milliseconds deadline);
 
     RealModule(const RealModule&) = delete;
     RealModule& operator=(const RealModule&) = delete;
 
-    /// Gives up as soon as the caller does, as the module would see it from the caller itself.
+    /// Hangs up as soon as the caller does, as the caller itself would.
     Asked ask(const std::string& request, const Caller& caller);
 
 private:
@@ -48,7 +47,7 @@ private:
     static std::size_t take(const char* bytes, std::size_t, std::size_t count, void* user);
 
     std::unique_ptr<curl_slist, FreeList> headers;
-    // Kept, and with it the connection: the next call of a master finds it open too.
+    // Kept for its connection, which stays open for the next call, as the master's would.
     std::unique_ptr<CURLM, CleanupMulti> multi;
     std::unique_ptr<CURL, Cleanup> easy;
     std::string body;

@@ -45,7 +45,7 @@ Recording::Recording(const std::string& name)
     if (!descriptor)
         failed(file);
     readRecording(file);
-    // A line that a loss of power cut off would be the beginning of the next.
+    // The next line would otherwise continue one that a power failure cut off.
     const std::string text = readAll(descriptor, file);
     if (!text.empty() && !text.ends_with('\n')
         && ftruncate(descriptor.get(), static_cast<off_t>(text.rfind('\n') + 1)) != 0)
@@ -63,7 +63,7 @@ void Recording::append(const std::string& line)
             restarted([&] { return write(descriptor.get(), line.data() + done, line.size() - done); });
         if (count < 0) {
             const int error = errno;
-            // Half a line would be the end of what can be read.
+            // Half a line would make the rest unreadable.
             if (ftruncate(descriptor.get(), before) != 0)
                 std::fprintf(stderr, "nelkaslave: %s: half a line was written\n", file.c_str());
             throw std::system_error(error, std::generic_category(), file);

@@ -8,13 +8,13 @@
 
 namespace nelkaslave {
 
-/// A file that gets a line for each call.
+/// A file with a line per call.
 class Recording {
 public:
-    /// Goes on with a recording that is there. Throws as readRecording() does.
+    /// Appends to an existing recording. Throws as readRecording() does.
     explicit Recording(const std::string& name);
 
-    /// Returns once the line is on the disk. Throws std::system_error if it cannot be.
+    /// Returns once the line is on the disk. Throws std::system_error.
     void append(const std::string& line);
 
 private:

@@ -16,10 +16,10 @@ namespace nelkaslave {
 
 namespace {
 
-// There while the sample is being made: a slave that was ended in between begins anew.
+// Exists while the sample is being created: after an interruption the next slave starts over.
 const char* const unfinished = ".nelkaslave-unfinished";
 
-// What every state folder has.
+// In every state folder.
 const char* const files = "files";
 const char* const tables = "tables";
 const char* const stateFile = "state.json";
@@ -148,9 +148,9 @@ bool needsSample(const fs::path& folder)
 {
     if (fs::is_empty(folder) || fs::exists(folder / unfinished))
         return true;
-    // A reset deletes whatever the folder holds.
+    // A reset deletes everything in the folder.
     if (!fs::is_directory(folder / files) || !fs::is_directory(folder / tables) || !fs::exists(folder / stateFile))
-        throw std::runtime_error(folder.string() + " holds something else than a slave's state");
+        throw std::runtime_error(folder.string() + " holds something other than a slave's state");
     return false;
 }
 

@@ -1,14 +1,14 @@
-// The content of a module as it leaves the factory.
+// The factory content of a module.
 #pragma once
 
 #include <filesystem>
 
 namespace nelkaslave {
 
-/// Whether a state folder has none yet, or one that was not finished. Throws for a folder that holds something else.
+/// Whether a state folder has no complete content yet. Throws for a folder that holds anything else.
 bool needsSample(const std::filesystem::path& folder);
 
-/// Replaces whatever state the folder holds by the sample.
+/// Replaces the state in the folder by the sample.
 void makeSample(const std::filesystem::path& folder);
 
 } // namespace nelkaslave

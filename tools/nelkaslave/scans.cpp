@@ -10,7 +10,7 @@ namespace {
 constexpr int firstChannel = 21;
 constexpr int lastChannel = 69;
 
-// Scatters what is found: the same for the same scan, different for another.
+// Scatters the results: the same scan finds the same, another scan finds others.
 unsigned int scattered(int entrada, const Scan& scan, int channel)
 {
     unsigned int mixed = 2166136261U;

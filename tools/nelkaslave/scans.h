@@ -1,4 +1,4 @@
-// Scans of an input. They do nothing but take their time; what they find depends on what was asked alone.
+// Scans of an input. They only take time; their results depend on their parameters alone.
 #pragma once
 
 #include <cstdint>
@@ -8,10 +8,10 @@
 
 namespace nelkaslave {
 
-/// How far a scan has come at `now`, in percent.
+/// The progress of a scan at `now`, in percent.
 int progress(const Scan& scan, int durationMs, std::int64_t now);
 
-/// What the scan of an input has found when it has come so far.
+/// What a scan of an input has found at that progress.
 std::string report(int entrada, const Scan& scan, int percent);
 
 } // namespace nelkaslave

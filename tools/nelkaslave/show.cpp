@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t longestText = 60;
 constexpr std::size_t longestAnswer = 200;
 
-// Not in the midst of a character.
+// Cuts between characters.
 std::string shortened(std::string text, std::size_t length)
 {
     if (text.size() <= length)
@@ -68,7 +68,7 @@ std::string readableValue(const Json& value)
     return value.is_string() ? inQuotes(value.get<std::string>()) : value.dump();
 }
 
-// A name comes from the network, and is to stay on its line.
+// A name comes from the network and must stay on its line.
 std::string visible(const std::string& name)
 {
     const bool plain = std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c <= '~'; });
@@ -105,7 +105,7 @@ struct Summary {
     std::vector<std::chrono::milliseconds::rep> delays;
 };
 
-// A name that gnuplot takes for nothing else.
+// A name that gnuplot does not interpret.
 std::string quoted(const std::string& name)
 {
     std::string text = "'";
@@ -161,12 +161,12 @@ void plot(const std::vector<Recorded>& recording, const std::string& title)
         script += (data.empty() ? "'-' title " : ", '-' title ") + quoted(procedure) + " with points pointtype 7";
         data += text + "e\n";
     }
-    std::signal(SIGPIPE, SIG_IGN); // without gnuplot nobody reads
+    std::signal(SIGPIPE, SIG_IGN); // without gnuplot nobody reads the pipe
     std::FILE* const gnuplot = popen("exec gnuplot", "w");
     if (gnuplot)
         std::fputs((script + "\n" + data).c_str(), gnuplot);
     if (!gnuplot || pclose(gnuplot) != 0)
-        throw std::runtime_error("gnuplot has drawn nothing: is it installed?");
+        throw std::runtime_error("gnuplot drew nothing: is it installed?");
 }
 
 } // namespace nelkaslave

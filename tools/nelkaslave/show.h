@@ -1,4 +1,4 @@
-// A recording as people read it.
+// Shows a recording to people.
 #pragma once
 
 #include <string>
@@ -11,10 +11,10 @@ namespace nelkaslave {
 /// A call on one line: time, procedure, arguments, answer, milliseconds. Long texts and blocks are shortened.
 std::string readable(const Recorded& recorded);
 
-/// Prints a recording, and what its procedures have in common.
+/// Prints a recording, then a summary of its procedures.
 void show(const std::vector<Recorded>& recording);
 
-/// Draws the delays, as SVG on standard output. Throws std::runtime_error without gnuplot.
+/// Draws the delays as SVG on standard output. Throws std::runtime_error without gnuplot.
 void plot(const std::vector<Recorded>& recording, const std::string& title);
 
 } // namespace nelkaslave

@@ -22,8 +22,8 @@ struct Range {
 constexpr Range any32{std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};
 constexpr Range positive32{0, any32.most};
 
-// What each part of the state is called in the file, once for reading and writing. `member` is called with the name and
-// the place of each, and for numbers the range.
+// The names in the file, for both reading and writing: `member` is called with the name of each part and a reference to
+// it, and for numbers with the range.
 
 template <typename Members>
 void describe(Identification& identification, Members member)
@@ -114,7 +114,7 @@ void read(const Place& place, std::string& text)
     text = place.string();
 }
 
-// The parameters of a tuning; what they mean is the master's.
+// The parameters of a tuning, whose meaning the master knows.
 void read(const Place& place, Json& sintonia)
 {
     place.require(place->is_null() || place->is_object(), "must be an object or null");
@@ -141,7 +141,7 @@ void read(const Place& place, Number& number, Range range)
                       "must be an integer from " + std::to_string(range.least) + " to " + std::to_string(range.most)));
 }
 
-// A member that is left out stays as it is.
+// A missing member keeps its value.
 template <typename Part>
 void read(const Place& place, Part& part)
 {
@@ -153,7 +153,7 @@ void read(const Place& place, Part& part)
             read(place[name], value, range...);
     });
     for (const auto& [name, value] : place->items())
-        place[name].require(known.contains(name), "is nothing that the state has");
+        place[name].require(known.contains(name), "is not part of the state");
 }
 
 void requireBase64(const Place& place, const Sap& sap)

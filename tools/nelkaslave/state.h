@@ -1,4 +1,4 @@
-// What a module remembers beside its databases, files and tables.
+// The state of a module apart from databases, files and tables.
 #pragma once
 
 #include <cstdint>
@@ -23,10 +23,10 @@ struct Scan {
     std::int64_t inicio = 0; ///< in milliseconds since 1970
 };
 
-// NOLINTNEXTLINE(bugprone-exception-escape): moving the JSON library's values throws nothing, whatever it asserts.
+// NOLINTNEXTLINE(bugprone-exception-escape): moving the JSON library's values does not throw, though it asserts.
 struct Input {
     Json sintonia; ///< the parameters of the channel it is tuned to, or null
-    Scan scan;     ///< the last one that was not cancelled
+    Scan scan;     ///< the last one not cancelled
 };
 
 struct Sap {
@@ -38,7 +38,7 @@ struct Sap {
 struct State {
     Identification identificacion;
     std::vector<std::string> alarmas;
-    std::vector<std::string> scripts; ///< those there are to be run
+    std::vector<std::string> scripts; ///< the scripts that can be run
     std::string ultimo_script;
     std::vector<Input> entradas;
     int duracion_scan_ms = 3000;
@@ -54,12 +54,12 @@ Json toJson(const State& state);
 /// Keeps the state in a file of JSON.
 class StateFile {
 public:
-    /// Throws as readText() and parseDocument() do, and MalformedFile for what is no state.
+    /// Throws as readText() and parseDocument() do, and MalformedFile for an invalid state.
     explicit StateFile(std::filesystem::path file);
 
     const State& get() const { return state; }
 
-    /// Changes the state once the changed one is on the disk.
+    /// Writes the changed state to the disk, then changes it in memory.
     template <typename Change>
     void change(Change apply)
     {
@@ -76,7 +76,7 @@ private:
     State state;
 };
 
-/// What a module that was never used remembers.
+/// The state of an unused module.
 void makeStateFile(const std::filesystem::path& file, const State& state);
 
 } // namespace nelkaslave

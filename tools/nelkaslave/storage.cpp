@@ -99,7 +99,7 @@ void replaceFile(const std::filesystem::path& path, std::string_view bytes)
         sync(file, unfinished);
         std::filesystem::rename(unfinished, path);
     } catch (...) {
-        unlink(unfinished.c_str()); // gives its room back to a full disk
+        unlink(unfinished.c_str()); // frees space on a full disk
         throw;
     }
     syncFolder(openFolder(path.parent_path()), path.parent_path());

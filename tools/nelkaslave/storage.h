@@ -1,4 +1,4 @@
-// Files that are there, whole, once a call that writes them has returned.
+// Files that are complete and on the disk once a writing call has returned.
 #pragma once
 
 #include <filesystem>
@@ -23,24 +23,24 @@ private:
     int number;
 };
 
-/// Ends with the error that the last system call left, and the name of what it was about.
+/// Throws errno, with the name of the file concerned.
 [[noreturn]] void failed(const std::string& name);
 
 Descriptor openFolder(const std::filesystem::path& path);
 
-/// What an open file holds from here to its end. The name is for errors.
+/// The rest of an open file. The name is for errors.
 std::string readAll(const Descriptor& file, const std::string& name);
 
-/// A file's contents; nothing if there is none of that name.
+/// A file's contents; nothing if it does not exist.
 std::optional<std::string> readFile(const std::filesystem::path& path);
 
-/// Puts a file in place of a former one in one step, and on the disk. The folder must be there.
+/// Replaces a file in one step and puts it on the disk. The folder must exist.
 void replaceFile(const std::filesystem::path& path, std::string_view bytes);
 
-/// Makes a file, unless it is there, in one step, and puts it on the disk.
+/// Creates a file, unless it exists, in one step and puts it on the disk.
 void makeEmptyFile(const std::filesystem::path& path);
 
-/// Puts what was done to a folder's entries on the disk. The name is for errors.
+/// Puts changes to a folder's entries on the disk. The name is for errors.
 void syncFolder(const Descriptor& folder, const std::string& name);
 
 } // namespace nelkaslave

@@ -28,13 +28,13 @@ private:
     xmlrpc_env env;
 };
 
-// What `make` builds in an environment of its own.
+// Calls `make` with a fresh environment.
 template <typename Make, typename... Values>
 Value made(Make make, Values... values)
 {
     Environment env;
     xmlrpc_value* value = make(&env, values...);
-    env.check(); // on a fault the value is nothing to be released
+    env.check(); // on a fault there is no value to release
     return Value(value);
 }
 
@@ -43,8 +43,8 @@ bool isContinuation(char byte)
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
 }
 
-// How many bytes the first character of `rest` has, or 0 if a string of XML-RPC cannot carry it: bytes that are no
-// UTF-8, control characters, and what lies beyond the characters of three bytes, at which xmlrpc-c stops.
+// The length in bytes of the first character of `rest`, or 0 if an XML-RPC string cannot carry it: invalid UTF-8,
+// control characters, and characters of four bytes, which xmlrpc-c rejects.
 std::size_t carriedLength(std::string_view rest)
 {
     const auto first = static_cast<unsigned char>(rest[0]);
@@ -66,7 +66,6 @@ std::size_t carriedLength(std::string_view rest)
     return overlong || surrogate || code >= 0xFFFE ? 0 : length;
 }
 
-// What `write` writes.
 template <typename Write>
 std::string xmlOf(Write write)
 {
@@ -114,7 +113,7 @@ std::string fifteenDigits(double value)
     return std::string(text, std::to_chars(text, text + sizeof text, value, std::chars_format::general, 15).ptr);
 }
 
-// The number that a client of xmlrpc-c reads: neither its writer nor its reader is exact.
+// The number that a client with xmlrpc-c reads: neither its writer nor its reader is exact.
 double received(const Value& number)
 {
     const std::string xml =

@@ -1,4 +1,4 @@
-// XML-RPC values as they go in and out of the procedures.
+// The XML-RPC values that procedures receive and return.
 #pragma once
 
 #include <cstdint>
@@ -28,7 +28,7 @@ struct Release {
 
 using Value = std::unique_ptr<xmlrpc_value, Release>;
 
-/// A byte string, where a plain std::string is a text.
+/// A byte string; a plain std::string is a text.
 struct Block {
     std::string bytes;
 };
@@ -39,17 +39,17 @@ Value nil();
 Value boolean(bool value);
 Value integer(int value);
 Value integer64(std::int64_t value);
-/// Infinities become texts: XML-RPC has no word for them.
+/// Infinities become texts, because XML-RPC lacks them.
 Value real(double value);
-/// A number that arrives with its first 15 digits: as a text where xmlrpc-c would not write or read them.
+/// A number that arrives with its first 15 digits: a text if xmlrpc-c would change them.
 Value realOrText(double value);
-/// What a string of XML-RPC cannot carry arrives as question marks, a carriage return as a line feed.
+/// Characters that an XML-RPC string cannot carry become question marks, a carriage return becomes a line feed.
 Value text(std::string_view value);
-/// The text whatever it holds; a fault says what xmlrpc-c cannot send.
+/// The text as it is; throws Fault if xmlrpc-c cannot send it.
 Value exactText(std::string_view value);
 Value dateTime(const std::string& value);
 Value block(std::string_view bytes);
-/// The text if a string of XML-RPC carries it unchanged, else its bytes.
+/// The text if an XML-RPC string carries it unchanged, otherwise its bytes.
 Value textOrBlock(std::string_view value);
 Value structure(const std::map<std::string, Value>& members);
 
@@ -64,15 +64,15 @@ Value array(const Items&... items)
     return list;
 }
 
-/// The array with another item in one place.
+/// The array with one item replaced.
 Value withItem(const Value& array, unsigned int place, const Value& item);
 
-/// The integer in one place of an array.
+/// The integer at a place in an array.
 int integerAt(const Value& array, unsigned int place);
 
 Value another(const Value& value);
 
-/// How many bytes of XML a reply takes up.
+/// The size of a reply in bytes of XML.
 std::size_t sizeOfResponse(const Value& reply);
 
 /// A call with these parameters, in XML.
@@ -80,15 +80,16 @@ std::string callXml(xmlrpc_value* parameters);
 
 // In -----------------------------------------------------------------------------------------------------------
 
-/// The parameters of a call for a reader, long texts and blocks shortened.
+/// The parameters of a call as readable text, long texts and blocks shortened.
 std::string described(xmlrpc_value* parameters);
 
-/// What a procedure was called with.
+/// The arguments of a call.
 class Arguments {
 public:
     explicit Arguments(xmlrpc_value* parameters) : list(parameters) {}
 
-    /// All of them, as values of exactly these types: int, bool, std::string, Block. A fault says what does not fit.
+    /// All of them, with exactly these types: int, bool, std::string, Block. Throws Fault naming an argument that does
+    /// not fit.
     template <typename... Types>
     std::tuple<Types...> as() const
     {
