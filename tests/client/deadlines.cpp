@@ -52,19 +52,19 @@ protected:
     }
 };
 
-TEST_P(Deadline, HoldsBesideBusyThreadsThatTakeTheSignals)
+TEST_P(Deadline, HoldsBesideBusyThreads)
 {
     const BusyThreads others(busy);
     expectPunctuality({});
 }
 
-TEST_P(Deadline, HoldsInAThreadThatHoldsTheSignalsBackBesideBusyThreadsThatTakeThem)
+TEST_P(Deadline, HoldsWithSignalsBlockedBesideBusyThreads)
 {
     const BusyThreads others(busy);
     expectPunctuality({SIGALRM, SIGINT});
 }
 
-TEST_P(Deadline, HoldsWhereEveryThreadHoldsTheSignalsBack)
+TEST_P(Deadline, HoldsWithSignalsBlockedInAllThreads)
 {
     const HoldingBack held({SIGALRM, SIGINT});
     const BusyThreads others(busy);

@@ -46,7 +46,7 @@ protected:
 
 // Replies --------------------------------------------------------------------------------------------------------
 
-TEST_F(Frame, AGoodReplyIsDeliveredAndLeavesNoFault)
+TEST_F(Frame, GoodReplyIsDeliveredWithoutFault)
 {
     client.setFault(7);
     slave.play({replyArray({xml::i4(0), xml::text("temperatura")})});
@@ -60,7 +60,7 @@ TEST_F(Frame, AGoodReplyIsDeliveredAndLeavesNoFault)
     EXPECT_EQ(spy.resultsReleased, 1);
 }
 
-TEST_F(Frame, OneOperationIsOneCallOfItsProcedureWithItsArguments)
+TEST_F(Frame, OperationCallsItsProcedureOnce)
 {
     slave.play({replyArray({xml::i4(0)})});
     askAlarms();
@@ -69,7 +69,7 @@ TEST_F(Frame, OneOperationIsOneCallOfItsProcedureWithItsArguments)
     EXPECT_EQ(slave.calls()[0].parameters, (std::vector<std::string>{"i4 0"}));
 }
 
-TEST_F(Frame, AReplyOfTheStatusAloneLeavesThePayloadAlone)
+TEST_F(Frame, StatusAloneLeavesPayload)
 {
     slave.play({replyArray({xml::i4(0)})});
     askAlarms();
@@ -80,7 +80,7 @@ TEST_F(Frame, AReplyOfTheStatusAloneLeavesThePayloadAlone)
     EXPECT_EQ(spy.resultsReleased, 1);
 }
 
-TEST_F(Frame, ElementsBeyondTheShapeAreIgnored)
+TEST_F(Frame, FurtherElementsAreIgnored)
 {
     slave.play({replyArray({xml::i4(0), xml::text("temperatura"), xml::i4(4), xml::text("more")})});
     askAlarms();
@@ -88,7 +88,7 @@ TEST_F(Frame, ElementsBeyondTheShapeAreIgnored)
     EXPECT_EQ(client.getFault(), 0);
 }
 
-TEST_F(Frame, ARefusalDeliversThePayloadAndBecomesTheFaultState)
+TEST_F(Frame, RefusalDeliversPayloadAndSetsFault)
 {
     slave.play({replyArray({xml::i4(3), xml::text("temperatura")})});
     askAlarms();
@@ -104,7 +104,7 @@ TEST_F(Frame, ARefusalDeliversThePayloadAndBecomesTheFaultState)
     EXPECT_EQ(spy.resultsReleased, 1);
 }
 
-TEST_F(Frame, ARefusalWithoutPayloadLeavesThePayloadAlone)
+TEST_F(Frame, RefusalWithoutPayloadLeavesPayload)
 {
     slave.play({replyArray({xml::i4(-3)})});
     askAlarms();
@@ -115,7 +115,7 @@ TEST_F(Frame, ARefusalWithoutPayloadLeavesThePayloadAlone)
               (Lines{debug(alarmsMessage), armed(ampleTimeout), disarmed(), refusedLine(alarmsMessage, -3), place()}));
 }
 
-TEST_F(Frame, AnOperationThatChecksNoStatusTakesARefusalForSuccess)
+TEST_F(Frame, UncheckedRefusalIsSuccess)
 {
     slave.play({replyArray({xml::i4(7)})});
     client.resetModuleToFactorySettings(ampleTimeout);
@@ -156,7 +156,7 @@ constexpr std::size_t mebibyte = 1'048'576;
 
 class FailedTransport : public Frame, public ::testing::WithParamInterface<Failure> {};
 
-TEST_P(FailedTransport, BecomesTheFaultStateInTwoLinesAndLeavesTheTimerRunning)
+TEST_P(FailedTransport, SetsFaultLogsTwoLinesAndLeavesTimerRunning)
 {
     slave.play({GetParam().step});
     askAlarms();
@@ -172,7 +172,7 @@ TEST_P(FailedTransport, BecomesTheFaultStateInTwoLinesAndLeavesTheTimerRunning)
     expectOutputsUntouched();
 }
 
-TEST_P(FailedTransport, OfAnOperationThatAsksNoSizeReadsTheSame)
+TEST_P(FailedTransport, ReadsTheSameForOperationsThatMeasureNothing)
 {
     slave.play({GetParam().step});
     client.updateNTP(ampleTimeout);
@@ -181,7 +181,7 @@ TEST_P(FailedTransport, OfAnOperationThatAsksNoSizeReadsTheSame)
               (Lines{debug("updateNTP"), armed(ampleTimeout), faultLine("updateNTP"), place()}));
 }
 
-TEST_P(FailedTransport, DoesNotSpoilTheNextCall)
+TEST_P(FailedTransport, LeavesNextCallWorking)
 {
     slave.play({GetParam().step});
     askAlarms();
@@ -207,7 +207,7 @@ INSTANTIATE_TEST_SUITE_P(
         Failure{"TooLarge", replyOfSize(mebibyte + 1), -509}),
     ::testing::PrintToStringParamName());
 
-TEST_F(Frame, ALostSlaveIsATransportFault)
+TEST_F(Frame, LostSlaveIsTransportFault)
 {
     const ClosedPort closed;
     nelka::XmlrpcClient lost("127.0.0.1", closed.port(), "eth1", "app", "1.0");
@@ -218,7 +218,7 @@ TEST_F(Frame, ALostSlaveIsATransportFault)
     expectOutputsUntouched();
 }
 
-TEST_F(Frame, ThePlaceOfAnErrorIsALineOfTheSourceFile)
+TEST_F(Frame, ErrorNamesSourceLine)
 {
     slave.play({thenClose(silence())});
     askAlarms();
@@ -228,7 +228,7 @@ TEST_F(Frame, ThePlaceOfAnErrorIsALineOfTheSourceFile)
     EXPECT_GT(line, 1);
 }
 
-TEST_F(Frame, AFaultResponseIsLoggedWithItsTextAndCode)
+TEST_F(Frame, FaultResponseIsLoggedWithTextAndCode)
 {
     slave.play({replyFault(-77, "no 100% hay")});
     askAlarms();
@@ -237,7 +237,7 @@ TEST_F(Frame, AFaultResponseIsLoggedWithItsTextAndCode)
                     "server.  no 100% hay (0xffffffb3)\n"));
 }
 
-TEST_F(Frame, AReplyOfOneMebibyteIsTaken)
+TEST_F(Frame, ReplyOfOneMebibyteIsAccepted)
 {
     const Step largest = replyOfSize(mebibyte);
     slave.play({largest});
@@ -261,7 +261,7 @@ protected:
     }
 };
 
-TEST_P(WrongShape, IsADecodingFaultWithTheTimerDisarmed)
+TEST_P(WrongShape, IsDecodingFaultWithTimerDisarmed)
 {
     EXPECT_EQ(client.getFault(), GetParam().fault);
     EXPECT_EQ(client.environment().fault_code, GetParam().fault);
@@ -271,13 +271,13 @@ TEST_P(WrongShape, IsADecodingFaultWithTheTimerDisarmed)
     EXPECT_EQ(result, presetStatus);
 }
 
-TEST_P(WrongShape, IsReleased)
+TEST_P(WrongShape, ReleasesReply)
 {
     EXPECT_EQ(spy.resultsReceived, 1);
     EXPECT_EQ(spy.resultsReleased, 1);
 }
 
-TEST_P(WrongShape, DoesNotSpoilTheNextCall)
+TEST_P(WrongShape, LeavesNextCallWorking)
 {
     expectTheNextCallToSucceed();
 }
@@ -294,7 +294,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, WrongShape,
                                                    -501}),
                          ::testing::PrintToStringParamName());
 
-TEST_F(Frame, AnOperationThatAsksNoSizeReportsAWrongShapeTheSameWay)
+TEST_F(Frame, WrongShapeIsReportedWithoutMeasuring)
 {
     for (const Failure& wrong : {Failure{"", reply(xml::i4(0)), -501}, Failure{"", replyArray({}), -502},
                                  Failure{"", replyArray({xml::text("0")}), -501}}) {
@@ -309,7 +309,7 @@ TEST_F(Frame, AnOperationThatAsksNoSizeReportsAWrongShapeTheSameWay)
     }
 }
 
-TEST_F(Frame, AMissingTextLeavesTheOperationAsALogicErrorBeforeTheFaultIsReported)
+TEST_F(Frame, MissingTextThrowsBeforeFaultIsReported)
 {
     for (const Step& without : {replyArray({}), replyArray({xml::i4(3), xml::i4(5)})}) {
         slave.play({without});
@@ -325,7 +325,7 @@ TEST_F(Frame, AMissingTextLeavesTheOperationAsALogicErrorBeforeTheFaultIsReporte
     }
 }
 
-TEST_F(Frame, ADecodedStatusIsWrittenThoughTheTextThatFollowsIsMissing)
+TEST_F(Frame, StatusIsWrittenBeforeMissingTextThrows)
 {
     slave.play({replyArray({xml::i4(3), xml::i4(5)})});
     EXPECT_THROW(askAlarms(), std::logic_error);
@@ -334,7 +334,7 @@ TEST_F(Frame, ADecodedStatusIsWrittenThoughTheTextThatFollowsIsMissing)
 
 // Time-outs ------------------------------------------------------------------------------------------------------
 
-TEST_F(Frame, ATimeoutIsOneErrorLineAndLowersTheFlag)
+TEST_F(Frame, TimeoutLogsOneErrorLineAndLowersFlag)
 {
     slave.play({silence()});
     askAlarms(100);
@@ -346,7 +346,7 @@ TEST_F(Frame, ATimeoutIsOneErrorLineAndLowersTheFlag)
     expectTheNextCallToSucceed();
 }
 
-TEST_F(Frame, ACallThatSucceedsWithTheFlagRaisedIsATimeoutAndItsReplyIsReleased)
+TEST_F(Frame, SuccessWithRaisedFlagIsTimeoutAndReleasesReply)
 {
     slave.play({goodReply});
     spy.afterCall = [] { std::raise(SIGALRM); };
@@ -365,7 +365,7 @@ TEST_F(Frame, ACallThatSucceedsWithTheFlagRaisedIsATimeoutAndItsReplyIsReleased)
     expectTheNextCallToSucceed();
 }
 
-TEST_F(Frame, ARaisedFlagComesBeforeTheTransportFault)
+TEST_F(Frame, RaisedFlagPrecedesTransportFault)
 {
     slave.play({thenClose(silence())});
     spy.afterCall = [] { std::raise(SIGINT); };
@@ -378,7 +378,7 @@ TEST_F(Frame, ARaisedFlagComesBeforeTheTransportFault)
     expectTheNextCallToSucceed();
 }
 
-TEST_F(Frame, AFlagRaisedBetweenCallsIsLoweredBeforeTheNextOne)
+TEST_F(Frame, FlagRaisedBetweenCallsIsLowered)
 {
     std::raise(SIGINT);
     EXPECT_EQ(*spy.interruptFlag, 1);
@@ -388,7 +388,7 @@ TEST_F(Frame, AFlagRaisedBetweenCallsIsLoweredBeforeTheNextOne)
 
 // Around the calls -----------------------------------------------------------------------------------------------
 
-TEST_F(Frame, TheFaultStateIsClearedBeforeTheCall)
+TEST_F(Frame, FaultStateIsClearedBeforeCall)
 {
     client.setFault(7);
     slave.play({goodReply});
@@ -398,7 +398,7 @@ TEST_F(Frame, TheFaultStateIsClearedBeforeTheCall)
     EXPECT_EQ(during, 0);
 }
 
-TEST_F(Frame, AFaultThatFillRecordedShowsInTheEnvironmentAndDoesNotSpoilTheNextCall)
+TEST_F(Frame, FaultOfFillShowsInEnvironmentUntilNextCall)
 {
     slave.play({replyArray({xml::i4(0), xml::array({xml::i4(5)})})});
     nelkadb::ResultSet rows;
@@ -408,7 +408,7 @@ TEST_F(Frame, AFaultThatFillRecordedShowsInTheEnvironmentAndDoesNotSpoilTheNextC
     expectTheNextCallToSucceed();
 }
 
-TEST_F(Frame, TheEnvironmentIsThatOfTheLastCall)
+TEST_F(Frame, EnvironmentIsOfLastCall)
 {
     slave.play({replyFault(-77, "no hay")});
     askAlarms();
@@ -420,7 +420,7 @@ TEST_F(Frame, TheEnvironmentIsThatOfTheLastCall)
     EXPECT_FALSE(client.environment().fault_occurred);
 }
 
-TEST_F(Frame, FaultsOfManyKindsInARowLeaveAClientThatStillWorks)
+TEST_F(Frame, ClientWorksAfterFaultsOfManyKinds)
 {
     slave.play({replyFault(-77, "no hay"), reply(xml::i4(0)),
                 http("HTTP/1.1 404 Not Found", "Content-Length: 0\r\n", ""), ok(""), replyArray({}), goodReply});
@@ -435,7 +435,7 @@ TEST_F(Frame, FaultsOfManyKindsInARowLeaveAClientThatStillWorks)
     expectTheNextCallToSucceed();
 }
 
-TEST_F(Frame, NoCallIsRepeatedAfterAFault)
+TEST_F(Frame, FailedCallIsNotRepeated)
 {
     slave.play({http("HTTP/1.1 503 Service Unavailable", "Content-Length: 0\r\n", "")});
     askAlarms();
@@ -443,7 +443,7 @@ TEST_F(Frame, NoCallIsRepeatedAfterAFault)
     EXPECT_EQ(spy.remoteCalls, 1);
 }
 
-TEST_F(Frame, PercentSignsInADebugLineAreMereText)
+TEST_F(Frame, DebugLineIsNoFormatString)
 {
     slave.play({replyArray({xml::i4(3)})});
     client.ejecutar_script("100%s%n", ampleTimeout);
@@ -473,7 +473,7 @@ protected:
     }
 };
 
-TEST_P(NotReady, EndsAnOperationWithTheInternalFault)
+TEST_P(NotReady, OperationEndsWithInternalFault)
 {
     client.setFault(7);
     askAlarms();
@@ -482,7 +482,7 @@ TEST_P(NotReady, EndsAnOperationWithTheInternalFault)
     expectOutputsUntouched();
 }
 
-TEST_P(NotReady, EndsTheProbeWithTheInternalFault)
+TEST_P(NotReady, ProbeEndsWithInternalFault)
 {
     ::testing::internal::CaptureStdout();
     client.sampleadd(ampleTimeout);
@@ -491,7 +491,7 @@ TEST_P(NotReady, EndsTheProbeWithTheInternalFault)
     EXPECT_EQ(log.linesWithoutNumbers(), (Lines{notReadyLine("sampleadd : host : 127.0.0.1"), place()}));
 }
 
-TEST_P(NotReady, TouchesNoTimer)
+TEST_P(NotReady, LeavesTimer)
 {
     const itimerval minute{{0, 0}, {60, 0}};
     setitimer(ITIMER_REAL, &minute, nullptr);
@@ -509,14 +509,14 @@ TEST_P(NotReady, SendsNothing)
     EXPECT_EQ(spy.remoteCalls, 0);
 }
 
-TEST_P(NotReady, SaysSoInTheEnvironment)
+TEST_P(NotReady, ShowsInEnvironment)
 {
     askAlarms();
     EXPECT_EQ(client.environment().fault_code, -500);
     EXPECT_STREQ(client.environment().fault_string, "client not ready");
 }
 
-TEST_P(NotReady, IsAsGoodAsNewAfterResetConn)
+TEST_P(NotReady, WorksAfterResetConn)
 {
     askAlarms();
     askAlarms();

@@ -130,7 +130,7 @@ protected:
     }
 };
 
-TEST_P(LateAlarm, OfACallThatWasRefusedNeverCutsTheNextOne)
+TEST_P(LateAlarm, OfRefusedCallNeverCutsNextCall)
 {
     switch (GetParam().taker) {
     case Taker::caller:
@@ -159,7 +159,7 @@ INSTANTIATE_TEST_SUITE_P(Provoked, LateAlarm,
 // Deadlines --------------------------------------------------------------------------------------------------------
 
 // A line takes longer than a call may be late.
-class DeadlineBesideASlowLog : public ClientTest {
+class DeadlineBesideSlowLog : public ClientTest {
 protected:
     static constexpr auto timeout = 100ms;
     static constexpr auto line = 600ms;
@@ -180,18 +180,18 @@ protected:
     }
 };
 
-TEST_F(DeadlineBesideASlowLog, HoldsInTheThreadThatTakesTheAlarm)
+TEST_F(DeadlineBesideSlowLog, HoldsInThreadThatTakesAlarm)
 {
     EXPECT_LT(expire(), timeout + lateness());
 }
 
-TEST_F(DeadlineBesideASlowLog, HoldsWhereAnotherThreadTakesTheAlarm)
+TEST_F(DeadlineBesideSlowLog, HoldsIfOtherThreadTakesAlarm)
 {
     std::future<std::chrono::microseconds> taken = std::async(std::launch::async, [this] { return expire(); });
     EXPECT_LT(taken.get(), timeout + lateness());
 }
 
-TEST_F(DeadlineBesideASlowLog, HoldsWhereAThreadThatLogsTakesTheAlarm)
+TEST_F(DeadlineBesideSlowLog, HoldsIfLoggingThreadTakesAlarm)
 {
     std::atomic<bool> done = false;
     std::future<std::chrono::microseconds> taken = std::async(std::launch::async, [&] {

@@ -43,7 +43,7 @@ protected:
 
 // Construction -----------------------------------------------------------------------------------------------------
 
-TEST_F(Lifecycle, ConstructionDoesNothingButKeepTheArguments)
+TEST_F(Lifecycle, ConstructionOnlyStoresArguments)
 {
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGALRM, SIG_DFL);
@@ -59,7 +59,7 @@ TEST_F(Lifecycle, ConstructionDoesNothingButKeepTheArguments)
     EXPECT_EQ(disposition(SIGALRM).sa_handler, SIG_DFL);
 }
 
-TEST_F(Lifecycle, ConstructionInitialisesTheEnvironment)
+TEST_F(Lifecycle, ConstructionInitialisesEnvironment)
 {
     std::optional<XmlrpcClient> fresh;
     const auto construct = [&]() -> const xmlrpc_env& {
@@ -73,14 +73,14 @@ TEST_F(Lifecycle, ConstructionInitialisesTheEnvironment)
 
 // init() -----------------------------------------------------------------------------------------------------------
 
-TEST_F(Lifecycle, InitLogsTheUrlThenTheSizeLimit)
+TEST_F(Lifecycle, InitLogsUrlThenSizeLimit)
 {
     XmlrpcClient remote("10.0.0.5", 8000, "eth0", "app", "1.0");
     EXPECT_EQ(remote.init(), 0);
     EXPECT_EQ(log.lines(), (Lines{urlLine("http://10.0.0.5:8000/RPC2"), limitLine()}));
 }
 
-TEST_F(Lifecycle, TheUrlHoldsHostAndPortAsTheyWereGiven)
+TEST_F(Lifecycle, UrlHoldsHostAndPortAsGiven)
 {
     struct Address {
         std::string host;
@@ -102,7 +102,7 @@ TEST_F(Lifecycle, TheUrlHoldsHostAndPortAsTheyWereGiven)
     }
 }
 
-TEST_F(Lifecycle, TheUrlIsFreeOfTheGlobalLocalesGrouping)
+TEST_F(Lifecycle, UrlIgnoresGroupingOfGlobalLocale)
 {
     const GroupingLocale grouping;
     XmlrpcClient remote("10.0.0.5", 8080, "eth0", "app", "1.0");
@@ -110,13 +110,13 @@ TEST_F(Lifecycle, TheUrlIsFreeOfTheGlobalLocalesGrouping)
     EXPECT_EQ(log.lines().at(0), urlLine("http://10.0.0.5:8080/RPC2"));
 }
 
-TEST_F(Lifecycle, InitSetsUpCreatesRegistersTheFlagAndSetsTheLimitInThisOrder)
+TEST_F(Lifecycle, InitTakesItsStepsInOrder)
 {
     EXPECT_EQ(client.init(), 0);
     EXPECT_EQ(spy.calls, (std::vector<std::string>{"setup_global_const", "create", "set_interrupt", "limit_set"}));
 }
 
-TEST_F(Lifecycle, InitAsksForExactlyThisTransport)
+TEST_F(Lifecycle, InitSetsTransportParameters)
 {
     XmlrpcClient remote("127.0.0.1", slave.port(), "eth1", "controller", "2.1");
     EXPECT_EQ(remote.init(), 0);
@@ -142,7 +142,7 @@ TEST_F(Lifecycle, InitAsksForExactlyThisTransport)
     EXPECT_EQ(parms.sslversion, XMLRPC_SSLVERSION_DEFAULT);
 }
 
-TEST_F(Lifecycle, TheUserAgentOnTheWireBeginsWithApplicationNameAndVersion)
+TEST_F(Lifecycle, UserAgentBeginsWithApplicationNameAndVersion)
 {
     XmlrpcClient remote("127.0.0.1", slave.port(), "eth1", "controller", "2.1");
     ASSERT_EQ(remote.init(), 0);
@@ -158,7 +158,7 @@ TEST_F(Lifecycle, CallsArePostedToRpc2)
     EXPECT_TRUE(slave.requests().at(0).starts_with("POST /RPC2 HTTP/1.1\r\n")) << slave.requests()[0];
 }
 
-TEST_F(Lifecycle, EveryInitSetsTheSizeLimitToOneMebibyte)
+TEST_F(Lifecycle, EveryInitSetsSizeLimitToOneMebibyte)
 {
     ASSERT_EQ(client.init(), 0);
     xmlrpc_limit_set(XMLRPC_XML_SIZE_LIMIT_ID, 1000);
@@ -168,7 +168,7 @@ TEST_F(Lifecycle, EveryInitSetsTheSizeLimitToOneMebibyte)
     EXPECT_EQ(xmlrpc_limit_get(XMLRPC_XML_SIZE_LIMIT_ID), 1'048'576U);
 }
 
-TEST_F(Lifecycle, AllClientsShareOneInterruptFlag)
+TEST_F(Lifecycle, ClientsShareOneInterruptFlag)
 {
     ASSERT_EQ(client.init(), 0);
     const int* const flag = spy.interruptFlag;
@@ -177,7 +177,7 @@ TEST_F(Lifecycle, AllClientsShareOneInterruptFlag)
     EXPECT_EQ(spy.interruptFlag, flag);
 }
 
-TEST_F(Lifecycle, AfterInitTheFlagIsDownThoughASignalCameEarlier)
+TEST_F(Lifecycle, InitLowersFlagRaisedEarlier)
 {
     ASSERT_EQ(client.init(), 0);
     std::raise(SIGINT);
@@ -189,14 +189,14 @@ TEST_F(Lifecycle, AfterInitTheFlagIsDownThoughASignalCameEarlier)
     EXPECT_EQ(log.lines(), (Lines{signalLine("SIGINT")}));
 }
 
-TEST_F(Lifecycle, InitLeavesTheFaultStateAlone)
+TEST_F(Lifecycle, InitLeavesFaultState)
 {
     client.setFault(7);
     EXPECT_EQ(client.init(), 0);
     EXPECT_EQ(client.getFault(), 7);
 }
 
-TEST_F(Lifecycle, InitDoesNotTouchTheTimer)
+TEST_F(Lifecycle, InitLeavesTimer)
 {
     client.set_timer(60000);
     EXPECT_EQ(client.init(), 0);
@@ -232,7 +232,7 @@ protected:
     }
 };
 
-TEST_P(FailedInit, ReturnsTheFaultCodeAndLogsItInTwoLines)
+TEST_P(FailedInit, ReturnsFaultCodeAndLogsTwoLines)
 {
     failNext();
     EXPECT_EQ(client.init(), code);
@@ -240,7 +240,7 @@ TEST_P(FailedInit, ReturnsTheFaultCodeAndLogsItInTwoLines)
               (Lines{urlLine(slaveUrl()), error("XML-RPC Fault: not today (0xfffffe03)\n"), place()}));
 }
 
-TEST_P(FailedInit, LeavesTheFaultInTheEnvironmentAndTheFaultStateAlone)
+TEST_P(FailedInit, ShowsInEnvironmentAndLeavesFaultState)
 {
     client.setFault(7);
     failNext();
@@ -250,7 +250,7 @@ TEST_P(FailedInit, LeavesTheFaultInTheEnvironmentAndTheFaultStateAlone)
     EXPECT_EQ(client.getFault(), 7);
 }
 
-TEST_P(FailedInit, LeavesTheSignalHandlersInstalled)
+TEST_P(FailedInit, LeavesSignalHandlersInstalled)
 {
     std::signal(SIGINT, SIG_DFL);
     failNext();
@@ -269,7 +269,7 @@ TEST_P(FailedInit, UndoesNothingUntilCleanup)
     EXPECT_EQ(spy.clients, 0);
 }
 
-TEST_P(FailedInit, LetsOperationsEndAsNotReady)
+TEST_P(FailedInit, MakesOperationsEndAsNotReady)
 {
     failNext();
     client.init();
@@ -279,7 +279,7 @@ TEST_P(FailedInit, LetsOperationsEndAsNotReady)
     EXPECT_EQ(slave.connections(), 0U);
 }
 
-TEST_P(FailedInit, IsOvercomeByAResetConn)
+TEST_P(FailedInit, WorksAfterResetConn)
 {
     failNext();
     client.init();
@@ -290,7 +290,7 @@ TEST_P(FailedInit, IsOvercomeByAResetConn)
     EXPECT_EQ(spy.clients, 0);
 }
 
-TEST_P(FailedInit, IsOvercomeByAnotherInit)
+TEST_P(FailedInit, WorksAfterAnotherInit)
 {
     failNext();
     client.init();
@@ -298,7 +298,7 @@ TEST_P(FailedInit, IsOvercomeByAnotherInit)
     EXPECT_EQ(faultOfACall(client), 0);
 }
 
-TEST_P(FailedInit, InsideResetConnIsItsResult)
+TEST_P(FailedInit, InResetConnIsItsResult)
 {
     ASSERT_EQ(client.init(), 0);
     failNext();
@@ -306,7 +306,7 @@ TEST_P(FailedInit, InsideResetConnIsItsResult)
     EXPECT_EQ(faultOfACall(client), -500);
 }
 
-TEST_P(FailedInit, InsideUpdateHostInterfazIsItsResultAndTheHostIsKept)
+TEST_P(FailedInit, InUpdateHostInterfazIsItsResultAndKeepsHost)
 {
     ASSERT_EQ(client.init(), 0);
     failNext();
@@ -325,7 +325,7 @@ INSTANTIATE_TEST_SUITE_P(Steps, FailedInit,
 
 // cleanup() and destruction ----------------------------------------------------------------------------------------
 
-TEST_F(Lifecycle, CleanupDestroysTheClientThenTearsDown)
+TEST_F(Lifecycle, CleanupDestroysClientThenTearsDown)
 {
     ASSERT_EQ(client.init(), 0);
     spy.calls.clear();
@@ -333,14 +333,14 @@ TEST_F(Lifecycle, CleanupDestroysTheClientThenTearsDown)
     EXPECT_EQ(spy.calls, (std::vector<std::string>{"destroy", "teardown_global_const"}));
 }
 
-TEST_F(Lifecycle, CleanupOfAClientThatWasNeverInitialisedReleasesNothing)
+TEST_F(Lifecycle, CleanupWithoutInitReleasesNothing)
 {
     client.cleanup();
     client.cleanup();
     EXPECT_EQ(spy.calls, std::vector<std::string>{});
 }
 
-TEST_F(Lifecycle, CleanupLogsNothingAndLeavesHandlersFlagAndFaultState)
+TEST_F(Lifecycle, CleanupLogsNothingAndLeavesHandlersFlagAndFault)
 {
     ASSERT_EQ(client.init(), 0);
     std::raise(SIGALRM);
@@ -354,7 +354,7 @@ TEST_F(Lifecycle, CleanupLogsNothingAndLeavesHandlersFlagAndFaultState)
     EXPECT_EQ(client.getFault(), 7);
 }
 
-TEST_F(Lifecycle, DestructionThroughTheBaseReleasesEverything)
+TEST_F(Lifecycle, DestructionThroughBaseReleasesEverything)
 {
     std::unique_ptr<XmlrpcClient> doomed = newClient();
     ASSERT_EQ(doomed->init(), 0);
@@ -406,7 +406,7 @@ const std::vector<Move> moves{
      0, 1},
 };
 
-TEST_F(Lifecycle, AnySequenceOfCallsStaysBalancedAndAllowsALaterInit)
+TEST_F(Lifecycle, AnySequenceStaysBalancedAndAllowsInit)
 {
     constexpr std::size_t length = 4;
     std::size_t sequences = 1;
@@ -429,7 +429,7 @@ TEST_F(Lifecycle, AnySequenceOfCallsStaysBalancedAndAllowsALaterInit)
     }
 }
 
-TEST_F(Lifecycle, SeveralClientsAreReleasedInAnyOrderAndTheOthersGoOn)
+TEST_F(Lifecycle, ClientsAreReleasedInAnyOrder)
 {
     std::array<std::size_t, 3> order{0, 1, 2};
     do {
@@ -449,7 +449,7 @@ TEST_F(Lifecycle, SeveralClientsAreReleasedInAnyOrderAndTheOthersGoOn)
     EXPECT_EQ(spy.globalSetups, 0);
 }
 
-TEST_F(Lifecycle, ASecondInitWithoutCleanupLosesOneClientAndOneSetup)
+TEST_F(Lifecycle, SecondInitWithoutCleanupLeaksClientAndSetup)
 {
     ASSERT_EQ(client.init(), 0);
     EXPECT_EQ(client.init(), 0);
@@ -466,14 +466,14 @@ TEST_F(Lifecycle, ASecondInitWithoutCleanupLosesOneClientAndOneSetup)
 
 // resetConn() and updateHostInterfaz() -----------------------------------------------------------------------------
 
-TEST_F(Lifecycle, ResetConnOfAConstructedClientMakesItReady)
+TEST_F(Lifecycle, ResetConnMakesConstructedClientReady)
 {
     EXPECT_EQ(client.resetConn(), 0);
     EXPECT_EQ(log.lines(), (Lines{urlLine(slaveUrl()), limitLine()}));
     EXPECT_EQ(faultOfACall(client), 0);
 }
 
-TEST_F(Lifecycle, ResetConnConnectsAnew)
+TEST_F(Lifecycle, ResetConnReconnects)
 {
     ASSERT_EQ(client.init(), 0);
     EXPECT_EQ(faultOfACall(client), 0);
@@ -484,7 +484,7 @@ TEST_F(Lifecycle, ResetConnConnectsAnew)
     EXPECT_EQ(slave.connections(), 2U);
 }
 
-TEST_F(Lifecycle, UpdateHostInterfazChangesTheHostAndKeepsThePort)
+TEST_F(Lifecycle, UpdateHostInterfazChangesHostAndKeepsPort)
 {
     XmlrpcClient remote("10.0.0.5", 8000, "eth0", "app", "1.0");
     ASSERT_EQ(remote.init(), 0);
@@ -493,7 +493,7 @@ TEST_F(Lifecycle, UpdateHostInterfazChangesTheHostAndKeepsThePort)
     EXPECT_EQ(log.lines(), (Lines{urlLine("http://10.0.0.6:8000/RPC2"), limitLine()}));
 }
 
-TEST_F(Lifecycle, UpdateHostInterfazLeadsTheNextCallToTheNewHost)
+TEST_F(Lifecycle, NextCallAfterUpdateHostInterfazReachesNewHost)
 {
     XmlrpcClient remote("127.0.0.2", slave.port(), "eth1", "app", "1.0");
     ASSERT_EQ(remote.init(), 0);
@@ -506,7 +506,7 @@ TEST_F(Lifecycle, UpdateHostInterfazLeadsTheNextCallToTheNewHost)
     EXPECT_EQ(log.lines().at(0), debug("setRefrescoWeb : host : 127.0.0.1 valor: 1"));
 }
 
-TEST_F(Lifecycle, TheInterfaceHasNoEffectOnTheConnection)
+TEST_F(Lifecycle, InterfaceDoesNotAffectConnection)
 {
     ASSERT_EQ(client.init(), 0);
     EXPECT_EQ(client.updateHostInterfaz("127.0.0.1", "no-such-interface"), 0);

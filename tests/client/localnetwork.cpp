@@ -130,7 +130,7 @@ protected:
     void expectLogged(const LogLine& line) const { EXPECT_EQ(log.lines(), Lines{line}); }
 };
 
-TEST_F(LocalNetwork, TellsTheIpAddressInDottedDecimalAndLogsIt)
+TEST_F(LocalNetwork, IpAddressIsDottedDecimalAndLogged)
 {
     interfaceHas(0xC0A8010A);
     std::string ip = "before";
@@ -140,7 +140,7 @@ TEST_F(LocalNetwork, TellsTheIpAddressInDottedDecimalAndLogsIt)
     expectLogged({LOG_DEBUG, "local ip = 192.168.1.10"});
 }
 
-TEST_F(LocalNetwork, TellsAnEmptyIpAddressWhenTheInterfaceHasNone)
+TEST_F(LocalNetwork, IpAddressIsEmptyIfInterfaceHasNone)
 {
     fake.interfaceAnswers = false;
     std::string ip = "before";
@@ -150,7 +150,7 @@ TEST_F(LocalNetwork, TellsAnEmptyIpAddressWhenTheInterfaceHasNone)
     expectLogged({LOG_DEBUG, "local ip = "});
 }
 
-TEST_F(LocalNetwork, AsksForTheIpAddressEvenWithoutASocket)
+TEST_F(LocalNetwork, IpAddressIsRequestedEvenWithoutSocket)
 {
     fake.descriptor = -1;
     fake.interfaceAnswers = false;
@@ -162,7 +162,7 @@ TEST_F(LocalNetwork, AsksForTheIpAddressEvenWithoutASocket)
     expectLogged({LOG_DEBUG, "local ip = "});
 }
 
-TEST_F(LocalNetwork, AsksForTheIpAddressByTheLowBitsOfTheDescriptor)
+TEST_F(LocalNetwork, IpAddressIsRequestedByLowBitsOfDescriptor)
 {
     fake.descriptor = 65536 + 7;
     interfaceHas(0x0A000001);
@@ -172,7 +172,7 @@ TEST_F(LocalNetwork, AsksForTheIpAddressByTheLowBitsOfTheDescriptor)
     EXPECT_EQ(fake.asked[1], query(7, SIOCGIFADDR));
 }
 
-TEST_F(LocalNetwork, TellsTheMacAddressInUpperCase)
+TEST_F(LocalNetwork, MacAddressIsUpperCase)
 {
     interfaceHas(std::vector<unsigned char>{0x00, 0x0a, 0x95, 0x9d, 0x68, 0x16});
     std::string mac = "before";
@@ -182,7 +182,7 @@ TEST_F(LocalNetwork, TellsTheMacAddressInUpperCase)
     EXPECT_TRUE(log.lines().empty());
 }
 
-TEST_F(LocalNetwork, TellsMacBytesOfEveryValueInTwoDigits)
+TEST_F(LocalNetwork, MacBytesHaveTwoDigits)
 {
     interfaceHas(std::vector<unsigned char>{0xFF, 0x80, 0x7F, 0x01, 0x00, 0xAB});
     std::string mac;
@@ -190,7 +190,7 @@ TEST_F(LocalNetwork, TellsMacBytesOfEveryValueInTwoDigits)
     EXPECT_EQ(mac, "FF:80:7F:01:00:AB");
 }
 
-TEST_F(LocalNetwork, TellsNoMacAddressWithoutASocket)
+TEST_F(LocalNetwork, MacAddressFailsWithoutSocket)
 {
     fake.descriptor = -1;
     std::string mac = "before";
@@ -200,7 +200,7 @@ TEST_F(LocalNetwork, TellsNoMacAddressWithoutASocket)
     expectLogged({LOG_ERR, "Error al crear socket"});
 }
 
-TEST_F(LocalNetwork, TellsNoMacAddressWithoutTheInterface)
+TEST_F(LocalNetwork, MacAddressFailsWithoutInterface)
 {
     fake.interfaceAnswers = false;
     std::string mac = "before";

@@ -94,7 +94,7 @@ private:
     }
 };
 
-TEST_F(Namespace, WithAnAddressAndAMacShowsBoth)
+TEST_F(Namespace, WithAddressAndMacShowsBoth)
 {
     lookAfter(
         [] { return addInterface("address 00:0a:95:9d:68:16") && run("ip address add 192.168.1.10/24 dev eth0"); });
@@ -106,7 +106,7 @@ TEST_F(Namespace, WithAnAddressAndAMacShowsBoth)
     EXPECT_EQ(found.mac, "00:0A:95:9D:68:16");
 }
 
-TEST_F(Namespace, WithoutAnAddressShowsTheMacAlone)
+TEST_F(Namespace, WithoutAddressShowsMacOnly)
 {
     lookAfter([] { return addInterface("address 02:00:00:00:00:ff"); });
     if (IsSkipped())
@@ -117,7 +117,7 @@ TEST_F(Namespace, WithoutAnAddressShowsTheMacAlone)
     EXPECT_EQ(found.mac, "02:00:00:00:00:FF");
 }
 
-TEST_F(Namespace, WithoutTheInterfaceShowsNothing)
+TEST_F(Namespace, WithoutInterfaceShowsNothing)
 {
     lookAfter([] { return true; });
     if (IsSkipped())

@@ -22,7 +22,7 @@ protected:
     }
 };
 
-TEST_F(Probe, AsksForTenAndFiveAndPrintsTheAnswer)
+TEST_F(Probe, AddsTenAndFiveAndPrintsAnswer)
 {
     slave.play({replyArray({xml::i4(15)})});
     EXPECT_EQ(printed(), "RESULTADO 15");
@@ -34,7 +34,7 @@ TEST_F(Probe, AsksForTenAndFiveAndPrintsTheAnswer)
     EXPECT_EQ(log.linesWithoutNumbers(), (Lines{armed(ampleTimeout), disarmed(), {LOG_INFO, "Resultado 15\n"}}));
 }
 
-TEST_F(Probe, TakesAnyAnswerForGood)
+TEST_F(Probe, AcceptsAnyAnswer)
 {
     for (const int answer : {0, 1, 3, -505, 2'147'483'647, -2'147'483'647 - 1}) {
         slave.play({replyArray({xml::i4(answer)})});
@@ -46,14 +46,14 @@ TEST_F(Probe, TakesAnyAnswerForGood)
     }
 }
 
-TEST_F(Probe, IgnoresFurtherElementsOfTheReply)
+TEST_F(Probe, IgnoresFurtherElements)
 {
     slave.play({replyArray({xml::i4(15), xml::text("more"), xml::array({})})});
     EXPECT_EQ(printed(), "RESULTADO 15");
     EXPECT_EQ(client.getFault(), 0);
 }
 
-TEST_F(Probe, LeavesItsOutputToBeFlushedByTheProgram)
+TEST_F(Probe, DoesNotFlush)
 {
     slave.play({replyArray({xml::i4(15)})});
     ::testing::internal::CaptureStdout();
@@ -64,7 +64,7 @@ TEST_F(Probe, LeavesItsOutputToBeFlushedByTheProgram)
     EXPECT_EQ(::testing::internal::GetCapturedStdout(), "RESULTADO 15");
 }
 
-TEST_F(Probe, OfASilentSlaveEndsWithTheTimeoutAskedFor)
+TEST_F(Probe, SilentSlaveIsTimeout)
 {
     slave.play({silence()});
     EXPECT_EQ(printed(100), "");
@@ -72,7 +72,7 @@ TEST_F(Probe, OfASilentSlaveEndsWithTheTimeoutAskedFor)
     EXPECT_EQ(log.linesWithoutNumbers(), (Lines{armed(100), signalLine("SIGALRM"), timeoutLine(message)}));
 }
 
-TEST_F(Probe, OfAClosedPortEndsWithTheTransportFault)
+TEST_F(Probe, ClosedPortIsTransportFault)
 {
     const ClosedPort closed;
     nelka::XmlrpcClient lost("127.0.0.1", closed.port(), "eth1", "app", "1.0");
@@ -90,7 +90,7 @@ TEST_F(Probe, OfAClosedPortEndsWithTheTransportFault)
                error("ERROR en XML-RPC: mensaje : " + message + ", error : " + reason + " (0xfffffe08)\n"), place()}));
 }
 
-TEST_F(Probe, OfAReplyOfAnotherShapeEndsWithTheDecodingFault)
+TEST_F(Probe, WrongShapeIsDecodingFault)
 {
     struct Wrong {
         Step reply;

@@ -58,7 +58,7 @@ extern "C" XML_Parser XML_ParserCreate(const XML_Char* encoding)
 
 namespace {
 
-TEST(Screen, RefusesAnI8ThatIsNoNumber)
+TEST(Screen, RefusesInvalidI8)
 {
     for (const std::string element : {"i8", "ex:i8"})
         for (const std::string text : {"", " ", "x", "1x", " 1", "1 ", "+-1", "-+1", "--1", "0x1", "1.0",
@@ -73,32 +73,32 @@ TEST(Screen, RefusesAnI8ThatIsNoNumber)
     EXPECT_EQ(reasonFor("<value><i8>" + std::string(100, '1') + "</i8></value>"), "an i8 that is no 64-bit integer");
 }
 
-TEST(Screen, LetsEveryI8Through)
+TEST(Screen, AcceptsEveryI8)
 {
     for (const std::string text : {"0", "-0", "+7", "007", "9223372036854775807", "-9223372036854775808", "1&#x38;",
                                    "1<!-- -->2", "<![CDATA[5]]>"})
         EXPECT_EQ(reasonFor("<value><i8>" + text + "</i8></value>"), "") << text;
 }
 
-TEST(Screen, RefusesADoubleThatIsInfiniteOrNoNumber)
+TEST(Screen, RefusesInfinityAndNan)
 {
     for (const std::string text : {"inf", "-INF", "Infinity", "nan", "NaN(1)", "i&#110;f", "<![CDATA[inf]]>"})
         EXPECT_EQ(reasonFor(xml::real(text)), "a double that is infinite or no number") << text;
 }
 
-TEST(Screen, LetsEveryOtherDoubleThrough)
+TEST(Screen, AcceptsEveryOtherDouble)
 {
     for (const std::string text : {"0", "-1.5", "+1.5e300", "1e999", "0x1p3", "word"})
         EXPECT_EQ(reasonFor(xml::real(text)), "") << text;
 }
 
-TEST(Screen, RefusesAnInternalSubset)
+TEST(Screen, RefusesInternalSubset)
 {
     const std::string rest = xml::response("<value>&a;</value>").substr(std::string("<?xml version=\"1.0\"?>").size());
     EXPECT_EQ(reason("<!DOCTYPE a [<!ENTITY a 'b'>]>" + rest), "a document type with an internal subset");
 }
 
-TEST(Screen, RefusesWhatTwoReadersCouldReadDifferently)
+TEST(Screen, RefusesWhatParsersReadDifferently)
 {
     const std::string document = xml::response(xml::i4(0));
     EXPECT_EQ(reason("\xEF\xBB\xBF" + document), "a byte-order mark");
@@ -110,21 +110,21 @@ TEST(Screen, RefusesWhatTwoReadersCouldReadDifferently)
     EXPECT_NE(reason("<?xml version='1.0' encoding='UTF-16'?><methodResponse/>"), "");
 }
 
-TEST(Screen, RefusesWhatThereIsNoMemoryToLookAt)
+TEST(Screen, RefusesWhenOutOfMemory)
 {
     parserCanBeHad = false;
     EXPECT_EQ(reasonFor(comment), "too little memory to look at it");
     parserCanBeHad = true;
 }
 
-TEST(Screen, LeavesWhatIsMerelyMalformedToTheParser)
+TEST(Screen, AcceptsHarmlessMalformedDocument)
 {
     for (const std::string document :
          {"", "no XML", "<", "<value", "<value>", "</value>", "<a></b>", "<value/><value/>"})
         EXPECT_EQ(reason(document), "") << document;
 }
 
-TEST(Screen, LetsADocumentThroughThatTheParserRefusesForItsSize)
+TEST(Screen, AcceptsDocumentAboveSizeLimit)
 {
     const std::string document(xmlrpc_limit_get(XMLRPC_XML_SIZE_LIMIT_ID) + 1, '\0');
     EXPECT_EQ(reason(document), "");
@@ -146,7 +146,7 @@ TEST(Screen, BoundsOpenElements)
                 "too many elements within one another");
 }
 
-TEST(Screen, BoundsTheMembersOfOneStruct)
+TEST(Screen, BoundsMembersOfStruct)
 {
     const auto structure = [](const std::string& members) { return "<struct>" + members + "</struct>"; };
     const std::string most = structure(repeated(member("a"), 2000));
@@ -174,14 +174,14 @@ TEST(Screen, BoundsNamesOfAttributes)
                 "<value>" + repeated("<nil a=''/>", 1001) + "</value>", "too many names that XML-RPC does not have");
 }
 
-TEST(Screen, BoundsTheLengthOfAName)
+TEST(Screen, BoundsLengthOfNames)
 {
     const std::string name(100, 'a');
     expectLimit("<value><" + name + "/></value>", "<value><" + name + "a/>" + std::string(3000, ' ') + "</value>",
                 "too long a name");
 }
 
-TEST(Screen, CountsNoDeclarationOfTheExtensionNamespace)
+TEST(Screen, DoesNotCountExtensionNamespace)
 {
     EXPECT_EQ(reason("<value>" + repeated("<ex:nil xmlns:ex='e'/>", 5000) + "</value>"), "");
 }
@@ -202,7 +202,7 @@ std::string unreadable(const std::string& document)
     return why;
 }
 
-TEST(Screen, LetsATableOfTheLargestSizeThrough)
+TEST(Screen, AcceptsLargestTable)
 {
     xmlrpc_limit_set(XMLRPC_XML_SIZE_LIMIT_ID, 1048576);
     const std::string row =

@@ -73,7 +73,7 @@ private:
 };
 
 // Fails too where a client no longer keeps a copy of the table.
-TEST_F(ScreenedReply, EndsInAFaultOfTwoLinesAndLeavesTheOutputs)
+TEST_F(ScreenedReply, IsFaultOfTwoLinesAndLeavesOutputs)
 {
     slave.play({infinite});
     std::string text = "preset";
@@ -89,7 +89,7 @@ TEST_F(ScreenedReply, EndsInAFaultOfTwoLinesAndLeavesTheOutputs)
     EXPECT_EQ(spy.resultsReceived, 0);
 }
 
-TEST_F(ScreenedReply, LeavesTheClientReadyForTheNextCall)
+TEST_F(ScreenedReply, LeavesNextCallWorking)
 {
     slave.play({infinite, replyArray({xml::i4(0)})});
     client.updateNTP(ampleTimeout);
@@ -97,12 +97,12 @@ TEST_F(ScreenedReply, LeavesTheClientReadyForTheNextCall)
     EXPECT_EQ(client.getFault(), 0);
 }
 
-TEST_F(ScreenedReply, InitLeavesTheTableAsItWas)
+TEST_F(ScreenedReply, InitRestoresTable)
 {
     EXPECT_TRUE(tableIsAsAtFirst());
 }
 
-TEST_F(ScreenedReply, InitThatFailsLeavesTheTableAsItWas)
+TEST_F(ScreenedReply, FailedInitRestoresTable)
 {
     nelka::XmlrpcClient other("127.0.0.1", slave.port(), "eth1", "app", "1.0");
     spy.failNext(SetupStep::client, -500, "no client");
@@ -110,7 +110,7 @@ TEST_F(ScreenedReply, InitThatFailsLeavesTheTableAsItWas)
     EXPECT_TRUE(tableIsAsAtFirst());
 }
 
-TEST_F(ScreenedReply, ForeignClientReadsWhatItLikes)
+TEST_F(ScreenedReply, ForeignClientIsNotScreened)
 {
     ForeignClient createdBefore;
     nelka::XmlrpcClient other("127.0.0.1", slave.port(), "eth1", "app", "1.0");

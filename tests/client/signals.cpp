@@ -157,7 +157,7 @@ void passTime(std::chrono::milliseconds time)
 
 // SIGINT that the application holds back ---------------------------------------------------------------------------
 
-TEST_F(Signals, SigintHeldBackDuringACallIsReadFromItsDescriptor)
+TEST_F(Signals, BlockedSigintIsReadFromSignalfd)
 {
     const HoldingBack held({SIGINT});
     const sigset_t signals = interrupts();
@@ -175,7 +175,7 @@ TEST_F(Signals, SigintHeldBackDuringACallIsReadFromItsDescriptor)
     EXPECT_EQ(count(signalLine("SIGINT")), 0);
 }
 
-TEST_F(Signals, SigintHeldBackDuringACallGoesToTheThreadThatWaitsForIt)
+TEST_F(Signals, BlockedSigintGoesToWaitingThread)
 {
     const HoldingBack held({SIGINT});
     std::future<int> waiting = std::async(std::launch::async, [] {
@@ -192,7 +192,7 @@ TEST_F(Signals, SigintHeldBackDuringACallGoesToTheThreadThatWaitsForIt)
     EXPECT_EQ(waiting.get(), SIGINT);
 }
 
-TEST_F(Signals, SigintHeldBackAroundATransactionComesAfterIt)
+TEST_F(Signals, BlockedSigintArrivesAfterTransaction)
 {
     {
         const HoldingBack transaction({SIGINT});
@@ -208,21 +208,21 @@ TEST_F(Signals, SigintHeldBackAroundATransactionComesAfterIt)
 
 // interruptRpc() called from another thread ------------------------------------------------------------------------
 
-TEST_F(Signals, InterruptRpcOfAnotherThreadCutsACallWhileSigintIsIgnored)
+TEST_F(Signals, InterruptRpcOfOtherThreadCutsCallWithSigintIgnored)
 {
     std::signal(SIGINT, SIG_IGN);
     expectCutAtOnceBy([] { nelka::XmlrpcClient::interruptRpc(SIGINT); });
     EXPECT_EQ(count(signalLine("SIGINT")), 1);
 }
 
-TEST_F(Signals, InterruptRpcOfAnotherThreadCutsACallWhileSigintHasItsDefaultAction)
+TEST_F(Signals, InterruptRpcOfOtherThreadCutsCallWithSigintDefault)
 {
     std::signal(SIGINT, SIG_DFL);
     expectCutAtOnceBy([] { nelka::XmlrpcClient::interruptRpc(SIGINT); });
     EXPECT_EQ(count(signalLine("SIGINT")), 1);
 }
 
-TEST_F(Signals, InterruptRpcOfAnotherThreadEndsNoProcessWhileSigalrmHasItsDefaultAction)
+TEST_F(Signals, InterruptRpcOfOtherThreadKillsNothingWithSigalrmDefault)
 {
     std::signal(SIGALRM, SIG_DFL);
     slave.play({delayed(replyArray({xml::i4(0)}), 100ms)});
@@ -244,7 +244,7 @@ void expectNoNap(nelka::XmlrpcClient& client)
     EXPECT_EQ(naps, 0);
 }
 
-TEST_F(Signals, ACallAfterAnAlarmThatTheApplicationCancelledWaitsForNothing)
+TEST_F(Signals, CallAfterCancelledAlarmDoesNotWait)
 {
     fail(shortTimeout);
     alarm(0);
@@ -285,7 +285,7 @@ TEST_F(Signals, ManyAlarmsThatNeverCameDoNotMakeALaterOneCutACall)
     EXPECT_EQ(count(signalLine("SIGALRM")), 1);
 }
 
-TEST_F(Signals, ACallAfterAnAlarmThatTheApplicationTookOverWaitsForNothing)
+TEST_F(Signals, CallAfterAlarmTakenByApplicationDoesNotWait)
 {
     static std::atomic<bool> rung;
     rung = false;
@@ -297,7 +297,7 @@ TEST_F(Signals, ACallAfterAnAlarmThatTheApplicationTookOverWaitsForNothing)
     expectNoNap(client);
 }
 
-TEST_F(Signals, TheFirstCallOfAForkedChildWaitsForNothing)
+TEST_F(Signals, FirstCallOfForkedChildDoesNotWait)
 {
     fail(shortTimeout);
     replyWell();
@@ -349,7 +349,7 @@ protected:
     }
 };
 
-TEST_F(MisleadingAlarm, FromElsewhereIsNotTakenForThatOfTheTimer)
+TEST_F(MisleadingAlarm, FromElsewhereIsNotTakenForTimer)
 {
     expectNoLateAlarmToCut([this] {
         slave.play({serverError()});
@@ -358,7 +358,7 @@ TEST_F(MisleadingAlarm, FromElsewhereIsNotTakenForThatOfTheTimer)
     });
 }
 
-TEST_F(MisleadingAlarm, OfEarlierTimersIsNotTakenForThatOfTheLast)
+TEST_F(MisleadingAlarm, OfEarlierTimersIsNotTakenForLast)
 {
     expectNoLateAlarmToCut([this] {
         for (int earlier = 0; earlier < 2; ++earlier) {
@@ -373,14 +373,14 @@ TEST_F(MisleadingAlarm, OfEarlierTimersIsNotTakenForThatOfTheLast)
 
 constexpr int debugLine = 0, armingLine = 1;
 
-TEST_F(Signals, SigintInTheDebugLineOfACallIsLoggedAndDoesNotCutIt)
+TEST_F(Signals, SigintInDebugLineIsLoggedAndCutsNothing)
 {
     const DuringLogCall sigint(debugLine, [] { std::raise(SIGINT); });
     expectAnswered();
     EXPECT_EQ(count(signalLine("SIGINT")), 1);
 }
 
-TEST_F(Signals, SigintInTheArmingLineOfACallCutsItAtOnce)
+TEST_F(Signals, SigintInArmingLineCutsCallImmediately)
 {
     const DuringLogCall sigint(armingLine, [] { std::raise(SIGINT); });
     expectCutAtOnce();
@@ -388,7 +388,7 @@ TEST_F(Signals, SigintInTheArmingLineOfACallCutsItAtOnce)
               (Lines{debug("updateNTP"), armed(2000), signalLine("SIGINT"), timeoutLine("updateNTP")}));
 }
 
-TEST_F(Signals, SigintOfAnotherThreadInTheArmingLineOfACallCutsItAtOnce)
+TEST_F(Signals, SigintOfOtherThreadInArmingLineCutsCallImmediately)
 {
     const DuringLogCall sigint(armingLine, [] { std::async(std::launch::async, [] { std::raise(SIGINT); }).get(); });
     expectCutAtOnce();
@@ -396,7 +396,7 @@ TEST_F(Signals, SigintOfAnotherThreadInTheArmingLineOfACallCutsItAtOnce)
               (Lines{debug("updateNTP"), armed(2000), signalLine("SIGINT"), timeoutLine("updateNTP")}));
 }
 
-TEST_F(Signals, SigintWhileTheTimerOfACallIsSetCutsItAtOnce)
+TEST_F(Signals, SigintWhileTimerIsSetCutsCallImmediately)
 {
     duringSetitimer = [] {
         duringSetitimer = nullptr;
@@ -405,7 +405,7 @@ TEST_F(Signals, SigintWhileTheTimerOfACallIsSetCutsItAtOnce)
     expectCutAtOnce();
 }
 
-TEST_F(Signals, SigintOfAnotherThreadWhileTheTimerOfACallIsSetCutsItAtOnce)
+TEST_F(Signals, SigintOfOtherThreadWhileTimerIsSetCutsCallImmediately)
 {
     duringSetitimer = [] {
         duringSetitimer = nullptr;
@@ -414,19 +414,19 @@ TEST_F(Signals, SigintOfAnotherThreadWhileTheTimerOfACallIsSetCutsItAtOnce)
     expectCutAtOnce();
 }
 
-TEST_F(Signals, SigintBeforeTheRequestIsSentCutsTheCallAtOnce)
+TEST_F(Signals, SigintBeforeRequestCutsCallImmediately)
 {
     spy.beforeCall = [] { std::raise(SIGINT); };
     expectCutAtOnce();
 }
 
-TEST_F(Signals, SigintOfAnotherThreadBeforeTheRequestIsSentCutsTheCallAtOnce)
+TEST_F(Signals, SigintOfOtherThreadBeforeRequestCutsCallImmediately)
 {
     spy.beforeCall = [] { std::async(std::launch::async, [] { std::raise(SIGINT); }).get(); };
     expectCutAtOnce();
 }
 
-TEST_F(Signals, InitOfAnotherObjectLeavesTheRunningCallToBeCut)
+TEST_F(Signals, RunningCallIsCutDespiteInitOfOtherObject)
 {
     nelka::XmlrpcClient other("127.0.0.1", slave.port(), "eth1", "app", "1.0");
     spy.beforeCall = [&other] {
@@ -443,14 +443,14 @@ protected:
     const LogLine expected = signalLine(std::string("SIG") + sigabbrev_np(GetParam()));
 };
 
-TEST_P(SignalInSetTimer, HasItsLineOnceTheTimerIsSet)
+TEST_P(SignalInSetTimer, IsLoggedOnceTimerIsSet)
 {
     duringSetitimer = [] { std::raise(GetParam()); };
     client.set_timer(60000);
     EXPECT_EQ(log.lines(), (Lines{armed(60000), expected}));
 }
 
-TEST_P(SignalInSetTimer, OfAnotherThreadHasItsLineOnceTheTimerIsSet)
+TEST_P(SignalInSetTimer, OfOtherThreadIsLoggedOnceTimerIsSet)
 {
     duringSetitimer = [] { std::async(std::launch::async, [] { std::raise(GetParam()); }).get(); };
     client.set_timer(60000);
@@ -602,12 +602,12 @@ protected:
     }
 };
 
-TEST_F(AnsweredCall, LeavesTheApplicationsLogInPeace)
+TEST_F(AnsweredCall, DoesNotDisturbApplicationsLog)
 {
     expectPeace(100);
 }
 
-TEST_F(AnsweredCall, LeavesTheLogOfAStarvedThreadInPeace)
+TEST_F(AnsweredCall, DoesNotDisturbLogOfStarvedThread)
 {
     const BusyThreads others(2 * std::thread::hardware_concurrency());
     const sched_param none = {};
@@ -618,7 +618,7 @@ TEST_F(AnsweredCall, LeavesTheLogOfAStarvedThreadInPeace)
 
 // What the application can do --------------------------------------------------------------------------------------
 
-TEST_F(ApplicationsLog, IsLeftInPeaceAfterAFaultOnceTheTimerIsDisarmed)
+TEST_F(ApplicationsLog, IsNotDisturbedAfterFaultWithTimerDisarmed)
 {
     fail(1000);
     client.set_timer(0);
@@ -628,7 +628,7 @@ TEST_F(ApplicationsLog, IsLeftInPeaceAfterAFaultOnceTheTimerIsDisarmed)
     EXPECT_EQ(count(signalLine("SIGALRM")), 0);
 }
 
-TEST_F(ApplicationsLog, IsLeftInPeaceWhileBothSignalsAreHeldBack)
+TEST_F(ApplicationsLog, IsNotDisturbedWithBothSignalsBlocked)
 {
     fail(shortTimeout);
     {
@@ -642,7 +642,7 @@ TEST_F(ApplicationsLog, IsLeftInPeaceWhileBothSignalsAreHeldBack)
     EXPECT_EQ(count(signalLine("SIGALRM")) + count(signalLine("SIGALRM", 1)), 1);
 }
 
-TEST_F(Signals, TheTimerThatIsDisarmedBeforeExecDoesNotEndTheProgram)
+TEST_F(Signals, TimerDisarmedBeforeExecDoesNotKillProgram)
 {
     Child child([this] {
         fail(300);

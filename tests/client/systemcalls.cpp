@@ -105,7 +105,7 @@ Numbers ofXmlrpcAlone(unsigned short port)
     });
 }
 
-TEST(SystemCalls, OfOursInASuccessfulCallAreFourAtMost)
+TEST(SystemCalls, SuccessfulCallAddsAtMostFour)
 {
     const ScriptedSlave slave({replyArray({xml::i4(0)})});
     const Numbers alone = ofXmlrpcAlone(slave.port());

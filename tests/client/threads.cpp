@@ -127,7 +127,7 @@ protected:
     }
 };
 
-TEST_P(PassedSignal, ThatAnotherThreadTookCutsTheCallAndIsLoggedOnce)
+TEST_P(PassedSignal, OfOtherThreadCutsCallAndIsLoggedOnce)
 {
     slave.play({silence()});
     std::future<Outcome> worker = callInWorker(ampleTimeout, GetParam().held);
@@ -139,7 +139,7 @@ TEST_P(PassedSignal, ThatAnotherThreadTookCutsTheCallAndIsLoggedOnce)
     EXPECT_EQ(threadsThatTook(), (std::vector<pid_t>{self, outcome.thread}));
 }
 
-TEST_P(PassedSignal, ThatTheProcessGotCutsTheCallAndIsLoggedOnce)
+TEST_P(PassedSignal, OfProcessCutsCallAndIsLoggedOnce)
 {
     slave.play({silence()});
     std::future<Outcome> worker = callInWorker(ampleTimeout, GetParam().held);
@@ -149,7 +149,7 @@ TEST_P(PassedSignal, ThatTheProcessGotCutsTheCallAndIsLoggedOnce)
     expectCutByOneSignal(worker.get(), sent);
 }
 
-TEST_P(PassedSignal, ThatTheProcessGotBesideBusyThreadsCutsTheCallAndIsLoggedOnce)
+TEST_P(PassedSignal, OfProcessBesideBusyThreadsCutsCallAndIsLoggedOnce)
 {
     slave.play({silence()});
     const BusyThreads others(8);
@@ -170,7 +170,7 @@ INSTANTIATE_TEST_SUITE_P(Signals, PassedSignal,
                              return name;
                          });
 
-TEST_F(Threads, ASignalThatTheCallingThreadTookItselfIsNotPassedOn)
+TEST_F(Threads, SignalOfCallingThreadIsNotPassedOn)
 {
     slave.play({silence()});
     std::atomic<pid_t> worker = 0;
@@ -186,7 +186,7 @@ TEST_F(Threads, ASignalThatTheCallingThreadTookItselfIsNotPassedOn)
     EXPECT_EQ(count(signalLine("SIGINT")), 1);
 }
 
-TEST_F(Threads, EachOfManySignalsIsLoggedOnceAndCutsItsCall)
+TEST_F(Threads, EachOfManySignalsIsLoggedOnceAndCutsCall)
 {
     constexpr int rounds = 50;
     for (int i = 0; i < rounds; ++i) {
@@ -203,7 +203,7 @@ TEST_F(Threads, EachOfManySignalsIsLoggedOnceAndCutsItsCall)
 
 // Signals that are not passed on -------------------------------------------------------------------------------------
 
-TEST_F(Threads, AnotherSignalThatIsRoutedToTheHandlerCutsTheCallAndIsLoggedOnce)
+TEST_F(Threads, OtherSignalRoutedToHandlerCutsCallAndIsLoggedOnce)
 {
     slave.play({silence()});
     std::future<Outcome> worker = callInWorker(ampleTimeout);
@@ -220,7 +220,7 @@ TEST_F(Threads, AnotherSignalThatIsRoutedToTheHandlerCutsTheCallAndIsLoggedOnce)
               1);
 }
 
-TEST_F(Threads, ASignalBetweenCallsStaysInTheThreadThatTookIt)
+TEST_F(Threads, SignalBetweenCallsStaysInItsThread)
 {
     slave.play({replyArray({xml::i4(0)})});
     const Outcome outcome = callInWorker(ampleTimeout).get();
@@ -231,7 +231,7 @@ TEST_F(Threads, ASignalBetweenCallsStaysInTheThreadThatTookIt)
     EXPECT_EQ(count(signalLine("SIGINT")), 1);
 }
 
-TEST_F(Threads, ASignalBetweenCallsIsNotPassedOnToTheCallingThreadThatLivesOn)
+TEST_F(Threads, SignalBetweenCallsIsNotPassedToFormerCaller)
 {
     slave.play({replyArray({xml::i4(0)})});
     client.updateNTP(ampleTimeout);
@@ -244,7 +244,7 @@ TEST_F(Threads, ASignalBetweenCallsIsNotPassedOnToTheCallingThreadThatLivesOn)
     EXPECT_EQ(count(signalLine("SIGINT")), 1);
 }
 
-TEST_F(Threads, ASignalAfterACallThatWasCutStaysInTheThreadThatTookIt)
+TEST_F(Threads, SignalAfterCutCallStaysInItsThread)
 {
     slave.play({silence()});
     EXPECT_EQ(callInWorker(50).get().fault, -505);
@@ -261,7 +261,7 @@ TEST_F(Threads, ASignalAfterACallThatWasCutStaysInTheThreadThatTookIt)
     EXPECT_EQ(threadsThatTook(), std::vector<pid_t>{self});
 }
 
-TEST_F(Threads, CallsOfSeveralObjectsTakeTurnsInSeveralThreads)
+TEST_F(Threads, ObjectsTakeTurnsInThreads)
 {
     nelka::XmlrpcClient other("127.0.0.1", slave.port(), "eth1", "app", "1.0");
     ASSERT_EQ(other.init(), 0);
@@ -280,7 +280,7 @@ class LateAlarm : public Threads, public ::testing::WithParamInterface<std::set<
 INSTANTIATE_TEST_SUITE_P(Masks, LateAlarm, ::testing::Values(std::set<int>{}, std::set<int>{SIGALRM, SIGINT}));
 
 // A call that fails at once leaves its alarm of a millisecond behind, and the next one begins just about then.
-TEST_P(LateAlarm, OfAnEarlierCallNeverCutsTheNextOneBesideBusyThreads)
+TEST_P(LateAlarm, OfEarlierCallNeverCutsNextCallBesideBusyThreads)
 {
     constexpr int tries = 1000;
     slave.play({replyArray({xml::i4(0)})});
@@ -305,7 +305,7 @@ TEST_P(LateAlarm, OfAnEarlierCallNeverCutsTheNextOneBesideBusyThreads)
     EXPECT_GT(alarms, tries / 20);
 }
 
-TEST_F(Threads, TheFirstCallOfAProcessWaitsForNoAlarm)
+TEST_F(Threads, FirstCallOfProcessWaitsForNoAlarm)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process that has made no call
     EXPECT_EXIT(
@@ -317,7 +317,7 @@ TEST_F(Threads, TheFirstCallOfAProcessWaitsForNoAlarm)
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(Threads, ACallAfterATimeoutWaitsForNoAlarm)
+TEST_F(Threads, CallAfterTimeoutWaitsForNoAlarm)
 {
     slave.play({silence()});
     client.updateNTP(20);
@@ -335,7 +335,7 @@ void await(const std::atomic<bool>& event)
         std::this_thread::yield();
 }
 
-TEST_F(Threads, CallAfterAnAlarmThatTheApplicationTookSucceedsWithoutANap)
+TEST_F(Threads, CallAfterAlarmTakenByApplicationDoesNotSleep)
 {
     static std::atomic<bool> rung;
     rung = false;
@@ -350,7 +350,7 @@ TEST_F(Threads, CallAfterAnAlarmThatTheApplicationTookSucceedsWithoutANap)
     EXPECT_EQ(naps, 0);
 }
 
-TEST_F(Threads, ACallWaitsForTheAlarmThatAnotherThreadStillHandles)
+TEST_F(Threads, CallWaitsForAlarmHandledByOtherThread)
 {
     static std::atomic<bool> stalled, released, handled;
     stalled = released = handled = false;

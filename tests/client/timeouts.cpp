@@ -67,7 +67,7 @@ protected:
 
 // The timer --------------------------------------------------------------------------------------------------------
 
-TEST_F(Timeouts, TheTimerIsSetInSecondsAndMicrosecondsAndRunsOnce)
+TEST_F(Timeouts, TimerIsSetInSecondsAndMicrosecondsAndRunsOnce)
 {
     struct Case {
         unsigned short milliseconds;
@@ -88,7 +88,7 @@ TEST_F(Timeouts, TheTimerIsSetInSecondsAndMicrosecondsAndRunsOnce)
     }
 }
 
-TEST_F(Timeouts, TheKernelHoldsTheTimerThatWasSet)
+TEST_F(Timeouts, KernelHoldsTimer)
 {
     client.set_timer(1500);
     EXPECT_LE(timerLeft(), 1500ms);
@@ -98,14 +98,14 @@ TEST_F(Timeouts, TheKernelHoldsTheTimerThatWasSet)
     EXPECT_EQ(log.lines(), (Lines{armed(1500), disarmed()}));
 }
 
-TEST_F(Timeouts, TheTimerNeedsNoInit)
+TEST_F(Timeouts, TimerNeedsNoInit)
 {
     nelka::XmlrpcClient fresh("127.0.0.1", slave.port(), "eth1", "app", "1.0");
     fresh.set_timer(60000);
     EXPECT_GT(timerLeft(), 50s);
 }
 
-TEST_F(Timeouts, TheTimerIsLoggedBeforeItIsSet)
+TEST_F(Timeouts, TimerIsLoggedBeforeItIsSet)
 {
     static bool running;
     client.set_timer(60000);
@@ -116,7 +116,7 @@ TEST_F(Timeouts, TheTimerIsLoggedBeforeItIsSet)
     EXPECT_FALSE(running);
 }
 
-TEST_F(Timeouts, TheArgumentIsCutToItsLowSixteenBits)
+TEST_F(Timeouts, TimeoutIsCutToLowSixteenBits)
 {
     struct Case {
         int argument;
@@ -135,7 +135,7 @@ TEST_F(Timeouts, TheArgumentIsCutToItsLowSixteenBits)
     }
 }
 
-TEST_F(Timeouts, AnArgumentWhoseLowBitsAreZeroArmsNoAlarm)
+TEST_F(Timeouts, TimeoutWithZeroLowBitsArmsNoAlarm)
 {
     std::chrono::microseconds during{};
     spy.beforeCall = [&during] { during = timerLeft(); };
@@ -152,7 +152,7 @@ TEST_F(Timeouts, AnArgumentWhoseLowBitsAreZeroArmsNoAlarm)
 
 // The handlers -----------------------------------------------------------------------------------------------------
 
-TEST_F(Timeouts, BothSignalsGoToTheHandlerWithAnEmptyMaskAndNoFlags)
+TEST_F(Timeouts, SignalsGoToHandlerWithEmptyMaskAndNoFlags)
 {
     // What the C library itself adds for the kernel.
     constexpr int restorer = 0x04000000;
@@ -174,7 +174,7 @@ TEST_F(Timeouts, OtherSignalsKeepTheirDispositions)
         EXPECT_EQ(disposition(signal).sa_handler, SIG_DFL);
 }
 
-TEST_F(Timeouts, EveryInitInstallsTheHandlersAgain)
+TEST_F(Timeouts, EveryInitInstallsHandlers)
 {
     std::signal(SIGINT, SIG_IGN);
     std::signal(SIGALRM, SIG_DFL);
@@ -183,7 +183,7 @@ TEST_F(Timeouts, EveryInitInstallsTheHandlersAgain)
     EXPECT_EQ(disposition(SIGALRM).sa_handler, &nelka::XmlrpcClient::interruptRpc);
 }
 
-TEST_F(Timeouts, TheHandlersCanBeInstalledWithoutInit)
+TEST_F(Timeouts, HandlersCanBeInstalledWithoutInit)
 {
     std::signal(SIGINT, SIG_DFL);
     nelka::XmlrpcClient fresh("127.0.0.1", slave.port(), "eth1", "app", "1.0");
@@ -191,7 +191,7 @@ TEST_F(Timeouts, TheHandlersCanBeInstalledWithoutInit)
     EXPECT_EQ(disposition(SIGINT).sa_handler, &nelka::XmlrpcClient::interruptRpc);
 }
 
-TEST_F(Timeouts, EachSignalIsLoggedOnceWithTheFlagBeforeIt)
+TEST_F(Timeouts, EachSignalIsLoggedOnceWithFormerFlag)
 {
     std::raise(SIGALRM);
     std::raise(SIGALRM);
@@ -204,7 +204,7 @@ TEST_F(Timeouts, EachSignalIsLoggedOnceWithTheFlagBeforeIt)
     EXPECT_EQ(log.lines(), (Lines{signalLine("SIGINT"), signalLine("SIGALRM", 1)}));
 }
 
-TEST_F(Timeouts, AnotherSignalRoutedToTheHandlerIsAnInternalErrorAndRaisesTheFlag)
+TEST_F(Timeouts, OtherSignalRoutedToHandlerIsInternalErrorAndRaisesFlag)
 {
     const auto former = std::signal(SIGTERM, &nelka::XmlrpcClient::interruptRpc);
     std::raise(SIGTERM);
@@ -214,7 +214,7 @@ TEST_F(Timeouts, AnotherSignalRoutedToTheHandlerIsAnInternalErrorAndRaisesTheFla
     EXPECT_EQ(*spy.interruptFlag, 1);
 }
 
-TEST_F(Timeouts, ErrnoSurvivesTheHandler)
+TEST_F(Timeouts, ErrnoSurvivesHandler)
 {
     LogRecorder::duringLogCall = [] { errno = ENOTCONN; };
     for (const int signal : {SIGALRM, SIGINT}) {
@@ -227,7 +227,7 @@ TEST_F(Timeouts, ErrnoSurvivesTheHandler)
     EXPECT_EQ(errno, ERANGE);
 }
 
-TEST_F(Timeouts, TheHandlersInterruptABlockingSystemCallForGood)
+TEST_F(Timeouts, HandlersInterruptBlockingSystemCallForGood)
 {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
@@ -250,7 +250,7 @@ TEST_F(Timeouts, TheHandlersInterruptABlockingSystemCallForGood)
 
 // Calls that are cut short -----------------------------------------------------------------------------------------
 
-TEST_F(Timeouts, ASilentSlaveIsLeftAfterTheTwoSecondsAskedFor)
+TEST_F(Timeouts, SilentSlaveIsLeftAfterTwoSeconds)
 {
     slave.play({silence()});
     const Stopwatch watch;
@@ -288,7 +288,7 @@ void expectTheDeadlineToHold(unsigned short port, std::size_t blockSize)
     EXPECT_LT(watch.elapsed(), 200ms + tolerance);
 }
 
-TEST_P(StalledCall, EndsAtItsDeadline)
+TEST_P(StalledCall, EndsAtDeadline)
 {
     const ScriptedSlave slave({GetParam().step}, 4096);
     expectTheDeadlineToHold(slave.port(), GetParam().blockSize);
@@ -301,13 +301,13 @@ INSTANTIATE_TEST_SUITE_P(
                       Stall{"RequestThatNobodyReads", deaf(), 8'000'000}),
     ::testing::PrintToStringParamName());
 
-TEST(ConnectionThatNobodyTakes, EndsAtItsDeadline)
+TEST(UnacceptedConnection, EndsAtDeadline)
 {
     const BlackHole hole;
     expectTheDeadlineToHold(hole.port(), 10);
 }
 
-TEST_F(Timeouts, ASigintCutsTheCallShortAndLeavesTheTimerRunning)
+TEST_F(Timeouts, SigintCutsCallAndLeavesTimerRunning)
 {
     slave.play({silence()});
     Stopwatch sent;
@@ -324,7 +324,7 @@ TEST_F(Timeouts, ASigintCutsTheCallShortAndLeavesTheTimerRunning)
     EXPECT_GT(timerLeft(), 0ms);
 }
 
-TEST_F(Timeouts, ASigintCutsACallWithoutATimeoutToo)
+TEST_F(Timeouts, SigintCutsCallWithoutTimeout)
 {
     slave.play({silence()});
     std::future<void> operatorsHand = onceAsked(slave, [] { kill(getpid(), SIGINT); });
@@ -334,7 +334,7 @@ TEST_F(Timeouts, ASigintCutsACallWithoutATimeoutToo)
     EXPECT_EQ(timerLeft(), 0ms);
 }
 
-TEST_F(Timeouts, AnAlarmOfTheApplicationsOwnCutsTheCallShort)
+TEST_F(Timeouts, AlarmOfApplicationCutsCall)
 {
     slave.play({silence()});
     std::future<void> application = onceAsked(slave, [] { kill(getpid(), SIGALRM); });
@@ -343,7 +343,7 @@ TEST_F(Timeouts, AnAlarmOfTheApplicationsOwnCutsTheCallShort)
     EXPECT_EQ(client.getFault(), -505);
 }
 
-TEST_F(Timeouts, TheCallOfAnyObjectIsCut)
+TEST_F(Timeouts, CallOfAnyObjectIsCut)
 {
     nelka::XmlrpcClient second("127.0.0.1", slave.port(), "eth1", "app", "1.0");
     ASSERT_EQ(second.init(), 0);
@@ -356,7 +356,7 @@ TEST_F(Timeouts, TheCallOfAnyObjectIsCut)
     }
 }
 
-TEST_F(Timeouts, AClientThatTimedOutWorksAgainAtOnce)
+TEST_F(Timeouts, ClientWorksImmediatelyAfterTimeout)
 {
     slave.play({silence()});
     client.updateNTP(50);
@@ -368,7 +368,7 @@ TEST_F(Timeouts, AClientThatTimedOutWorksAgainAtOnce)
 
 // What is left of the timer ----------------------------------------------------------------------------------------
 
-TEST_F(Timeouts, SuccessAndRefusalAndDecodingFaultDisarmTheTimer)
+TEST_F(Timeouts, SuccessRefusalAndDecodingFaultDisarmTimer)
 {
     for (const Step& answered : {replyArray({xml::i4(0)}), replyArray({xml::i4(3)}), replyArray({})}) {
         slave.play({answered});
@@ -378,7 +378,7 @@ TEST_F(Timeouts, SuccessAndRefusalAndDecodingFaultDisarmTheTimer)
     }
 }
 
-TEST_F(Timeouts, TheTimerOfAFailedCallRunsOnBetweenCallsAndItsAlarmRaisesTheFlag)
+TEST_F(Timeouts, TimerOfFailedCallRunsOnAndRaisesFlag)
 {
     fail(1000);
     for (const Stopwatch watch; *spy.interruptFlag == 0 && watch.elapsed() < 5s;)
@@ -391,7 +391,7 @@ TEST_F(Timeouts, TheTimerOfAFailedCallRunsOnBetweenCallsAndItsAlarmRaisesTheFlag
     EXPECT_EQ(client.getFault(), 0);
 }
 
-TEST_F(Timeouts, TheTimerOfAFailedCallDoesNotCutALongerOneAfterIt)
+TEST_F(Timeouts, TimerOfFailedCallDoesNotCutLongerCall)
 {
     fail(1000);
     slave.play({delayed(replyArray({xml::i4(0)}), 1300ms)});
@@ -402,7 +402,7 @@ TEST_F(Timeouts, TheTimerOfAFailedCallDoesNotCutALongerOneAfterIt)
 
 // The timer is set in microseconds, finer than a call's, so that the alarm lands anywhere before the next call's
 // arming.
-TEST_F(Timeouts, ALateAlarmOfAnEarlierCallNeverCutsTheNextOne)
+TEST_F(Timeouts, LateAlarmNeverCutsNextCall)
 {
     replyWell();
     constexpr int tries = 5000;
@@ -480,7 +480,7 @@ protected:
     }
 };
 
-TEST_P(LogCalls, AreNeverInterruptedAndTheHandlersRunOnceAfterwards)
+TEST_P(LogCalls, AreNeverInterruptedAndHandlersRunOnceAfterwards)
 {
     constexpr int most = 20;
     int intrusions = 0;
@@ -558,7 +558,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 class CallersMask : public Timeouts, public ::testing::WithParamInterface<std::set<int>> {};
 
-TEST_P(CallersMask, IsRestoredOnEveryWayOut)
+TEST_P(CallersMask, IsAlwaysRestored)
 {
     const HoldingBack held(GetParam());
     std::string text;
@@ -592,7 +592,7 @@ TEST_P(CallersMask, IsRestoredOnEveryWayOut)
     expectRestored("not ready");
 }
 
-TEST_P(CallersMask, DoesNotKeepACallFromItsDeadline)
+TEST_P(CallersMask, DoesNotPreventDeadline)
 {
     const HoldingBack held(GetParam());
     slave.play({silence()});
@@ -604,7 +604,7 @@ TEST_P(CallersMask, DoesNotKeepACallFromItsDeadline)
               (Lines{debug("updateNTP"), armed(100), signalLine("SIGALRM"), timeoutLine("updateNTP")}));
 }
 
-TEST_P(CallersMask, IsOpenedForTheAlarmOnly)
+TEST_P(CallersMask, IsOpenedForAlarmOnly)
 {
     const HoldingBack held(GetParam());
     replyWell();
@@ -621,7 +621,7 @@ INSTANTIATE_TEST_SUITE_P(Masks, CallersMask,
                                            std::set<int>{SIGALRM, SIGINT},
                                            std::set<int>{SIGALRM, SIGINT, SIGTERM, SIGUSR1, SIGCHLD}));
 
-TEST_F(Timeouts, AlarmHeldBackBeforeACallIsHandledOnceAndDoesNotCutIt)
+TEST_F(Timeouts, AlarmPendingBeforeCallIsHandledOnceAndCutsNothing)
 {
     const HoldingBack held({SIGALRM, SIGINT});
     kill(getpid(), SIGALRM);
@@ -634,7 +634,7 @@ TEST_F(Timeouts, AlarmHeldBackBeforeACallIsHandledOnceAndDoesNotCutIt)
     EXPECT_EQ(std::count(lines.begin(), lines.end(), signalLine("SIGALRM")), 1);
 }
 
-TEST_F(Timeouts, SigintHeldBackStaysPendingForTheApplication)
+TEST_F(Timeouts, BlockedSigintStaysPending)
 {
     const HoldingBack held({SIGINT});
     kill(getpid(), SIGINT);

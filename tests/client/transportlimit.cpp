@@ -9,7 +9,7 @@ namespace {
 
 class TransportLimit : public ClientTest, public ::testing::WithParamInterface<int> {};
 
-TEST_P(TransportLimit, OfAboutSeventeenSecondsEndsACallThatArmsNoAlarm)
+TEST_P(TransportLimit, EndsCallWithoutAlarm)
 {
     slave.play({silence()});
     const Stopwatch watch;
@@ -22,7 +22,7 @@ TEST_P(TransportLimit, OfAboutSeventeenSecondsEndsACallThatArmsNoAlarm)
 
 INSTANTIATE_TEST_SUITE_P(Timeouts, TransportLimit, ::testing::Values(0, 65536));
 
-TEST_F(TransportLimit, OfAboutSeventeenSecondsComesBeforeALongerTimeout)
+TEST_F(TransportLimit, PrecedesLongerTimeout)
 {
     slave.play({silence()});
     const Stopwatch watch;

@@ -130,7 +130,7 @@ std::vector<Row> known()
     return rows;
 }
 
-TEST(Documentation, HasARowForEveryOperationThatSaysWhatItDoes)
+TEST(Documentation, HasCorrectRowForEveryOperation)
 {
     EXPECT_EQ(documented(), known());
 }

@@ -44,7 +44,7 @@ protected:
 
 using Tune = Example;
 
-TEST_F(Tune, TunesTheSlaveToTheFrequency)
+TEST_F(Tune, TunesSlaveToFrequency)
 {
     const Finished tuned = runAgainst("{}", TUNE, {"626000000"});
     EXPECT_EQ(tuned.out, "tuned to 626000000\n") << tuned;
@@ -55,7 +55,7 @@ TEST_F(Tune, TunesTheSlaveToTheFrequency)
     EXPECT_NE(kept.find("626000000"), std::string::npos) << kept;
 }
 
-TEST_F(Tune, SaysThatTheSlaveRefused)
+TEST_F(Tune, ReportsRefusal)
 {
     const Finished refused = runAgainst(R"({"SintonizarCanalTerr": {"status": 3}})", TUNE, {"626000000"});
     EXPECT_EQ(refused.err, "not tuned: the slave refused with 3\n");
@@ -63,7 +63,7 @@ TEST_F(Tune, SaysThatTheSlaveRefused)
     EXPECT_EQ(refused.status, 1);
 }
 
-TEST_F(Tune, SaysWhyNothingCameBack)
+TEST_F(Tune, ReportsWhyNoAnswerCame)
 {
     const Finished failed = runAgainst(R"({"SintonizarCanalTerr": {"fault": [-77, "no tuner"]}})", TUNE, {"626000000"});
     EXPECT_NE(failed.err.find("no tuner"), std::string::npos) << failed;
@@ -84,7 +84,7 @@ Words nextTable(Program& mirror)
     return lines;
 }
 
-TEST(Mirror, PrintsTheTableAndPrintsItAgainOnceItHasChanged)
+TEST(Mirror, PrintsTableAgainWhenItHasChanged)
 {
     const SimulatedSlave slave;
     Program mirror(builtCommand(MIRROR, on(slave.port(), {"modulo", query, "1000"})));
@@ -102,7 +102,7 @@ TEST(Mirror, PrintsTheTableAndPrintsItAgainOnceItHasChanged)
     EXPECT_EQ(mirror.finish().out, "");
 }
 
-TEST(Mirror, PrintsATableThatStaysAsItIsOnlyOnce)
+TEST(Mirror, PrintsUnchangedTableOnce)
 {
     const SimulatedSlave slave;
     const Finished mirrored = run(builtCommand(MIRROR, on(slave.port(), {"modulo", query, "3"})));
@@ -110,7 +110,7 @@ TEST(Mirror, PrintsATableThatStaysAsItIsOnlyOnce)
     EXPECT_EQ(mirrored.status, 0);
 }
 
-TEST(Interruption, EndsTheMirror)
+TEST(Interruption, EndsMirror)
 {
     const SimulatedSlave slave;
     Program mirror(builtCommand(MIRROR, on(slave.port(), {"modulo", query, "1000000"})));
@@ -121,7 +121,7 @@ TEST(Interruption, EndsTheMirror)
     EXPECT_EQ(ended.err, "");
 }
 
-TEST(Mirror, GoesOnAskingASlaveThatIsNotThere)
+TEST(Mirror, KeepsCallingMissingSlave)
 {
     const Finished alone = run(builtCommand(MIRROR, on(ClosedPort().port(), {"modulo", query, "2"})));
     EXPECT_EQ(alone.err, "not mirrored this time: fault -504\nnot mirrored this time: fault -504\n");
@@ -132,34 +132,34 @@ TEST(Mirror, GoesOnAskingASlaveThatIsNotThere)
 
 using Control = Example;
 
-TEST_F(Control, IsDoneWithASlaveThatIsWell)
+TEST_F(Control, EndsWithHealthySlave)
 {
     const Finished rounds = runAgainst("{}", CONTROL, {"2"});
     EXPECT_EQ(rounds.out, "round 1: done\nround 2: done\n");
     EXPECT_EQ(rounds.status, 0);
 }
 
-TEST_F(Control, TakesARefusalForAnAnswer)
+TEST_F(Control, TakesRefusalForAnswer)
 {
     const Finished rounds = runAgainst(R"({"GetAlarmasEstadoControlador": {"status": 3}})", CONTROL, {"2"});
     EXPECT_EQ(rounds.out, "round 1: refused with 3\nround 2: refused with 3\n");
     EXPECT_EQ(rounds.status, 0);
 }
 
-TEST_F(Control, TellsANegativeRefusalFromABrokenConnection)
+TEST_F(Control, TellsNegativeRefusalFromBrokenConnection)
 {
     const Finished rounds = runAgainst(R"({"GetAlarmasEstadoControlador": {"status": -504}})", CONTROL, {"1"});
     EXPECT_EQ(rounds.out, "round 1: refused with -504\n");
 }
 
-TEST_F(Control, SeesThatASlaveIsLate)
+TEST_F(Control, DetectsLateSlave)
 {
     const Finished rounds = runAgainst(R"({"GetAlarmasEstadoControlador": {"delay_ms": 5000}})", CONTROL, {"1"});
     EXPECT_EQ(rounds.out, "round 1: no answer in time\n");
     EXPECT_EQ(rounds.status, 0);
 }
 
-TEST_F(Control, RenewsABrokenConnectionAndGoesOn)
+TEST_F(Control, RenewsBrokenConnection)
 {
     const Finished rounds =
         runAgainst(R"({"GetAlarmasEstadoControlador": {"fault": [-77, "no alarms"]}})", CONTROL, {"2"});
@@ -168,14 +168,14 @@ TEST_F(Control, RenewsABrokenConnectionAndGoesOn)
     EXPECT_EQ(rounds.status, 0);
 }
 
-TEST_F(Control, GoesOnAfterAReplyThatLacksTheText)
+TEST_F(Control, GoesOnAfterReplyWithoutText)
 {
     const Finished rounds = runAgainst(R"({"GetAlarmasEstadoControlador": {"reply": [0, 1]}})", CONTROL, {"2"});
     EXPECT_EQ(rounds.out, "round 1: broken: the reply lacks a text\nround 2: broken: the reply lacks a text\n");
     EXPECT_EQ(rounds.status, 0);
 }
 
-TEST(Interruption, EndsTheControlLoopInTheMiddleOfACall)
+TEST(Interruption, EndsControlLoopDuringCall)
 {
     ScriptedSlave slave;
     slave.play({silence()});
@@ -200,14 +200,14 @@ Finished replayTest(const std::string& recording)
     return run({"/bin/bash", EXAMPLES "/replay-test", words(NELKASLAVE), words(CONTROL), recording});
 }
 
-TEST(ReplayTest, PassesAMasterThatDoesAsItDidWithTheModule)
+TEST(ReplayTest, PassesMasterThatBehavesAsRecorded)
 {
     const Finished tested = replayTest(EXAMPLES "/afternoon.jsonl");
     EXPECT_EQ(tested.status, 0) << tested;
     EXPECT_EQ(tested.out, "");
 }
 
-TEST(ReplayTest, FailsAMasterThatDoesOtherwise)
+TEST(ReplayTest, FailsMasterThatBehavesDifferently)
 {
     const TemporaryFolder folder;
     std::string recording = contents(EXAMPLES "/afternoon.jsonl");
@@ -248,7 +248,7 @@ protected:
     int status = -1;
 };
 
-TEST_F(Slave, KnowsTheTimeAndNothingElse)
+TEST_F(Slave, KnowsOnlyTheTime)
 {
     const auto before = static_cast<unsigned long long>(std::time(nullptr));
     read();
@@ -267,7 +267,7 @@ TEST_F(Slave, EndsOnCtrlC)
     EXPECT_EQ(end(SIGINT).status, 0);
 }
 
-TEST_F(Slave, SaysThatItsPortIsTaken)
+TEST_F(Slave, ReportsPortInUse)
 {
     const Finished second = run(builtCommand(SLAVE, {std::to_string(port)}));
     EXPECT_NE(second.err.find("cannot listen on port " + std::to_string(port)), std::string::npos) << second;
@@ -275,7 +275,7 @@ TEST_F(Slave, SaysThatItsPortIsTaken)
     end();
 }
 
-TEST(ProbeExample, ShowsWhatCameOfItAndWhatWasLogged)
+TEST(ProbeExample, ShowsOutcomeAndLog)
 {
     const SimulatedSlave slave;
     const Finished probed = run(builtCommand(PROBE, on(slave.port(), {std::to_string(ampleTimeout)})));

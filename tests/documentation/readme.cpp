@@ -12,7 +12,7 @@ using namespace support;
 
 namespace {
 
-TEST(Readme, ShowsAProgramThatReadsTheClockOfASlave)
+TEST(Readme, ProgramReadsClock)
 {
     const SimulatedSlave slave;
     nelka::XmlrpcClient client("127.0.0.1", slave.port(), "eth0", "test", "1.0");
@@ -32,7 +32,7 @@ TEST(Readme, ShowsAProgramThatReadsTheClockOfASlave)
     EXPECT_EQ(first.status, 0);
 }
 
-TEST(Readme, ShowsAProgramThatSaysWhenNobodyAnswers)
+TEST(Readme, ProgramReportsMissingSlave)
 {
     const Finished first = run(builtCommand(FIRST, {std::to_string(ClosedPort().port())}));
     EXPECT_EQ(first.out, "fault -504, status -1, clock 0\n");
@@ -40,7 +40,7 @@ TEST(Readme, ShowsAProgramThatSaysWhenNobodyAnswers)
     EXPECT_EQ(first.status, 1);
 }
 
-TEST(Readme, ShowsAProgramThatChecksItsArgument)
+TEST(Readme, ProgramChecksItsArgument)
 {
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{}, {"http"}, {"0"}, {"65536"}, {"8080", "8081"}}) {
@@ -50,7 +50,7 @@ TEST(Readme, ShowsAProgramThatChecksItsArgument)
     }
 }
 
-TEST(PageOfSlaves, ShowsOneThatAnswers)
+TEST(WritingASlave, SlaveAnswers)
 {
     unsigned short port = 0;
     const std::unique_ptr<Program> slave = listening(SLAVE, port);

@@ -154,7 +154,7 @@ private:
     std::optional<Child> child;
 };
 
-class RepliesAtTheDeadline : public ::testing::Test {
+class RepliesAtDeadline : public ::testing::Test {
 protected:
     static constexpr int timeout = 4;
 
@@ -189,12 +189,12 @@ protected:
     }
 };
 
-TEST_F(RepliesAtTheDeadline, EndInTimeOrInATimeout)
+TEST_F(RepliesAtDeadline, EndInTimeOrInTimeout)
 {
     expectCleanEnds(20000);
 }
 
-TEST_F(RepliesAtTheDeadline, EndInTimeOrInATimeoutBesideBusyThreads)
+TEST_F(RepliesAtDeadline, EndInTimeOrInTimeoutBesideBusyThreads)
 {
     const BusyThreads others(8);
     expectCleanEnds(20000);
@@ -217,7 +217,7 @@ long callsToMake()
     return asked ? std::atol(asked) : 200'000;
 }
 
-TEST(Drift, DoesNotShowOverManyCallsWithFaults)
+TEST(Drift, IsAbsentOverManyCallsWithFaults)
 {
     constexpr int perScript = 100;
     // Per hundred calls one fault, of changing kind.

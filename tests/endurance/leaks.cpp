@@ -210,7 +210,7 @@ protected:
 
 class LeaksOf : public Leaks, public ::testing::WithParamInterface<Operation> {};
 
-TEST_P(LeaksOf, AnOperationThatReachesTheWireAreNoneButTheReplyItKeeps)
+TEST_P(LeaksOf, SentOperationAreOnlyTheReplyItKeeps)
 {
     for (const End& end : endsOf(GetParam())) {
         slave.play({end.step});
@@ -225,17 +225,17 @@ TEST_P(LeaksOf, AnOperationThatReachesTheWireAreNoneButTheReplyItKeeps)
 INSTANTIATE_TEST_SUITE_P(, LeaksOf, ::testing::ValuesIn(operationsOnTheWire()),
                          [](const auto& operation) { return operation.param.name; });
 
-TEST_F(Leaks, OfARefusedScriptAreItsReplyAndNothingElse)
+TEST_F(Leaks, OfRefusedScriptAreItsReply)
 {
     expectToKeepTheReplyAndNothingElse("ejecutar_script", {xml::i4(refusal)});
 }
 
-TEST_F(Leaks, OfAScanReportWithoutATextAreItsReplyAndNothingElse)
+TEST_F(Leaks, OfScanReportWithoutTextAreItsReply)
 {
     expectToKeepTheReplyAndNothingElse("getScanReport", {xml::i4(0), xml::structure({{"a", xml::i4(1)}})});
 }
 
-TEST_F(Leaks, OfADeletionAreWhatXmlrpcCLosesOfItsArgument)
+TEST_F(Leaks, OfDeletionAreThoseOfXmlrpcC)
 {
     const long byXmlrpcC = growth([&] {
         xmlrpc_env env;
@@ -253,7 +253,7 @@ TEST_F(Leaks, OfADeletionAreWhatXmlrpcCLosesOfItsArgument)
 
 // Tables and servers -------------------------------------------------------------------------------------------------
 
-TEST(TableMemory, IsGivenBackWithTheTableWhateverItsCellsHold)
+TEST(TableMemory, IsReleasedForEveryTypeOfCell)
 {
     EXPECT_EQ(growth([] {
                   xmlrpc_env env;
@@ -270,7 +270,7 @@ TEST(TableMemory, IsGivenBackWithTheTableWhateverItsCellsHold)
               0);
 }
 
-TEST(ServerMemory, IsGivenBackWithTheServer)
+TEST(ServerMemory, IsReleasedWithServer)
 {
     EXPECT_EQ(growth([] {
                   nelka::XmlrpcServer server;
@@ -280,7 +280,7 @@ TEST(ServerMemory, IsGivenBackWithTheServer)
               0);
 }
 
-TEST(ServerMemory, DoesNotGrowWithStartsThatFail)
+TEST(ServerMemory, DoesNotGrowWithFailedStarts)
 {
     nelka::XmlrpcServer holder;
     holder.Start("", 0);

@@ -192,12 +192,12 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Log, StormOverCalls, ::testing::Values(Reader::quick, Reader::stalling),
                          ::testing::PrintToStringParamName());
 
-TEST_P(StormOverCalls, EndsEachAndBreaksNone)
+TEST_P(StormOverCalls, EndsEveryCallAndBreaksNone)
 {
     weather([this] { call(); });
 }
 
-TEST_P(StormOverCalls, OfAnotherThreadEndsEachAndBreaksNone)
+TEST_P(StormOverCalls, OfOtherThreadEndsEveryCallAndBreaksNone)
 {
     std::atomic<bool> done = false;
     std::future<void> calls = std::async(std::launch::async, [&] {
@@ -216,7 +216,7 @@ TEST_P(Storm, LeavesInitWorking)
     weather([this] { EXPECT_EQ(client.resetConn(), 0); });
 }
 
-TEST_P(Storm, LeavesTheTimerWorking)
+TEST_P(Storm, LeavesTimerWorking)
 {
     weather([this] {
         client.set_timer(60000);

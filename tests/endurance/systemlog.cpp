@@ -62,13 +62,13 @@ protected:
     }
 };
 
-TEST_F(SystemLog, ThatStallsBeforeACallHoldsItUpAndDoesNotHangIt)
+TEST_F(SystemLog, StallBeforeCallDelaysItWithoutHanging)
 {
     PrivateLog::stall();
     expectNoHang([] {});
 }
 
-TEST_F(SystemLog, ThatStallsWhileACallWaitsHoldsUpItsEndAndDoesNotHangIt)
+TEST_F(SystemLog, StallDuringCallDelaysItsEndWithoutHanging)
 {
     expectNoHang([this] {
         slave.awaitRequests(1);

@@ -342,7 +342,7 @@ TEST_P(TortureOf, SurvivesEveryFailedAllocation)
 INSTANTIATE_TEST_SUITE_P(Operation, TortureOf, ::testing::ValuesIn(operationsOnTheWire()),
                          ::testing::PrintToStringParamName());
 
-TEST_F(Torture, OfInitLeavesAClientThatCanBeInitialisedLater)
+TEST_F(Torture, OfInitLeavesClientThatCanBeInitialised)
 {
     const long allocations = survive([&](long first) {
         for (long failing = first;; ++failing) {

@@ -176,13 +176,13 @@ TEST_P(HostileReplies, DoNoHarm)
     expectNoHarm(hostile::replyPlaces().front());
 }
 
-TEST_P(HostileReplies, DoNoHarmOnASmallStack)
+TEST_P(HostileReplies, DoNoHarmOnSmallStack)
 {
     stack = smallStack;
     expectNoHarm(hostile::replyPlaces().front());
 }
 
-TEST_F(Client, LivesThroughBrokenReplies)
+TEST_F(Client, SurvivesBrokenReplies)
 {
     timeout = 500; // some are waited for in vain
     for (const hostile::Message& message : hostile::brokenReplies()) {

@@ -52,7 +52,7 @@ std::string anyMethod(std::mt19937& random)
     return all[random() % all.size()].remote;
 }
 
-TEST(LegalDocuments, PassTheScreen)
+TEST(LegalDocuments, PassScreen)
 {
     std::mt19937 random = seeded();
     for (int i = 0; i < documentsToWrite() && !HasFailure(); i += 4) {
@@ -64,7 +64,7 @@ TEST(LegalDocuments, PassTheScreen)
     }
 }
 
-TEST(LegalDocuments, PassTheScreenWithATableOfAMegabyte)
+TEST(LegalDocuments, PassScreenWithTableOfOneMegabyte)
 {
     xmlrpc_limit_set(XMLRPC_XML_SIZE_LIMIT_ID, 1'048'576);
     std::mt19937 random = seeded();
@@ -76,7 +76,7 @@ TEST(LegalDocuments, PassTheScreenWithATableOfAMegabyte)
     }
 }
 
-TEST_F(ClientTest, TakesLegalReplies)
+TEST_F(ClientTest, AcceptsLegalReplies)
 {
     std::mt19937 random = seeded();
     for (int i = 0; i < documentsToWrite() / 20; ++i) {
@@ -89,7 +89,7 @@ TEST_F(ClientTest, TakesLegalReplies)
     }
 }
 
-TEST(Server, TakesLegalRequests)
+TEST(Server, AcceptsLegalRequests)
 {
     std::mt19937 random = seeded();
     const ServerProcess server(hostile::publishEcho);

@@ -102,7 +102,7 @@ TEST_P(HostileRequests, DoNoHarm)
     expectNoHarm(hostile::requestPlaces().front());
 }
 
-TEST_F(Server, LivesThroughBrokenRequests)
+TEST_F(Server, SurvivesBrokenRequests)
 {
     for (const hostile::Message& message : hostile::brokenRequests())
         EXPECT_EQ(harmOf(message.bytes, message.then, Due::anything), "") << message.name;

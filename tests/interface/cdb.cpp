@@ -17,7 +17,7 @@ TEST(Cdb, HasNoFaultAfterConstruction)
     EXPECT_EQ(nelkadb::CDB().getFault(), 0);
 }
 
-TEST(Cdb, KeepsTheFaultItWasLastGiven)
+TEST(Cdb, KeepsLastFault)
 {
     nelkadb::CDB db;
     for (const int code : {-505, 7, 0, -1}) {
@@ -26,7 +26,7 @@ TEST(Cdb, KeepsTheFaultItWasLastGiven)
     }
 }
 
-TEST(Cdb, ForgetsItsFaultWhenCleared)
+TEST(Cdb, ClearFaultResetsFault)
 {
     nelkadb::CDB db;
     db.setFault(3);
@@ -34,7 +34,7 @@ TEST(Cdb, ForgetsItsFaultWhenCleared)
     EXPECT_EQ(db.getFault(), 0);
 }
 
-TEST(Cdb, ByItselfHasNoTables)
+TEST(Cdb, HasNoTables)
 {
     nelkadb::CDB db;
     nelkadb::ResultSet result = support::Variables().table;
@@ -43,7 +43,7 @@ TEST(Cdb, ByItselfHasNoTables)
     EXPECT_EQ(result.value(0, 0), "preset");
 }
 
-TEST(Cdb, ByItselfExecutesNothing)
+TEST(Cdb, ExecutesNothing)
 {
     nelkadb::CDB db;
     int result = 42;
@@ -66,7 +66,7 @@ private:
     bool& destroyed;
 };
 
-TEST(Cdb, IsAskedThroughWhatDerivesFromIt)
+TEST(Cdb, CallsDerivedClass)
 {
     bool destroyed = false;
     std::unique_ptr<nelkadb::CDB> db = std::make_unique<Answering>(destroyed);

@@ -59,7 +59,7 @@ struct XmlrpcServerMembers {
     bool serverCreated;
 };
 
-TEST(Layout, OfTheClientIsItsBaseAndItsMembersInOrder)
+TEST(Layout, OfClientIsBaseThenMembersInOrder)
 {
     EXPECT_SAME_PLACE(XmlrpcClient, env);
     EXPECT_SAME_PLACE(XmlrpcClient, client);
@@ -74,7 +74,7 @@ TEST(Layout, OfTheClientIsItsBaseAndItsMembersInOrder)
     EXPECT_EQ(sizeof(XmlrpcClient), sizeof(XmlrpcClientMembers));
 }
 
-TEST(Layout, OfTheServerIsItsMembersInOrder)
+TEST(Layout, OfServerIsMembersInOrder)
 {
     EXPECT_SAME_PLACE(XmlrpcServer, server);
     EXPECT_SAME_PLACE(XmlrpcServer, chanSwitch);
@@ -84,7 +84,7 @@ TEST(Layout, OfTheServerIsItsMembersInOrder)
     EXPECT_EQ(sizeof(XmlrpcServer), sizeof(XmlrpcServerMembers));
 }
 
-TEST(Layout, OfATuningRecordIsEightNumbersWithoutGaps)
+TEST(Layout, OfTcanalIsEightNumbersWithoutGaps)
 {
     using nelka::tcanal;
     EXPECT_EQ(offsetof(tcanal, frecuencia), 0U);
@@ -98,7 +98,7 @@ TEST(Layout, OfATuningRecordIsEightNumbersWithoutGaps)
     EXPECT_EQ(sizeof(tcanal), 24U);
 }
 
-TEST(Layout, OfTheDatabaseBaseIsItsTableAndItsFault)
+TEST(Layout, OfCdbIsVtableThenFault)
 {
     EXPECT_EQ(sizeof(nelkadb::CDB), sizeof(CDBMembers));
     EXPECT_EQ(offsetof(nelkadb::CDB, fault), sizeof(void*));
@@ -121,25 +121,25 @@ void expectSlots()
     EXPECT_EQ(slotOf(&OneMore<Class>::next), slotsOfDestructor + 2);
 }
 
-TEST(Layout, OfVirtualOperationsIsDestructorThenGetTableThenExecQuery)
+TEST(Layout, OfVtableIsDestructorThenGetTableThenExecQuery)
 {
     expectSlots<nelkadb::CDB>();
     expectSlots<XmlrpcClient>();
 }
 
-TEST(Layout, GivesTheServerNoVirtualOperation)
+TEST(Layout, ServerHasNoVirtualFunctions)
 {
     EXPECT_FALSE(std::is_polymorphic_v<XmlrpcServer>);
 }
 
-TEST(Layout, MakesTheClientADatabaseAtTheSameAddress)
+TEST(Layout, ClientAndItsCdbShareAddress)
 {
     static_assert(std::is_base_of_v<nelkadb::CDB, XmlrpcClient>);
     XmlrpcClient client("", 0, "", "", "");
     EXPECT_EQ(static_cast<void*>(static_cast<nelkadb::CDB*>(&client)), static_cast<void*>(&client));
 }
 
-TEST(Layout, LetsNeitherClassBeCopied)
+TEST(Layout, ClassesCannotBeCopied)
 {
     EXPECT_FALSE(std::is_copy_constructible_v<XmlrpcClient>);
     EXPECT_FALSE(std::is_copy_assignable_v<XmlrpcClient>);

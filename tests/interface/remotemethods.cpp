@@ -70,13 +70,13 @@ std::vector<Entry> declaredIn(const char* path)
     return all;
 }
 
-TEST(RemoteMethodNames, AreTheTextsThatSlavesKnow)
+TEST(RemoteMethodNames, AreThoseOfSlaves)
 {
     for (const auto& [name, text] : table)
         EXPECT_EQ(name, text);
 }
 
-TEST(RemoteMethodNames, AreInTheHeaderEachNamedAsItsText)
+TEST(RemoteMethodNames, EqualTheirIdentifiers)
 {
     std::vector<Entry> expected;
     for (const auto& [name, text] : table)
@@ -87,7 +87,7 @@ TEST(RemoteMethodNames, AreInTheHeaderEachNamedAsItsText)
     EXPECT_EQ(declared.size(), expected.size());
 }
 
-TEST(RemoteMethodNames, IncludeNO_TABLEInTheClientAlone)
+TEST(RemoteMethodNames, IncludeNO_TABLEOnlyInClient)
 {
     EXPECT_EQ(declaredIn(CLIENT), (std::vector<Entry>{{"NO_TABLE", "NO_TABLE"}}));
     EXPECT_TRUE(declaredIn(SERVER).empty());

@@ -181,7 +181,7 @@ TEST(ResultSet, IsEmptyAfterConstruction)
     EXPECT_EQ(set.columnCount(), 0U);
 }
 
-TEST_F(ResultSetTest, NamesItsColumnsByTheFirstRowAndHoldsTheOthers)
+TEST_F(ResultSetTest, FirstRowNamesColumns)
 {
     fill(array(
         {array({text("id"), text("nombre")}), array({integer(1), text("uno")}), array({integer(2), text("dos")})}));
@@ -196,7 +196,7 @@ TEST_F(ResultSetTest, NamesItsColumnsByTheFirstRowAndHoldsTheOthers)
     EXPECT_EQ(set.value(1, 1), "dos");
 }
 
-TEST_F(ResultSetTest, OfNamesAloneHasColumnsAndNoRows)
+TEST_F(ResultSetTest, NamesAloneGiveColumnsWithoutRows)
 {
     fill(array({array({text("id"), text("nombre")})}));
     EXPECT_EQ(fault(), 0);
@@ -204,7 +204,7 @@ TEST_F(ResultSetTest, OfNamesAloneHasColumnsAndNoRows)
     EXPECT_EQ(set.rowCount(), 0U);
 }
 
-TEST_F(ResultSetTest, OfAnEmptyArrayIsEmpty)
+TEST_F(ResultSetTest, EmptyArrayGivesEmptySet)
 {
     fill(array({}));
     EXPECT_EQ(fault(), 0);
@@ -212,7 +212,7 @@ TEST_F(ResultSetTest, OfAnEmptyArrayIsEmpty)
     EXPECT_EQ(set.rowCount(), 0U);
 }
 
-TEST_F(ResultSetTest, CountsRowsThatHaveNoColumns)
+TEST_F(ResultSetTest, CountsRowsWithoutColumns)
 {
     fill(array({array({}), array({}), array({})}));
     EXPECT_EQ(fault(), 0);
@@ -242,20 +242,20 @@ TEST_F(ResultSetTest, WritesDoublesWithAtMostFifteenDigits)
                                                   "4.94065645841247e-324", "-0"}));
 }
 
-TEST_F(ResultSetTest, WritesDoublesWithoutWhatTheTransportAdds)
+TEST_F(ResultSetTest, WritesDoublesWithoutRoundingOfTransport)
 {
     fillColumn({real(0.30000000000000004), real(1.0000000000000005e-07), real(62.54999999999999)});
     EXPECT_EQ(column(), (std::vector<std::string>{"0.3", "1e-07", "62.55"}));
 }
 
-TEST_F(ResultSetTest, KeepsTextsWithAllTheirBytes)
+TEST_F(ResultSetTest, KeepsAllBytesOfTexts)
 {
     fillColumn({text("a\0b"s), text("\xC3\xB1"), text("")});
     EXPECT_EQ(column(), (std::vector<std::string>{"a\0b"s, "\xC3\xB1", ""}));
     EXPECT_FALSE(set.isNull(2, 0));
 }
 
-TEST_F(ResultSetTest, KeepsByteStringsAsTheyAre)
+TEST_F(ResultSetTest, KeepsByteStrings)
 {
     fillColumn({bytes("\0\xFF\r\n"s), bytes("")});
     EXPECT_EQ(column(), (std::vector<std::string>{"\0\xFF\r\n"s, ""}));
@@ -263,7 +263,7 @@ TEST_F(ResultSetTest, KeepsByteStringsAsTheyAre)
     EXPECT_FALSE(set.isNull(1, 0));
 }
 
-TEST_F(ResultSetTest, KeepsTheBytesOfColumnNames)
+TEST_F(ResultSetTest, KeepsBytesOfColumnNames)
 {
     fill(array({array({text("a\0b"s)})}));
     ASSERT_EQ(fault(), 0);
@@ -279,7 +279,7 @@ TEST_F(ResultSetTest, TellsNullsFromEmptyTexts)
     EXPECT_FALSE(set.isNull(1, 0));
 }
 
-TEST_F(ResultSetTest, IsReplacedByTheNextGoodFill)
+TEST_F(ResultSetTest, NextFillReplacesContents)
 {
     fill(array({array({text("a"), text("b")}), array({nil(), integer(5)})}));
     fillColumn({text("last")});
@@ -290,7 +290,7 @@ TEST_F(ResultSetTest, IsReplacedByTheNextGoodFill)
     EXPECT_FALSE(set.isNull(0, 0));
 }
 
-TEST_F(ResultSetTest, ThrowsOutOfRangeBeyondItsRowsAndColumns)
+TEST_F(ResultSetTest, ThrowsOutOfRange)
 {
     EXPECT_THROW(set.columnName(1), std::out_of_range);
     EXPECT_THROW(set.value(0, 1), std::out_of_range);
@@ -301,7 +301,7 @@ TEST_F(ResultSetTest, ThrowsOutOfRangeBeyondItsRowsAndColumns)
     EXPECT_THROW(nelkadb::ResultSet().columnName(0), std::out_of_range);
 }
 
-TEST_F(ResultSetTest, IsCopiedWithItsContents)
+TEST_F(ResultSetTest, IsCopiedWithContents)
 {
     const nelkadb::ResultSet copy(set);
     nelkadb::ResultSet assigned;
@@ -313,7 +313,7 @@ TEST_F(ResultSetTest, IsCopiedWithItsContents)
     }
 }
 
-TEST_F(ResultSetTest, LeavesTheTableToTheCaller)
+TEST_F(ResultSetTest, LeavesTableToCaller)
 {
     const Value table = array({array({text("c")}), array({text("x")})});
     fill(table);
@@ -336,7 +336,7 @@ std::ostream& operator<<(std::ostream& out, const Refused& refused)
 
 class RefusedTable : public ResultSetTest, public ::testing::WithParamInterface<Refused> {};
 
-TEST_P(RefusedTable, IsAFaultAndLeavesTheSetAsItWas)
+TEST_P(RefusedTable, IsFaultAndLeavesSet)
 {
     fill(GetParam().table());
     EXPECT_EQ(fault(), GetParam().fault);
@@ -386,7 +386,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Refused{"CellIsDate", [] { return cellUnderGoodRow(date()); }, wrongType}),
     [](const auto& instance) { return std::string(instance.param.name); });
 
-TEST_F(ResultSetTest, LeavesAnEnvironmentThatHoldsAFaultAndItsOwnContentsAlone)
+TEST_F(ResultSetTest, FaultyEnvironmentLeavesBothUnchanged)
 {
     xmlrpc_env_set_fault(&environment.env, -77, "earlier");
     for (const Value& table : {array({array({text("c")}), array({text("new")})}), text("no array")}) {
@@ -397,7 +397,7 @@ TEST_F(ResultSetTest, LeavesAnEnvironmentThatHoldsAFaultAndItsOwnContentsAlone)
     }
 }
 
-TEST_F(ResultSetTest, IsAsItWasWhenAnElementCannotBeRead)
+TEST_F(ResultSetTest, UnreadableElementLeavesSet)
 {
     const Value table = array({array({text("c")}), array({text("new")})});
     constexpr int elements = 4;
@@ -411,7 +411,7 @@ TEST_F(ResultSetTest, IsAsItWasWhenAnElementCannotBeRead)
     }
 }
 
-TEST_F(ResultSetTest, IsAsItWasWhenAByteStringCannotBeRead)
+TEST_F(ResultSetTest, UnreadableByteStringLeavesSet)
 {
     bytesAreReadable = false;
     fillColumn({bytes("new")});

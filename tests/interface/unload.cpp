@@ -6,7 +6,7 @@
 
 namespace {
 
-TEST(UnloadedLibrary, LeavesItsSignalHandlersInPlace)
+TEST(UnloadedLibrary, LeavesSignalHandlersInPlace)
 {
     void* const library = dlopen(LIBRARY, RTLD_NOW);
     ASSERT_NE(library, nullptr) << dlerror();

@@ -17,7 +17,7 @@ namespace {
 
 // The command line -------------------------------------------------------------------------------------------------
 
-TEST_F(Nelkactl, TakesOptionsBeforeAndAfterTheOperation)
+TEST_F(Nelkactl, OptionsMayPrecedeOrFollowOperation)
 {
     for (const Words& words : {Words{"--json", "checkSincronizado", "1"}, Words{"checkSincronizado", "--json", "1"},
                                Words{"checkSincronizado", "1", "--json"}, Words{"--", "checkSincronizado", "1"}}) {
@@ -27,7 +27,7 @@ TEST_F(Nelkactl, TakesOptionsBeforeAndAfterTheOperation)
     }
 }
 
-TEST_F(Nelkactl, TakesTextsAsTheyAreTyped)
+TEST_F(Nelkactl, TextsArePassedAsTyped)
 {
     for (const std::string text : {"[a,b]", "", "-1", "a=b", "{}", "\\n", "%s", "a b", "-"}) {
         answered({xml::i4(0)}, {"ejecutar_script", text});
@@ -35,7 +35,7 @@ TEST_F(Nelkactl, TakesTextsAsTheyAreTyped)
     }
 }
 
-TEST_F(Nelkactl, TakesTextsThatLookLikeOptionsBehindTwoDashes)
+TEST_F(Nelkactl, TextsThatLookLikeOptionsFollowTwoDashes)
 {
     for (const std::string text : {"--json", "-x", "--", "--help"}) {
         answered({xml::i4(0)}, {"ejecutar_script", "--", text});
@@ -44,7 +44,7 @@ TEST_F(Nelkactl, TakesTextsThatLookLikeOptionsBehindTwoDashes)
     EXPECT_EQ(type({"ejecutar_script", "-x"}).status, 2);
 }
 
-TEST_F(Nelkactl, GoesWhereTheEnvironmentSaysUnlessOptionsSayOtherwise)
+TEST_F(Nelkactl, OptionsOverrideEnvironment)
 {
     slave.play({replyArray({xml::i4(15)})});
     const std::string port = std::to_string(slave.port());
@@ -66,7 +66,7 @@ std::string addressTaken(const Finished& finished)
     return finished.err.substr(start, finished.err.find("/RPC2\n") - start);
 }
 
-TEST_F(Nelkactl, HostIsAnAddressWithOrWithoutPort)
+TEST_F(Nelkactl, HostMayIncludePort)
 {
     const ClosedPort nobody;
     const std::string port = std::to_string(nobody.port());
@@ -83,7 +83,7 @@ TEST_F(Nelkactl, HostIsAnAddressWithOrWithoutPort)
         EXPECT_EQ(addressTaken(type(Words{"-v", "sampleadd"} + words)), address);
 }
 
-TEST_F(Nelkactl, PortThatIsTypedComesBeforeTheEnvironment)
+TEST_F(Nelkactl, PortInHostOverridesEnvironment)
 {
     const std::string port = std::to_string(ClosedPort().port());
     const auto taken = [](const Words& words, const Words& environment) {
@@ -94,7 +94,7 @@ TEST_F(Nelkactl, PortThatIsTypedComesBeforeTheEnvironment)
     EXPECT_EQ(taken({"-H", "127.0.0.1:" + port}, {"NELKA_PORT=none"}), "127.0.0.1:" + port);
 }
 
-TEST_F(Nelkactl, HostThatIsNoAddressIsRefusedWithAdvice)
+TEST_F(Nelkactl, InvalidHostIsRefusedWithHint)
 {
     const std::vector<std::pair<std::string, std::string>> wrong{
         {"", "write a name or an address"},
@@ -137,7 +137,7 @@ nlohmann::json object(const Finished& finished)
     return nlohmann::json::parse(finished.out);
 }
 
-TEST_F(Nelkactl, ResultLineHasItsFieldsInOrder)
+TEST_F(Nelkactl, ResultLineHasFieldsInOrder)
 {
     const auto line = [this](const Values& reply, const Words& words) {
         return std::regex_replace(answered(reply, words).out, std::regex("\"ms\":[0-9]+\\.[0-9]"), "\"ms\":0.0");
@@ -153,7 +153,7 @@ TEST_F(Nelkactl, ResultLineHasItsFieldsInOrder)
                     "\n");
 }
 
-TEST_F(Nelkactl, EndingAgreesWithTheExitStatusWhateverTheFault)
+TEST_F(Nelkactl, EndingAgreesWithExitStatus)
 {
     const auto ends = [this](const Step& step) {
         slave.play({step});
@@ -169,14 +169,14 @@ TEST_F(Nelkactl, EndingAgreesWithTheExitStatusWhateverTheFault)
     EXPECT_EQ(ends(resetAfterRequest()), std::make_tuple("faulted", -504, 3));
 }
 
-TEST_F(Nelkactl, ReplyWithoutItsTextIsFaulted)
+TEST_F(Nelkactl, ReplyWithoutTextIsFaulted)
 {
     const Finished finished = answered({xml::text("x"), xml::text("y")}, {"getScanReport", "1", "2", "--json"});
     EXPECT_EQ(finished.status, 3);
     EXPECT_EQ(object(finished)["ending"], "faulted");
 }
 
-TEST_F(Nelkactl, ResultLineSaysHowLongTheCallTook)
+TEST_F(Nelkactl, ResultLineHasDuration)
 {
     slave.play({delayed(replyArray({xml::i4(0)}), std::chrono::milliseconds(120))});
     const double milliseconds = object(type({"updateNTP", "--json"}))["ms"];
@@ -184,7 +184,7 @@ TEST_F(Nelkactl, ResultLineSaysHowLongTheCallTook)
     EXPECT_LT(milliseconds, 5000);
 }
 
-TEST_F(Nelkactl, UsageErrorIsAResultLineToo)
+TEST_F(Nelkactl, UsageErrorWritesResultLine)
 {
     const auto line = [this](const Words& words) {
         const Finished finished = type(words);
@@ -210,7 +210,7 @@ TEST_F(Nelkactl, UsageErrorIsAResultLineToo)
 
 // Usage errors -----------------------------------------------------------------------------------------------------
 
-TEST_F(Nelkactl, RefusesACommandLineThatMeansNothing)
+TEST_F(Nelkactl, InvalidCommandLineIsRefused)
 {
     const std::vector<Words> wrong{
         {},
@@ -270,7 +270,7 @@ TEST_F(Nelkactl, RefusesACommandLineThatMeansNothing)
     EXPECT_TRUE(slave.requests().empty());
 }
 
-TEST_F(Nelkactl, NamesTheOperationTheHostAndThePortOfAUsageError)
+TEST_F(Nelkactl, UsageErrorNamesOperationHostAndPort)
 {
     EXPECT_EQ(
         type({"getHoraModulo", "65536", "-H", "module3", "-p", "81"}).err,
@@ -280,7 +280,7 @@ TEST_F(Nelkactl, NamesTheOperationTheHostAndThePortOfAUsageError)
 
 // What is told -----------------------------------------------------------------------------------------------------
 
-TEST_F(Nelkactl, HelpHasALineForEachOperationInFamiliesAndTheExitStatuses)
+TEST_F(Nelkactl, HelpListsOperationsByFamilyAndExitStatuses)
 {
     const Finished finished = type({"--help"});
     EXPECT_EQ(finished.status, 0);
@@ -302,7 +302,7 @@ TEST_F(Nelkactl, HelpHasALineForEachOperationInFamiliesAndTheExitStatuses)
         EXPECT_NE(finished.out.find(status), std::string::npos) << status;
 }
 
-TEST_F(Nelkactl, TuningOffersOnlyWhatIsSent)
+TEST_F(Nelkactl, TuningHelpOffersOnlyWhatIsSent)
 {
     const std::string help = type({"sintonizarCanalTerr", "--help"}).out;
     for (const char* sent : {"--frecuencia ", "--parametroTerr ", "--parametroComun "})
@@ -345,7 +345,7 @@ TEST_F(Nelkactl, HelpAndManPageNameEveryOperationAndOption)
         EXPECT_TRUE(names(page, name)) << name;
 }
 
-TEST_F(Nelkactl, UnknownOperationGetsTheNearestName)
+TEST_F(Nelkactl, UnknownOperationGetsSuggestion)
 {
     const auto meant = [this](const std::string& name) {
         const std::string words = type({name}).err;
@@ -422,19 +422,19 @@ TEST_P(NelkactlCompletion, OffersOperationsOptionsAndValues)
 INSTANTIATE_TEST_SUITE_P(Shell, NelkactlCompletion, ::testing::Values("bash", "zsh", "fish"),
                          [](const auto& instance) { return std::string(instance.param); });
 
-TEST_F(Nelkactl, SaysItsVersion)
+TEST_F(Nelkactl, PrintsVersion)
 {
     EXPECT_EQ(type({"--version"}).out, "nelkactl " NELKANET_VERSION "\n");
 }
 
-TEST_F(Nelkactl, FailureIsOneLineOfWords)
+TEST_F(Nelkactl, FailureIsOneLine)
 {
     EXPECT_EQ(answered({xml::i4(3)}, {"updateNTP"}).err, "nelkactl: updateNTP at 127.0.0.1 port "
                                                              + std::to_string(slave.port())
                                                              + ": refused: the slave's status is 3\n");
 }
 
-TEST_F(Nelkactl, FailureHasItsReasonInWords)
+TEST_F(Nelkactl, FailureHasReasonInWords)
 {
     const auto reason = [this](const std::optional<Step>& step, const Words& words) {
         if (step)
@@ -459,7 +459,7 @@ TEST_F(Nelkactl, FailureHasItsReasonInWords)
     EXPECT_EQ(reason({}, {"DlFicheroEsclavo", "x"}), "no DlFicheroEsclavo can ever be sent");
 }
 
-TEST_F(Nelkactl, FailureSaysThatNoWayLeadsToTheHost)
+TEST_F(Nelkactl, FailureReportsUnreachableHost)
 {
     const Words alone{"/usr/bin/unshare", "--map-root-user", "--net"};
     if (run(alone + Words{"/bin/true"}).status != 0)
@@ -468,7 +468,7 @@ TEST_F(Nelkactl, FailureSaysThatNoWayLeadsToTheHost)
               std::string::npos);
 }
 
-TEST_F(Nelkactl, VerboseRefusalSaysWhatTheStatusMeansOfTheSimulatedSlave)
+TEST_F(Nelkactl, VerboseRefusalExplainsStatusOfSimulatedSlave)
 {
     EXPECT_NE(answered({xml::i4(4)}, {"updateNTP", "-v"}).err.find("status is 4 (nelkaslave's storage error)\n"),
               std::string::npos);
@@ -476,7 +476,7 @@ TEST_F(Nelkactl, VerboseRefusalSaysWhatTheStatusMeansOfTheSimulatedSlave)
     EXPECT_TRUE(answered({xml::i4(4)}, {"updateNTP"}).err.ends_with("status is 4\n"));
 }
 
-TEST_F(Nelkactl, QuietFailureSaysNothing)
+TEST_F(Nelkactl, QuietFailureIsSilent)
 {
     for (const char* option : {"-q", "--quiet"}) {
         const Finished finished = answered({xml::i4(3)}, {"updateNTP", option});
@@ -485,7 +485,7 @@ TEST_F(Nelkactl, QuietFailureSaysNothing)
     }
 }
 
-TEST_F(Nelkactl, WritesAllLinesOfTheLibraryWhenAsked)
+TEST_F(Nelkactl, VerboseWritesAllLinesOfLibrary)
 {
     const Finished finished = answered({xml::i4(0)}, {"updateNTP", "-v"});
     EXPECT_EQ(finished.err, "nelkactl: Server URL: http://127.0.0.1:" + std::to_string(slave.port())
@@ -497,7 +497,7 @@ TEST_F(Nelkactl, WritesAllLinesOfTheLibraryWhenAsked)
     EXPECT_EQ(finished.out, "");
 }
 
-TEST_F(Nelkactl, ShowsTheXmlThatTravelsOnStandardError)
+TEST_F(Nelkactl, TraceWritesXmlToStandardError)
 {
     const Finished finished = answered({xml::i4(15)}, {"sampleadd", "--trace"});
     EXPECT_EQ(finished.out, "resultado: 15\n");
@@ -505,7 +505,7 @@ TEST_F(Nelkactl, ShowsTheXmlThatTravelsOnStandardError)
     EXPECT_NE(finished.err.find("<methodResponse>"), std::string::npos) << finished;
 }
 
-TEST_F(Nelkactl, EndsWithTwoWhenItsResultCannotBeWritten)
+TEST_F(Nelkactl, UnwritableResultEndsWithTwo)
 {
     slave.play({replyArray({xml::i4(15)})});
     const Finished full = run({"/bin/sh", "-c", NELKACTL " sampleadd > /dev/full"}, environment());

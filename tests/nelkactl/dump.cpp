@@ -26,7 +26,7 @@ protected:
     std::string behaviour(const std::string& text) const { return fileWith(folder / "behave.json", text); }
 };
 
-TEST_F(Dump, HasWhatTheOperationsGive)
+TEST_F(Dump, HasOutputsOfOperations)
 {
     const SimulatedSlave simulated({"--state", state});
     const Finished finished = dump(simulated);
@@ -49,7 +49,7 @@ TEST_F(Dump, HasWhatTheOperationsGive)
     EXPECT_EQ(document.at("checkSincronizado").at(0).at("ENTRADA"), "1");
 }
 
-TEST_F(Dump, HasTheInputsTablesAndFilesAskedFor)
+TEST_F(Dump, HasGivenInputsTablesAndFiles)
 {
     const std::string bytes{"a\0\xff", 3};
     fileWith(std::filesystem::path(state) / "files" / "bloque", bytes);
@@ -70,7 +70,7 @@ TEST_F(Dump, HasTheInputsTablesAndFilesAskedFor)
     EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(state) / "files" / "bloque"));
 }
 
-TEST_F(Dump, SaysWhichPartFailedAndGoesOn)
+TEST_F(Dump, NamesFailedPartAndGoesOn)
 {
     const SimulatedSlave simulated(
         {"--state", state, "--behave",
@@ -86,7 +86,7 @@ TEST_F(Dump, SaysWhichPartFailedAndGoesOn)
     EXPECT_TRUE(document["getFPGASOC"].contains("soc")) << document;
 }
 
-TEST_F(Dump, AsksNothingElseOfASlaveThatIsNotThere)
+TEST_F(Dump, StopsIfSlaveIsMissing)
 {
     slave.play({silence()});
     const Finished finished = type({"dump", "-t", "1000"});
@@ -95,7 +95,7 @@ TEST_F(Dump, AsksNothingElseOfASlaveThatIsNotThere)
     EXPECT_EQ(Json::parse(finished.out)["sampleadd"]["ending"], "timed out");
 }
 
-TEST_F(Dump, IsALineForEachOfManyHosts)
+TEST_F(Dump, IsOneLinePerHost)
 {
     const SimulatedSlave simulated({"--state", state});
     const std::string at = "127.0.0.1:" + std::to_string(simulated.port());
@@ -112,7 +112,7 @@ TEST_F(Dump, IsALineForEachOfManyHosts)
     EXPECT_EQ(names, (std::set<std::string>{"uno", "dos"}));
 }
 
-TEST_F(Dump, HasEveryReadingOperationOrSaysThatItIsLeftOut)
+TEST_F(Dump, HasOrExcludesEveryReadingOperation)
 {
     const SimulatedSlave simulated({"--state", state});
     const Json document = Json::parse(dump(simulated, {"--table", "SELECT 1", "--file", "/nosuch"}).out);

@@ -13,7 +13,7 @@ using namespace support;
 
 namespace {
 
-TEST_F(Nelkactl, ReplacesTheFileInOneStep)
+TEST_F(Nelkactl, OutputIsReplacedInOneStep)
 {
     keep("former");
     chmod(file().c_str(), 0640);
@@ -31,7 +31,7 @@ TEST_F(Nelkactl, ReplacesTheFileInOneStep)
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 2) << "block and file";
 }
 
-TEST_F(Nelkactl, LeavesTheFileUntouchedWhenNoBlockComes)
+TEST_F(Nelkactl, OutputIsUntouchedWithoutBlock)
 {
     keep("former");
     const Words words{"rdFicheroTablasSI", "1", "2", "3", "4", "5", "--output", file()};
@@ -45,7 +45,7 @@ TEST_F(Nelkactl, LeavesTheFileUntouchedWhenNoBlockComes)
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 2) << "block and file";
 }
 
-TEST_F(Nelkactl, WritesABlockThatCameWithAnErrorStatus)
+TEST_F(Nelkactl, BlockWithErrorStatusIsWritten)
 {
     keep("former");
     const Finished finished =
@@ -54,7 +54,7 @@ TEST_F(Nelkactl, WritesABlockThatCameWithAnErrorStatus)
     EXPECT_EQ(contents(file()), "");
 }
 
-TEST_F(Nelkactl, FollowsALinkToTheFileItReplaces)
+TEST_F(Nelkactl, LinkToReplacedFileIsFollowed)
 {
     keep("former");
     const std::filesystem::path link = folder / "link";
@@ -64,7 +64,7 @@ TEST_F(Nelkactl, FollowsALinkToTheFileItReplaces)
     EXPECT_EQ(contents(file()), "new");
 }
 
-TEST_F(Nelkactl, FollowsALinkToTheFileItMakes)
+TEST_F(Nelkactl, LinkToNewFileIsFollowed)
 {
     namespace fs = std::filesystem;
     const fs::path link = folder / "link";
@@ -79,7 +79,7 @@ TEST_F(Nelkactl, FollowsALinkToTheFileItMakes)
     }
 }
 
-TEST_F(Nelkactl, WritesToADeviceWithoutReplacingIt)
+TEST_F(Nelkactl, DeviceIsNotReplaced)
 {
     const std::filesystem::path pipe = folder / "pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
@@ -89,7 +89,7 @@ TEST_F(Nelkactl, WritesToADeviceWithoutReplacingIt)
     EXPECT_TRUE(std::filesystem::is_fifo(pipe));
 }
 
-TEST_F(Nelkactl, WritesABlockToStandardOutputAlone)
+TEST_F(Nelkactl, StandardOutputReceivesBlockOnly)
 {
     const Finished finished = answered({xml::i4(0), xml::base64(std::string("\0\xff\n", 3))},
                                        {"RdFicheroEsclavo", "x", "0", "--output", "-"});
@@ -97,7 +97,7 @@ TEST_F(Nelkactl, WritesABlockToStandardOutputAlone)
     EXPECT_EQ(finished.out, std::string("\0\xff\n", 3));
 }
 
-TEST_F(Nelkactl, EndsWithTwoWhenTheBlockThatCameCannotBeWritten)
+TEST_F(Nelkactl, UnwritableBlockEndsWithTwo)
 {
     const Finished finished =
         answered({xml::i4(0), xml::base64("bytes")}, {"RdFicheroEsclavo", "x", "0", "--output", "/dev/full", "--json"});
@@ -106,14 +106,14 @@ TEST_F(Nelkactl, EndsWithTwoWhenTheBlockThatCameCannotBeWritten)
     EXPECT_NE(finished.lastWords().find(": unusable: cannot write /dev/full: "), std::string::npos) << finished;
 }
 
-TEST_F(Nelkactl, SendsABlockFromStandardInput)
+TEST_F(Nelkactl, BlockIsReadFromStandardInput)
 {
     slave.play({replyArray({xml::i4(0)})});
     EXPECT_EQ(type({"configureSAPServer", "1", "2", "--input", "-"}, std::string("a\0b", 3)).status, 0);
     EXPECT_EQ(slave.calls().at(0).parameters.at(2), "base64 " + std::string("a\0b", 3));
 }
 
-TEST_F(Nelkactl, EndsWithTwoBeforeItCallsWhenAFileCannotBeUsed)
+TEST_F(Nelkactl, UnusableFileEndsWithTwoBeforeCall)
 {
     const std::string nowhere = folder / "nowhere" / "file";
     const std::string circle = folder / "circle";
@@ -132,7 +132,7 @@ TEST_F(Nelkactl, EndsWithTwoBeforeItCallsWhenAFileCannotBeUsed)
     EXPECT_TRUE(slave.requests().empty());
 }
 
-TEST_F(Nelkactl, InputWithoutEndIsRefused)
+TEST_F(Nelkactl, EndlessInputIsRefused)
 {
     const Finished finished = type({"wrFicheroTablasSI", "1", "2", "--input", "/dev/zero"});
     EXPECT_EQ(finished.status, 2) << finished;
@@ -166,7 +166,7 @@ protected:
     }
 };
 
-TEST_F(NelkactlOutput, OpenFileKeepsWhatItHolds)
+TEST_F(NelkactlOutput, OpenFileKeepsContents)
 {
     for (const auto& [output, redirection] : {std::pair{"/dev/stdout", ">>"},
                                               {"/dev/stderr", "2>>"},
@@ -187,7 +187,7 @@ TEST_F(NelkactlOutput, OpenFileKeepsWhatItHolds)
     }
 }
 
-TEST_F(NelkactlOutput, OpenFileOfAnotherProcessIsAppendedTo)
+TEST_F(NelkactlOutput, OpenFileOfOtherProcessIsAppendedTo)
 {
     keep("former ");
     Program other({"/bin/bash", "-c", "exec 7>>" + file() + "; echo; read"}, {}, std::nullopt);
@@ -196,7 +196,7 @@ TEST_F(NelkactlOutput, OpenFileOfAnotherProcessIsAppendedTo)
     EXPECT_EQ(contents(file()), "former bytes");
 }
 
-TEST_F(NelkactlOutput, StandardOutputHasMoreThanOneName)
+TEST_F(NelkactlOutput, StandardOutputHasSeveralNames)
 {
     for (const char* name : {"-", "/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"}) {
         EXPECT_EQ(fetched(name).out, "bytes") << name;
@@ -204,7 +204,7 @@ TEST_F(NelkactlOutput, StandardOutputHasMoreThanOneName)
     }
 }
 
-TEST_F(NelkactlOutput, DescriptorThatCannotBeWrittenIsRefused)
+TEST_F(NelkactlOutput, ReadOnlyDescriptorIsRefused)
 {
     for (const char* name : {"/dev/fd/7", "/dev/fd/x", "/dev/fd/0"}) {
         const Finished finished = fetched(name, "</dev/null");
@@ -226,7 +226,7 @@ TEST_F(NelkactlOutput, FileBelowDevIsWrittenTo)
     EXPECT_EQ(contents(shared.path / "new"), "bytes");
 }
 
-TEST_F(NelkactlOutput, FileWithTwoNamesKeepsThem)
+TEST_F(NelkactlOutput, HardLinksAreKept)
 {
     keep("something longer");
     std::filesystem::create_hard_link(file(), folder / "other");
@@ -235,7 +235,7 @@ TEST_F(NelkactlOutput, FileWithTwoNamesKeepsThem)
     EXPECT_EQ(state(file()).st_nlink, 2U);
 }
 
-TEST_F(NelkactlOutput, FileInAFolderThatCannotBeWrittenIsOverwritten)
+TEST_F(NelkactlOutput, FileInReadOnlyFolderIsOverwritten)
 {
     keep("something longer");
     chmod(folder.c_str(), 0555);
@@ -250,7 +250,7 @@ TEST_F(NelkactlOutput, FileInAFolderThatCannotBeWrittenIsOverwritten)
     chmod(folder.c_str(), 0700);
 }
 
-TEST_F(NelkactlOutput, ReplacedFileKeepsItsOwner)
+TEST_F(NelkactlOutput, ReplacedFileKeepsOwner)
 {
     if (geteuid() != 0)
         GTEST_SKIP() << "no right to make a file somebody else's";
@@ -290,7 +290,7 @@ protected:
     }
 };
 
-TEST_F(NelkactlDeletion, IsAskedForOnceTheBlockIsInItsPlace)
+TEST_F(NelkactlDeletion, FollowsStoringOfBlock)
 {
     slave.play({former, silence()});
     Program program(command(words), environment());
@@ -299,7 +299,7 @@ TEST_F(NelkactlDeletion, IsAskedForOnceTheBlockIsInItsPlace)
     EXPECT_EQ(asked(), (Words{"i4 0", "i4 1"}));
 }
 
-TEST_F(NelkactlDeletion, OfTheSameBlockSaysNothingMore)
+TEST_F(NelkactlDeletion, OfSameBlockAddsNothing)
 {
     const Finished finished = fetched(former);
     EXPECT_EQ(finished.status, 0) << finished;
@@ -308,7 +308,7 @@ TEST_F(NelkactlDeletion, OfTheSameBlockSaysNothingMore)
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 2) << "block and file";
 }
 
-TEST_F(NelkactlDeletion, OfAnotherBlockKeepsThatToo)
+TEST_F(NelkactlDeletion, OfOtherBlockKeepsBoth)
 {
     const Finished finished = fetched(replyArray({xml::i4(0), xml::base64("changed")}));
     EXPECT_EQ(finished.status, 0) << finished;
@@ -320,7 +320,7 @@ TEST_F(NelkactlDeletion, OfAnotherBlockKeepsThatToo)
         << finished;
 }
 
-TEST_F(NelkactlDeletion, OfAnotherBlockBehindAPipeKeepsThatToo)
+TEST_F(NelkactlDeletion, OfOtherBlockAfterPipeKeepsBoth)
 {
     slave.play({former, replyArray({xml::i4(0), xml::base64("changed")})});
     const Finished finished = type({"RdFicheroEsclavo", "x", "1", "--output", "-"});
@@ -331,7 +331,7 @@ TEST_F(NelkactlDeletion, OfAnotherBlockBehindAPipeKeepsThatToo)
     std::filesystem::remove(kept);
 }
 
-TEST_F(NelkactlDeletion, IsNotAskedForWhereTheBlockCannotBeWritten)
+TEST_F(NelkactlDeletion, IsOmittedIfBlockCannotBeWritten)
 {
     slave.play({former});
     const Finished finished = type({"RdFicheroEsclavo", "x", "1", "--output", "/dev/full"});
@@ -339,7 +339,7 @@ TEST_F(NelkactlDeletion, IsNotAskedForWhereTheBlockCannotBeWritten)
     EXPECT_EQ(asked(), (Words{"i4 0"}));
 }
 
-TEST_F(NelkactlDeletion, IsNotAskedForAfterARefusal)
+TEST_F(NelkactlDeletion, IsOmittedAfterRefusal)
 {
     slave.play({replyArray({xml::i4(3), xml::base64("bytes")})});
     const Finished finished = type(words);
@@ -348,7 +348,7 @@ TEST_F(NelkactlDeletion, IsNotAskedForAfterARefusal)
     EXPECT_EQ(asked(), (Words{"i4 0"}));
 }
 
-TEST_F(NelkactlDeletion, IsNotAskedForWhereNoBlockCame)
+TEST_F(NelkactlDeletion, IsOmittedWithoutBlock)
 {
     slave.play({replyArray({xml::i4(0)})});
     const Finished finished = type(words);
@@ -357,7 +357,7 @@ TEST_F(NelkactlDeletion, IsNotAskedForWhereNoBlockCame)
     EXPECT_EQ(asked(), (Words{"i4 0"}));
 }
 
-TEST_F(NelkactlDeletion, WithoutAnAnswerLosesNothing)
+TEST_F(NelkactlDeletion, WithoutAnswerLosesNothing)
 {
     const Step tooLarge = replyArray({xml::i4(0), xml::base64(std::string(800'000, 'x'))});
     for (const Step& second : {resetAfterRequest(), tooLarge}) {
@@ -370,7 +370,7 @@ TEST_F(NelkactlDeletion, WithoutAnAnswerLosesNothing)
     }
 }
 
-TEST_F(NelkactlDeletion, RefusedSaysWhatIsHeld)
+TEST_F(NelkactlDeletion, RefusalNamesStoredFile)
 {
     const Finished finished = fetched(replyArray({xml::i4(2)}));
     EXPECT_EQ(finished.status, 1) << finished;

@@ -39,7 +39,7 @@ TEST_F(Fleet, ReadsNamesAddressesCommentsAndBlankLines)
     EXPECT_EQ(found["sat"]["port"], ports[2]);
 }
 
-TEST_F(Fleet, TakesThePortOfTheCommandLineWhereALineHasNone)
+TEST_F(Fleet, PortDefaultsToCommandLine)
 {
     const ManySlaves slaves(answeringSlaves(1));
     const Finished finished =
@@ -54,7 +54,7 @@ TEST_F(Fleet, ReadsHostsFromStandardInput)
     EXPECT_EQ(resultsByName(finished.out).size(), 2U) << finished;
 }
 
-TEST_F(Fleet, AsksNobodyWhenALineCannotBeRead)
+TEST_F(Fleet, InvalidLineCallsNobody)
 {
     const ManySlaves slaves(answeringSlaves(1));
     const std::string good = contents(hostsOf(slaves));
@@ -68,14 +68,14 @@ TEST_F(Fleet, AsksNobodyWhenALineCannotBeRead)
     EXPECT_EQ(slaves.requests(), (std::vector<std::size_t>{0}));
 }
 
-TEST_F(Fleet, IsNothingWithoutHosts)
+TEST_F(Fleet, NeedsHosts)
 {
     EXPECT_EQ(ask(hostsWith("# all of them are switched off\n"), changes).status, 2);
     EXPECT_EQ(ask(folder / "nosuch", changes).status, 2);
     EXPECT_EQ(ask("", changes).status, 2);
 }
 
-TEST_F(Fleet, AsksNobodyWhenTheCommandLineMeansNothing)
+TEST_F(Fleet, InvalidCommandLineCallsNobody)
 {
     const ManySlaves slaves(answeringSlaves(2));
     const std::string file = hostsOf(slaves);
@@ -97,7 +97,7 @@ TEST_F(Fleet, AsksNobodyWhenTheCommandLineMeansNothing)
 
 // What is told -----------------------------------------------------------------------------------------------------
 
-TEST_F(Fleet, OfTwoHundredSlavesTellsOfEachWhatBecameOfIt)
+TEST_F(Fleet, TwoHundredSlavesHaveTheirResults)
 {
     constexpr std::size_t silentOnes[] = {7, 140}, refusing = 51, resetting = 199;
     std::vector<Step> steps = answeringSlaves(200);
@@ -129,7 +129,7 @@ TEST_F(Fleet, OfTwoHundredSlavesTellsOfEachWhatBecameOfIt)
     }
 }
 
-TEST_F(Fleet, PrintsATableInTheOrderOfTheFile)
+TEST_F(Fleet, PrintsTableInOrderOfFile)
 {
     const ManySlaves slaves({delayed(answering(7), std::chrono::milliseconds(300)), answering(123456),
                              replyArray({xml::i4(4), xml::i4(0)})});
@@ -156,13 +156,13 @@ TEST_F(Fleet, PrintsATableInTheOrderOfTheFile)
     EXPECT_NE(rows[3].find("the slave's status is 4"), std::string::npos) << finished;
 }
 
-TEST_F(Fleet, WritesNothingOnStandardErrorWhenAskedToBeQuiet)
+TEST_F(Fleet, QuietWritesNothingToStandardError)
 {
     const ManySlaves slaves({answering(1), replyArray({xml::i4(4), xml::i4(0)})});
     EXPECT_EQ(ask(hostsOf(slaves), changes + Words{"-q"}).err, "");
 }
 
-TEST_F(Fleet, EndsWithTheWorstOfItsEndings)
+TEST_F(Fleet, EndsWithWorstEnding)
 {
     const Step done = answering(1), refused = replyArray({xml::i4(4), xml::i4(0)}), timedOut = silence(),
                faulted = resetAfterRequest();
@@ -190,7 +190,7 @@ TEST_F(Fleet, KeepsLargeLinesWhole)
 
 // The processes ----------------------------------------------------------------------------------------------------
 
-TEST_F(Fleet, AsksSoManyAtOnceAndNoMore)
+TEST_F(Fleet, JobsLimitParallelCalls)
 {
     const ManySlaves slaves(std::vector<Step>(12, thenClose(delayed(answering(1), std::chrono::milliseconds(200)))));
     EXPECT_EQ(ask(hostsOf(slaves), changes + Words{"-j", "3"}).status, 0);
@@ -199,7 +199,7 @@ TEST_F(Fleet, AsksSoManyAtOnceAndNoMore)
 
 class CutFleet : public FleetTest, public ::testing::WithParamInterface<int> {};
 
-TEST_P(CutFleet, AsksNobodyElsePrintsWhatThereIsAndLeavesNoProcessBehind)
+TEST_P(CutFleet, CallsNobodyElseAndPrintsResultsSoFar)
 {
     const ManySlaves slaves({answering(0), silence(), silence(), answering(3), answering(4)});
     Program program(command(hostsOf(slaves), changes + Words{"-j", "2", "-t", "60000"}));
@@ -221,7 +221,7 @@ TEST_P(CutFleet, AsksNobodyElsePrintsWhatThereIsAndLeavesNoProcessBehind)
 INSTANTIATE_TEST_SUITE_P(Nelkactl, CutFleet, ::testing::Values(SIGINT, SIGTERM, SIGHUP),
                          [](const auto& instance) { return std::string(sigabbrev_np(instance.param)); });
 
-TEST_F(Fleet, LeavesNoProcessBehindWhenItIsKilled)
+TEST_F(Fleet, KilledFleetLeavesNoProcess)
 {
     const ManySlaves slaves({silence(), silence()});
     Program program(command(hostsOf(slaves), changes + Words{"-t", "60000"}));
@@ -234,7 +234,7 @@ TEST_F(Fleet, LeavesNoProcessBehindWhenItIsKilled)
     EXPECT_FALSE(left());
 }
 
-TEST_F(Fleet, SaysWhichProcessWasKilledAndGoesOn)
+TEST_F(Fleet, NamesKilledProcessAndGoesOn)
 {
     const ManySlaves slaves({silence(), answering(1), answering(2)});
     Program program(command(hostsOf(slaves), changes + Words{"-j", "1", "-t", "60000"}));
@@ -265,7 +265,7 @@ std::chrono::milliseconds timeOf(const Json& result)
     return std::chrono::seconds(timegm(&utc)) + std::chrono::milliseconds(milliseconds);
 }
 
-TEST_F(Fleet, AsksAgainAndAgainWithTheTimeOfEachRun)
+TEST_F(Fleet, RepeatsWithTimeOfEachRun)
 {
     const ManySlaves slaves(answeringSlaves(2));
     const auto before = std::chrono::system_clock::now().time_since_epoch();
@@ -282,7 +282,7 @@ TEST_F(Fleet, AsksAgainAndAgainWithTheTimeOfEachRun)
     EXPECT_LE(times[2] - times[0], std::chrono::milliseconds(450) + lateness());
 }
 
-TEST_F(Fleet, SkipsTheRoundsForWhichItIsTooLate)
+TEST_F(Fleet, SkipsMissedRounds)
 {
     const ManySlaves slaves({delayed(answering(1), std::chrono::milliseconds(250))});
     const std::string port = std::to_string(slaves.ports().front());
@@ -295,7 +295,7 @@ TEST_F(Fleet, SkipsTheRoundsForWhichItIsTooLate)
     EXPECT_EQ(slaves.mostConnections(), 1U);
 }
 
-TEST_F(Fleet, WritesOnlyChangesWhenAskedTo)
+TEST_F(Fleet, WritesOnlyChanges)
 {
     ScriptedSlave slave({answering(1), answering(1), answering(2), resetAfterRequest(), resetAfterRequest(),
                          answering(2), answering(2)});
@@ -309,7 +309,7 @@ TEST_F(Fleet, WritesOnlyChangesWhenAskedTo)
     EXPECT_EQ(endings, (std::vector<std::string>{"done 1", "done 2", "faulted", "done 2"})) << finished;
 }
 
-TEST_F(Fleet, SeesChangesWithinATable)
+TEST_F(Fleet, DetectsChangesWithinTable)
 {
     const auto rows = [](const char* cell) {
         return replyArray({xml::i4(0), xml::array({xml::array({xml::text("a")}), xml::array({xml::text(cell)})})});
@@ -322,7 +322,7 @@ TEST_F(Fleet, SeesChangesWithinATable)
     EXPECT_EQ(all[1]["rows"], Json::parse(R"([["y"]])"));
 }
 
-TEST_F(Fleet, EndsItsRoundsCleanlyAtASigint)
+TEST_F(Fleet, SigintEndsRoundsCleanly)
 {
     const ManySlaves slaves({answering(1), silence()});
     Program program(command(hostsOf(slaves), {"xmlrpc_changes", "--every", "1000", "-t", "60000"}));
@@ -338,7 +338,7 @@ TEST_F(Fleet, EndsItsRoundsCleanlyAtASigint)
 
 // Files --------------------------------------------------------------------------------------------------------------
 
-TEST_F(Fleet, WritesAFileForEachHost)
+TEST_F(Fleet, WritesOneFilePerHost)
 {
     const std::vector<Step> blocks{replyArray({xml::i4(0), xml::base64("uno")}),
                                    replyArray({xml::i4(0), xml::base64("dos")})};
@@ -351,7 +351,7 @@ TEST_F(Fleet, WritesAFileForEachHost)
     EXPECT_EQ(contents(folder / ("m1-127.0.0.1-" + std::to_string(ports[1]) + ".txt")), "dos");
 }
 
-TEST_F(Fleet, PassesOnTextsAsTheyAreTyped)
+TEST_F(Fleet, PassesTextsAsTyped)
 {
     ScriptedSlave slave({replyArray({xml::i4(0)})});
     const std::string file = hostsWith("127.0.0.1:" + std::to_string(slave.port()) + "\n");

@@ -26,7 +26,7 @@ std::vector<pid_t> childrenOf(pid_t process)
     return all;
 }
 
-TEST_F(FleetTest, GoesOnWhileItsProcessesAreKilled)
+TEST_F(FleetTest, GoesOnWhileProcessesAreKilled)
 {
     const ManySlaves slaves(std::vector<Step>(200, delayed(answering(42), std::chrono::milliseconds(50))));
     const std::string lines = folder / "lines";

@@ -17,7 +17,7 @@ namespace {
 class NelkactlMoments : public Nelkactl, public ::testing::WithParamInterface<int> {};
 
 // Each moment is drawn from the time that a whole run takes. The seed is fixed, so that a failure may come back.
-TEST_P(NelkactlMoments, SignalLeavesFormerContentsOrNewOnes)
+TEST_P(NelkactlMoments, SignalLeavesOldOrNewContents)
 {
     const int signal = GetParam();
     const int moments = 150;
@@ -56,7 +56,7 @@ TEST_P(NelkactlMoments, SignalLeavesFormerContentsOrNewOnes)
 INSTANTIATE_TEST_SUITE_P(Nelkactl, NelkactlMoments, ::testing::Values(SIGINT, SIGTERM, SIGHUP),
                          [](const auto& instance) { return std::string("SIG") + sigabbrev_np(instance.param); });
 
-TEST_F(Nelkactl, TimeoutOfTheTransportIsToldFromTheOneAskedFor)
+TEST_F(Nelkactl, TransportTimeoutDiffersFromGivenTimeout)
 {
     for (const auto& [timeout, words] :
          {std::pair{"0", "which --timeout 0 leaves ("}, {"60000", "which --timeout 60000 exceeds ("}}) {

@@ -39,7 +39,7 @@ protected:
     }
 };
 
-TEST_F(MonitoringCheck, IsOkWhereTheCallIsDone)
+TEST_F(MonitoringCheck, IsOkWhenCallIsDone)
 {
     slave.play({replyArray({xml::i4(0), xml::text("todo | bien\n")})});
     const Finished finished = check({"-w", "60000", "-c", "60001"});
@@ -48,14 +48,14 @@ TEST_F(MonitoringCheck, IsOkWhereTheCallIsDone)
     EXPECT_NE(finished.out.find("ms;60000;60001;0 status=0\n"), std::string::npos) << finished;
 }
 
-TEST_F(MonitoringCheck, WarnsOfASlowSlave)
+TEST_F(MonitoringCheck, WarnsOfSlowSlave)
 {
     slave.play({delayed(replyArray({xml::i4(0), xml::i4(42)}), std::chrono::milliseconds(30))});
     expect(check({"-w", "10", "-c", "60000", "xmlrpc_changes"}), 1, "WARNING - xmlrpc_changes done in ", "changes=42");
     expect(check({"-w", "10", "-c", "20", "xmlrpc_changes"}), 2, "CRITICAL - xmlrpc_changes done in ", "changes=42");
 }
 
-TEST_F(MonitoringCheck, IsCriticalWhereTheSlaveRefusesOrIsSilent)
+TEST_F(MonitoringCheck, IsCriticalWhenSlaveRefusesOrIsSilent)
 {
     slave.play({replyArray({xml::i4(4)})});
     expect(check({"updateNTP"}), 2, "CRITICAL - updateNTP refused: the slave's status is 4", " | time=");
@@ -63,7 +63,7 @@ TEST_F(MonitoringCheck, IsCriticalWhereTheSlaveRefusesOrIsSilent)
     expect(check({"-t", "50", "updateNTP"}), 2, "CRITICAL - updateNTP timed out: no answer within 50 ms", " | time=");
 }
 
-TEST_F(MonitoringCheck, IsUnknownWhereItCannotBeMade)
+TEST_F(MonitoringCheck, IsUnknownWhenCheckFails)
 {
     expect(check({"nosuch"}), 3, "UNKNOWN - nosuch unusable: ", "\n");
     expect(check({"-w", "x"}), 3, "UNKNOWN - ", "\n");
@@ -79,7 +79,7 @@ protected:
     Finished written(const std::string& lines) const { return run({MONITORING "/nelka-metrics", file()}, {}, lines); }
 };
 
-TEST_F(MonitoringMetrics, HaveASampleForEachHost)
+TEST_F(MonitoringMetrics, HaveOneSamplePerHost)
 {
     const ManySlaves slaves({answering(42), replyArray({xml::i4(4), xml::i4(0)})});
     const Finished finished = written(ask(hostsOf(slaves), {"--json", "-q", "xmlrpc_changes"}).out);
@@ -95,7 +95,7 @@ TEST_F(MonitoringMetrics, HaveASampleForEachHost)
     EXPECT_NE(text.find("nelka_ending" + labels(1) + ",ending=\"refused\"} 1\n"), std::string::npos) << text;
 }
 
-TEST_F(MonitoringMetrics, ArePromtoolsOwnKind)
+TEST_F(MonitoringMetrics, PassPromtool)
 {
     if (!isInstalled("promtool"))
         GTEST_SKIP() << "SKIPPED: the metrics are not shown to promtool, which is not installed";
@@ -109,7 +109,7 @@ TEST_F(MonitoringMetrics, ArePromtoolsOwnKind)
     EXPECT_EQ(checked.out + checked.err, "");
 }
 
-TEST_F(MonitoringMetrics, StayAsTheyWereWithoutAResult)
+TEST_F(MonitoringMetrics, AreKeptWithoutResult)
 {
     fileWith(file(), "before\n");
     const Finished unread = written(ask(hostsWith("a/b\n"), {"--json", "-q", "xmlrpc_changes"}).out);
@@ -120,7 +120,7 @@ TEST_F(MonitoringMetrics, StayAsTheyWereWithoutAResult)
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 2) << "a temporary file stayed";
 }
 
-TEST(MonitoringUnits, AreUnderstoodBySystemd)
+TEST(MonitoringUnits, PassSystemdAnalyze)
 {
     if (!isInstalled("systemd-analyze"))
         GTEST_SKIP() << "SKIPPED: the units are not shown to systemd-analyze, which is not installed";
@@ -186,7 +186,7 @@ protected:
     ScriptedSlave second{{resetAfterRequest(), answering(2)}};
 };
 
-TEST_F(Parallel, AsksAgainOnlyThoseThatFailed)
+TEST_F(Parallel, RepeatsOnlyFailedHosts)
 {
     const Words commands = shown();
     ASSERT_EQ(commands.size(), 3U);
@@ -198,7 +198,7 @@ TEST_F(Parallel, AsksAgainOnlyThoseThatFailed)
     EXPECT_EQ(second.requests().size(), 2U);
 }
 
-TEST_F(Parallel, GivesAJobManyHosts)
+TEST_F(Parallel, GivesManyHostsToOneJob)
 {
     EXPECT_EQ(type(shown().at(2)), 1) << "the number of jobs that failed";
     EXPECT_EQ(endings(), (Words{"done", "faulted"}));

@@ -206,7 +206,7 @@ protected:
     }
 };
 
-TEST_P(EveryOperation, CallsItsProcedureWithItsArguments)
+TEST_P(EveryOperation, CallsProcedureWithArguments)
 {
     const Finished finished = answered(one.reply, one.words());
     EXPECT_EQ(finished.status, 0) << finished;
@@ -216,14 +216,14 @@ TEST_P(EveryOperation, CallsItsProcedureWithItsArguments)
     EXPECT_EQ(calls[0].parameters, one.parameters);
 }
 
-TEST_P(EveryOperation, WritesALineForEachOutput)
+TEST_P(EveryOperation, WritesOneLinePerOutput)
 {
     const Finished finished = answered(one.reply, one.words());
     EXPECT_EQ(finished.out, one.lines);
     EXPECT_EQ(finished.err, "");
 }
 
-TEST_P(EveryOperation, WritesAnObjectWithTheOutputsInTheirOrder)
+TEST_P(EveryOperation, WritesObjectWithOutputsInOrder)
 {
     const Finished finished = answered(one.reply, one.words() + Words{"--json"});
     EXPECT_EQ(finished.status, 0) << finished;
@@ -231,7 +231,7 @@ TEST_P(EveryOperation, WritesAnObjectWithTheOutputsInTheirOrder)
     EXPECT_EQ(finished.err, "");
 }
 
-TEST_P(EveryOperation, EndsWithOneWhenTheSlaveRefusesAndDeliversWhatCame)
+TEST_P(EveryOperation, RefusalEndsWithOneAndDeliversOutputs)
 {
     const Finished finished = answered(one.refusal, Words{"--json"} + one.words());
     EXPECT_EQ(finished.status, one.fault == 0 ? 0 : 1) << finished;
@@ -242,14 +242,14 @@ TEST_P(EveryOperation, EndsWithOneWhenTheSlaveRefusesAndDeliversWhatCame)
                                       + ": refused: the slave's status is " + std::to_string(one.fault) + "\n");
 }
 
-TEST_P(EveryOperation, EndsWithThreeWhenNobodyListens)
+TEST_P(EveryOperation, ClosedPortEndsWithThree)
 {
     const Finished finished = type(one.words() + Words{"--json", "-p", std::to_string(ClosedPort().port())});
     expectFault(finished, 3, "faulted", -504);
     EXPECT_NE(finished.err.find(": nobody listens there ("), std::string::npos) << finished;
 }
 
-TEST_P(EveryOperation, EndsWithThreeWhenTheReplyIsOfAnotherShape)
+TEST_P(EveryOperation, WrongShapeEndsWithThree)
 {
     Values reply = one.reply;
     reply.back() = xml::structure({});
@@ -259,7 +259,7 @@ TEST_P(EveryOperation, EndsWithThreeWhenTheReplyIsOfAnotherShape)
         << finished;
 }
 
-TEST_P(EveryOperation, EndsWithFourWhenTheTimeoutPasses)
+TEST_P(EveryOperation, TimeoutEndsWithFour)
 {
     slave.play({silence()});
     const Finished finished = type(one.words() + Words{"--json", "-t", "50"});
@@ -267,7 +267,7 @@ TEST_P(EveryOperation, EndsWithFourWhenTheTimeoutPasses)
     EXPECT_TRUE(finished.err.ends_with(": no answer within 50 ms\n")) << finished;
 }
 
-TEST_P(EveryOperation, DiesOfTheSignalThatInterruptsIt)
+TEST_P(EveryOperation, DiesOfSignal)
 {
     slave.play({silence()});
     Program program(command(one.words() + Words{"--json", "-t", "30000"}), environment());
@@ -278,7 +278,7 @@ TEST_P(EveryOperation, DiesOfTheSignalThatInterruptsIt)
     EXPECT_TRUE(finished.err.ends_with(": SIGINT\n")) << finished;
 }
 
-TEST_P(EveryOperation, ExplainsItself)
+TEST_P(EveryOperation, HasHelp)
 {
     const Finished finished = type({one.name, "--help"});
     EXPECT_EQ(finished.status, 0);
@@ -296,9 +296,9 @@ std::string nameOf(const ::testing::TestParamInfo<Case>& instance)
 
 INSTANTIATE_TEST_SUITE_P(Nelkactl, EveryOperation, ::testing::ValuesIn(cases()), nameOf);
 
-class OperationWithAShortReply : public EveryOperation {};
+class OperationWithShortReply : public EveryOperation {};
 
-TEST_P(OperationWithAShortReply, LeavesOutWhatItLeavesUntouched)
+TEST_P(OperationWithShortReply, OmitsUntouchedOutputs)
 {
     const std::string status = one.name == "getAlarmasEstadoControlador" ? R"(,"status":0)" : "";
     const Finished finished = answered({xml::i4(0)}, Words{"--json"} + one.words());
@@ -315,9 +315,9 @@ std::vector<Case> withAShortReply()
     return some;
 }
 
-INSTANTIATE_TEST_SUITE_P(Nelkactl, OperationWithAShortReply, ::testing::ValuesIn(withAShortReply()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Nelkactl, OperationWithShortReply, ::testing::ValuesIn(withAShortReply()), nameOf);
 
-TEST_F(Nelkactl, KnowsTheseOperationsAndTheOddOnes)
+TEST_F(Nelkactl, HasTheseOperations)
 {
     Words expected;
     for (const Case& one : cases())
@@ -333,7 +333,7 @@ TEST_F(Nelkactl, KnowsTheseOperationsAndTheOddOnes)
 
 // The odd ones ---------------------------------------------------------------------------------------------------
 
-TEST_F(Nelkactl, CannotDeleteAFileAndSaysWhatToDoInstead)
+TEST_F(Nelkactl, DeletionFailsAndNamesAlternative)
 {
     const Finished finished = type({"DlFicheroEsclavo", "/tmp/x", "--json"});
     EXPECT_EQ(finished.status, 3);
@@ -343,7 +343,7 @@ TEST_F(Nelkactl, CannotDeleteAFileAndSaysWhatToDoInstead)
     EXPECT_TRUE(slave.requests().empty());
 }
 
-TEST_F(Nelkactl, AsksThisMachineForItsAddresses)
+TEST_F(Nelkactl, LocalAddressesCallNoSlave)
 {
     // Whether there is an eth0 is the machine's business.
     const Finished ip = type({"getLocalIp", "--json"});
@@ -355,7 +355,7 @@ TEST_F(Nelkactl, AsksThisMachineForItsAddresses)
     EXPECT_TRUE(slave.requests().empty());
 }
 
-TEST_F(Nelkactl, ChangesTheSocToEveryNumberThatItReads)
+TEST_F(Nelkactl, SocAcceptsEveryNumberThatIsRead)
 {
     for (const std::int64_t soc : {0, 1, 2147483647, -1, -1294967296, -2147483647 - 1}) {
         std::string read = answered({xml::i4(soc), xml::i4(0)}, {"getFPGASOC"}).out;
@@ -367,7 +367,7 @@ TEST_F(Nelkactl, ChangesTheSocToEveryNumberThatItReads)
         EXPECT_EQ(type({"changeFPGASOC", none}).status, 2) << none;
 }
 
-TEST_F(Nelkactl, TellsAnEmptyTableFromNone)
+TEST_F(Nelkactl, TellsEmptyTableFromNone)
 {
     EXPECT_EQ(essence(answered({xml::i4(0), xml::array({})}, {"getTable", "q", "--json"}).out),
               R"({"operation":"getTable","ending":"done","fault":0,"columns":[],"rows":[]})");
@@ -375,7 +375,7 @@ TEST_F(Nelkactl, TellsAnEmptyTableFromNone)
               R"({"operation":"getTable","ending":"done","fault":0})");
 }
 
-TEST_F(Nelkactl, EndsWithThreeWhenRowsAreNoTable)
+TEST_F(Nelkactl, InvalidTableEndsWithThree)
 {
     const Finished finished =
         answered({xml::i4(0), xml::array({xml::array({xml::text("a")}), xml::array({})})}, {"getTable", "q", "--json"});
@@ -384,7 +384,7 @@ TEST_F(Nelkactl, EndsWithThreeWhenRowsAreNoTable)
     EXPECT_NE(finished.err.find(": the reply does not have the shape of getTable ("), std::string::npos) << finished;
 }
 
-TEST_F(Nelkactl, TellsAFaultResponseFromAStatusByWhereItCameFrom)
+TEST_F(Nelkactl, TellsFaultResponseFromStatus)
 {
     slave.play({replyFault(3, "no puedo")});
     const Finished fault = type({"updateNTP"});
@@ -394,7 +394,7 @@ TEST_F(Nelkactl, TellsAFaultResponseFromAStatusByWhereItCameFrom)
     EXPECT_EQ(answered({xml::i4(3)}, {"updateNTP"}).status, 1);
 }
 
-TEST_F(Nelkactl, StopsTheTimerOfACallThatAFaultResponseEndedWhateverItsCode)
+TEST_F(Nelkactl, FaultResponseStopsTimer)
 {
     for (const int code : {0, 3}) {
         slave.play({replyFault(code, "no puedo")});
@@ -404,19 +404,19 @@ TEST_F(Nelkactl, StopsTheTimerOfACallThatAFaultResponseEndedWhateverItsCode)
     }
 }
 
-TEST_F(Nelkactl, TellsATimeoutFromASlaveThatAnswersWithItsNumber)
+TEST_F(Nelkactl, TellsTimeoutFromStatusOfSameNumber)
 {
     EXPECT_EQ(answered({xml::i4(-505)}, {"updateNTP"}).status, 1);
     slave.play({replyFault(-505, "mine")});
     EXPECT_EQ(type({"updateNTP"}).status, 3);
 }
 
-TEST_F(Nelkactl, TakesAStatusOfAFaultCodeForAStatus)
+TEST_F(Nelkactl, StatusMayEqualFaultCode)
 {
     EXPECT_EQ(answered({xml::i4(-504)}, {"updateNTP"}).status, 1);
 }
 
-TEST_F(Nelkactl, ReplacesBytesThatAreNoUtf8)
+TEST_F(Nelkactl, ReplacesInvalidUtf8)
 {
     const Values rows{xml::i4(0), xml::array({xml::array({xml::text("a")}), xml::array({xml::base64("x\xffy")})})};
     EXPECT_EQ(essence(answered(rows, {"getTable", "q", "--json"}).out),
@@ -424,7 +424,7 @@ TEST_F(Nelkactl, ReplacesBytesThatAreNoUtf8)
               "\"x\xef\xbf\xbdy\"]]}");
 }
 
-TEST_F(Nelkactl, NamesTheDatabaseItIsGiven)
+TEST_F(Nelkactl, UsesGivenDatabase)
 {
     answered({xml::i4(0), xml::i4(1)}, {"-d", "otra", "xmlrpc_changes"});
     EXPECT_EQ(slave.calls().at(0).parameters, (Words{"string otra"}));

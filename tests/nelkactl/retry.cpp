@@ -11,7 +11,7 @@ namespace {
 
 const Step answer = replyArray({xml::i4(0), xml::i4(42)});
 
-TEST_F(Nelkactl, TriesAgainWhatBroughtNoUsableAnswer)
+TEST_F(Nelkactl, RetriesWithoutUsableAnswer)
 {
     slave.play({resetAfterRequest(), silence(), replyFault(-77, "no"), answer});
     const Finished finished = type({"xmlrpc_changes", "--json", "-t", "1000", "--retry", "5", "--retry-delay", "0"});
@@ -21,14 +21,14 @@ TEST_F(Nelkactl, TriesAgainWhatBroughtNoUsableAnswer)
     EXPECT_EQ(slave.requests().size(), 4U);
 }
 
-TEST_F(Nelkactl, TriesOnceUnlessAskedForMore)
+TEST_F(Nelkactl, TriesOnceByDefault)
 {
     slave.play({resetAfterRequest(), answer});
     EXPECT_EQ(type({"xmlrpc_changes"}).status, 3);
     EXPECT_EQ(slave.requests().size(), 1U);
 }
 
-TEST_F(Nelkactl, GivesUpAfterTheLastTry)
+TEST_F(Nelkactl, GivesUpAfterLastTry)
 {
     slave.play({resetAfterRequest()});
     const Finished finished = type({"xmlrpc_changes", "--retry", "2", "--retry-delay", "0"});
@@ -37,14 +37,14 @@ TEST_F(Nelkactl, GivesUpAfterTheLastTry)
     EXPECT_EQ(slave.requests().size(), 3U);
 }
 
-TEST_F(Nelkactl, NeverTriesAgainWhatTheSlaveRefused)
+TEST_F(Nelkactl, NeverRetriesRefusal)
 {
     slave.play({replyArray({xml::i4(4), xml::i4(0)}), answer});
     EXPECT_EQ(type({"xmlrpc_changes", "--retry", "3"}).status, 1);
     EXPECT_EQ(slave.requests().size(), 1U);
 }
 
-TEST_F(Nelkactl, TriesAgainWhatChangesTheSlaveOnlyWhenToldTo)
+TEST_F(Nelkactl, RetriesChangesOnlyWhenTold)
 {
     for (const Words& words : {Words{"updateNTP"}, Words{"RdFicheroEsclavo", "x", "1", "--output", "{file}"},
                                Words{"execQuery", "q", "t"}}) {
@@ -62,7 +62,7 @@ TEST_F(Nelkactl, TriesAgainWhatChangesTheSlaveOnlyWhenToldTo)
     EXPECT_EQ(slave.requests().size(), 2U) << "reading a file changes nothing";
 }
 
-TEST_F(Nelkactl, WaitsBeforeItTriesAgain)
+TEST_F(Nelkactl, WaitsBeforeRetry)
 {
     slave.play({resetAfterRequest(), answer});
     const Stopwatch watch;
@@ -70,7 +70,7 @@ TEST_F(Nelkactl, WaitsBeforeItTriesAgain)
     EXPECT_GE(watch.elapsed(), std::chrono::milliseconds(300));
 }
 
-TEST_F(Nelkactl, SendsTheSameBlockAgain)
+TEST_F(Nelkactl, RetrySendsSameBlock)
 {
     slave.play({resetAfterRequest(), replyArray({xml::i4(0)})});
     const Finished finished =
@@ -81,7 +81,7 @@ TEST_F(Nelkactl, SendsTheSameBlockAgain)
     EXPECT_EQ(slave.calls()[1].parameters.back(), "base64 bloque");
 }
 
-TEST_F(Nelkactl, IsInterruptedBetweenTwoTries)
+TEST_F(Nelkactl, IsInterruptedBetweenTries)
 {
     slave.play({resetAfterRequest()});
     Program program(command({"xmlrpc_changes", "--retry", "1", "--retry-delay", "60000", "-v"}), environment());

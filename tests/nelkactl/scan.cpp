@@ -39,14 +39,14 @@ void interruptReader(Program& program)
     EXPECT_NE(finished.lastWords().find(": interrupted: SIGINT"), std::string::npos) << finished;
 }
 
-TEST_F(Nelkactl, DiesOfSigintWhileItReads)
+TEST_F(Nelkactl, DiesOfSigintWhileReading)
 {
     Program program(command({"wrFicheroTablasSI", "1", "2", "--input", "-"}), environment(), std::nullopt);
     interruptReader(program);
     EXPECT_TRUE(slave.requests().empty());
 }
 
-TEST_F(Nelkactl, DiesOfSigintWhileItReadsAPipeThatNobodyWritesTo)
+TEST_F(Nelkactl, DiesOfSigintWhileReadingSilentPipe)
 {
     ASSERT_EQ(mkfifo(file().c_str(), 0600), 0);
     Program program(command({"wrFicheroTablasSI", "1", "2", "--input", "{file}"}), environment());
@@ -54,7 +54,7 @@ TEST_F(Nelkactl, DiesOfSigintWhileItReadsAPipeThatNobodyWritesTo)
     EXPECT_TRUE(slave.requests().empty());
 }
 
-TEST_F(Nelkactl, DiesOfSigintWhileAnotherProcessWritesToItsOutput)
+TEST_F(Nelkactl, DiesOfSigintWhileOutputIsLocked)
 {
     const int output = open(file().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
     ASSERT_EQ(lockf(output, F_LOCK, 0), 0);
@@ -70,7 +70,7 @@ TEST_F(Nelkactl, DiesOfSigintWhileAnotherProcessWritesToItsOutput)
     close(output);
 }
 
-TEST_F(Nelkactl, DiesOfTheSignalThatEndsIt)
+TEST_F(Nelkactl, DiesOfSignalThatEndsIt)
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         slave.play({silence()});
@@ -85,7 +85,7 @@ TEST_F(Nelkactl, DiesOfTheSignalThatEndsIt)
     }
 }
 
-TEST_F(Nelkactl, EndsTheLoopOfAShellByItsSigint)
+TEST_F(Nelkactl, SigintEndsLoopOfShell)
 {
     slave.play({silence()});
     // Of what catches a SIGINT and exits, a shell thinks that it has dealt with it, and goes on.
@@ -101,7 +101,7 @@ TEST_F(Nelkactl, EndsTheLoopOfAShellByItsSigint)
     EXPECT_EQ(slave.requests().size(), 1U);
 }
 
-TEST_F(Nelkactl, KeepsIgnoringWhatItWasStartedToIgnore)
+TEST_F(Nelkactl, KeepsIgnoringIgnoredSignals)
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         slave.play({delayed(replyArray({xml::i4(0)}), std::chrono::milliseconds(100))});
@@ -144,14 +144,14 @@ TEST_F(NelkactlScan, StartsPollsAndReports)
     EXPECT_EQ(slave.calls()[4].parameters, (Words{"i4 1", "i4 7"}));
 }
 
-TEST_F(NelkactlScan, IsDoneAtTheStatusAskedFor)
+TEST_F(NelkactlScan, EndsAtGivenStatus)
 {
     slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(5)}), replyArray({xml::i4(0), xml::text("r")})});
     EXPECT_EQ(type(words + Words{"--until", "5"}).status, 0);
     EXPECT_EQ(procedures().size(), 3U);
 }
 
-TEST_F(NelkactlScan, RefusalOfItsStartEndsWithOne)
+TEST_F(NelkactlScan, RefusedStartEndsWithOne)
 {
     slave.play({replyArray({xml::i4(-2)})});
     const Finished finished = type(words);
@@ -172,7 +172,7 @@ TEST_F(NelkactlScan, NegativeStatusEndsWithOneAndCancels)
     EXPECT_EQ(procedures(), startPollCancel);
 }
 
-TEST_F(NelkactlScan, LostPollsAreTriedAgain)
+TEST_F(NelkactlScan, LostPollsAreRepeated)
 {
     const Step status = replyArray({xml::i4(50)});
     slave.play({replyArray({xml::i4(7)}), silence(), resetAfterRequest(), serverError(), status, silence(), silence(),
@@ -184,7 +184,7 @@ TEST_F(NelkactlScan, LostPollsAreTriedAgain)
     EXPECT_EQ(finished.err, "");
 }
 
-TEST_F(NelkactlScan, GivesUpAfterTheRetriesAndCancels)
+TEST_F(NelkactlScan, GivesUpAfterRetriesAndCancels)
 {
     for (const auto& [retries, polls] : {std::pair{Words{}, 4}, {{"--retry", "1"}, 2}, {{"--retry", "0"}, 1}}) {
         std::vector<Step> script(1 + static_cast<std::size_t>(polls), silence());
@@ -203,7 +203,7 @@ TEST_F(NelkactlScan, GivesUpAfterTheRetriesAndCancels)
     }
 }
 
-TEST_F(NelkactlScan, FaultResponseToAPollIsNotTriedAgain)
+TEST_F(NelkactlScan, FaultResponseIsNotRetried)
 {
     slave.play({replyArray({xml::i4(7)}), replyFault(-504, "no"), replyArray({xml::i4(0)})});
     const Finished finished = type(words);
@@ -211,7 +211,7 @@ TEST_F(NelkactlScan, FaultResponseToAPollIsNotTriedAgain)
     EXPECT_EQ(procedures(), startPollCancel);
 }
 
-TEST_F(NelkactlScan, StartThatIsNotAnsweredIsCancelled)
+TEST_F(NelkactlScan, UnansweredStartIsCancelled)
 {
     slave.play({silence(), replyArray({xml::i4(0)})});
     const Finished finished = type(words + Words{"-t", shortTimeout()});
@@ -220,7 +220,7 @@ TEST_F(NelkactlScan, StartThatIsNotAnsweredIsCancelled)
     EXPECT_EQ(procedures(), (Words{"InitInputScan", "CancelInputScan"}));
 }
 
-TEST_F(NelkactlScan, ReportThatIsNoTextEndsWithThree)
+TEST_F(NelkactlScan, InvalidReportEndsWithThree)
 {
     slave.play({replyArray({xml::i4(7)}), replyArray({xml::i4(100)}), replyArray({xml::i4(0)})});
     const Finished finished = type(words);
@@ -229,7 +229,7 @@ TEST_F(NelkactlScan, ReportThatIsNoTextEndsWithThree)
     EXPECT_EQ(procedures(), (Words{"InitInputScan", "StatusInputScan", "getScanReport"}));
 }
 
-TEST_F(NelkactlScan, SignalInACallCancels)
+TEST_F(NelkactlScan, SignalDuringCallCancels)
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         slave.play({replyArray({xml::i4(7)}), silence(), replyArray({xml::i4(0)})});
@@ -260,7 +260,7 @@ TEST_F(NelkactlScan, SignalBetweenCallsCancels)
     EXPECT_EQ(procedures(), startPollCancel);
 }
 
-TEST_F(NelkactlScan, CancellationThatFailsIsTold)
+TEST_F(NelkactlScan, FailedCancellationIsReported)
 {
     slave.play({replyArray({xml::i4(7)}), silence(), replyArray({xml::i4(4)})});
     Program program(command(words), environment());

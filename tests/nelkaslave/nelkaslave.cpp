@@ -82,7 +82,7 @@ protected:
 
 // Core ---------------------------------------------------------------------------------------------------------
 
-TEST_F(Slave, AddsForTheProbe)
+TEST_F(Slave, AnswersProbe)
 {
     ::testing::internal::CaptureStdout();
     client.sampleadd(ampleTimeout);
@@ -92,7 +92,7 @@ TEST_F(Slave, AddsForTheProbe)
 
 // Database -----------------------------------------------------------------------------------------------------
 
-TEST_F(Slave, AnswersAQueryWithItsRowsUnderTheirNames)
+TEST_F(Slave, QueryReturnsRowsUnderNames)
 {
     const nelkadb::ResultSet rows = table("SELECT id, nombre AS n, NULL FROM canales WHERE id < 3 ORDER BY id DESC");
     ASSERT_EQ(client.getFault(), 0);
@@ -104,7 +104,7 @@ TEST_F(Slave, AnswersAQueryWithItsRowsUnderTheirNames)
     EXPECT_TRUE(rows.isNull(0, 2));
 }
 
-TEST_F(Slave, NamesTheColumnsOfAQueryWithoutRows)
+TEST_F(Slave, QueryWithoutRowsReturnsNames)
 {
     const nelkadb::ResultSet rows = table("SELECT id, nombre FROM canales WHERE id > 1000");
     EXPECT_EQ(client.getFault(), 0);
@@ -113,7 +113,7 @@ TEST_F(Slave, NamesTheColumnsOfAQueryWithoutRows)
     EXPECT_EQ(rows.columnName(0), "id");
 }
 
-TEST_F(Slave, SendsEveryValueWhateverItHolds)
+TEST_F(Slave, QueryReturnsEveryValue)
 {
     const nelkadb::ResultSet rows = table("SELECT 2147483648, 0.5, 9e999, x'00FF', 'ñ', 'a' || char(0) || 'b', "
                                           "CAST(x'41FF' AS TEXT), char(128512), 'a' || char(13, 10), 'b' || char(13)");
@@ -142,7 +142,7 @@ std::string randomNumber(std::mt19937& random)
     return digits.insert(1, ".") + "e" + std::to_string(exponent);
 }
 
-TEST_F(Slave, SendsNumbersOfFifteenDigitsAsTheyAre)
+TEST_F(Slave, QueryReturnsFifteenDigits)
 {
     execute("reales", "CREATE TABLE reales (valor REAL)");
     std::mt19937 random(1);
@@ -168,7 +168,7 @@ TEST_F(Slave, SendsNumbersOfFifteenDigitsAsTheyAre)
     EXPECT_EQ(changed, std::vector<std::string>{});
 }
 
-TEST_F(Slave, CountsTheWritesThatItAcknowledged)
+TEST_F(Slave, CountsAcknowledgedWrites)
 {
     EXPECT_EQ(changes(), 0);
     EXPECT_EQ(execute("canales", "UPDATE canales SET activo = 0 WHERE entrada = 0"), 2);
@@ -180,7 +180,7 @@ TEST_F(Slave, CountsTheWritesThatItAcknowledged)
     EXPECT_EQ(changes(), 2);
 }
 
-TEST_F(Slave, MakesAndDropsATable)
+TEST_F(Slave, CreatesAndDropsTable)
 {
     EXPECT_EQ(execute("nueva", "CREATE TABLE nueva (a)"), 0);
     EXPECT_EQ(execute("nueva", "INSERT INTO nueva VALUES (1), (2)"), 2);
@@ -203,9 +203,9 @@ void PrintTo(const Query& query, std::ostream* out)
 
 const auto byName = [](const auto& instance) { return std::string(instance.param.name); };
 
-class SlaveRefusesToRead : public Slave, public ::testing::WithParamInterface<Query> {};
+class RefusedQuery : public Slave, public ::testing::WithParamInterface<Query> {};
 
-TEST_P(SlaveRefusesToRead, AndLeavesTheResultAndTheDatabaseAsTheyWere)
+TEST_P(RefusedQuery, LeavesResultAndDatabase)
 {
     nelkadb::ResultSet rows = table("SELECT 'former'");
     client.getTable(GetParam().text, rows, ampleTimeout);
@@ -216,7 +216,7 @@ TEST_P(SlaveRefusesToRead, AndLeavesTheResultAndTheDatabaseAsTheyWere)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , SlaveRefusesToRead,
+    , RefusedQuery,
     ::testing::Values(Query{"WhatIsNoSql", "SELEKT 1"}, Query{"Nothing", ""}, Query{"AComment", "-- nothing"},
                       Query{"ATableThatThereIsNot", "SELECT * FROM nada"},
                       Query{"TwoStatements", "SELECT 1; DELETE FROM canales"},
@@ -230,9 +230,9 @@ INSTANTIATE_TEST_SUITE_P(
                       Query{"AnEnormousValue", "SELECT zeroblob(900000000)"}),
     byName);
 
-class SlaveRefusesToExecute : public Slave, public ::testing::WithParamInterface<Query> {};
+class RefusedStatement : public Slave, public ::testing::WithParamInterface<Query> {};
 
-TEST_P(SlaveRefusesToExecute, AndLeavesTheResultAndTheDatabaseAsTheyWere)
+TEST_P(RefusedStatement, LeavesResultAndDatabase)
 {
     EXPECT_EQ(execute("canales", GetParam().text), -1);
     EXPECT_EQ(client.getFault(), databaseError);
@@ -243,7 +243,7 @@ TEST_P(SlaveRefusesToExecute, AndLeavesTheResultAndTheDatabaseAsTheyWere)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , SlaveRefusesToExecute,
+    , RefusedStatement,
     ::testing::Values(
         Query{"WhatIsNoSql", "UPDATE"}, Query{"Nothing", " ; "},
         Query{"TwoStatements", "UPDATE canales SET activo = 7; DELETE FROM canales"},
@@ -258,7 +258,7 @@ INSTANTIATE_TEST_SUITE_P(
         Query{"TheCounter", "PRAGMA user_version = 9"}, Query{"TheSchema", "UPDATE sqlite_master SET sql = ''"}),
     byName);
 
-TEST_F(Slave, TouchesNoIndexOfAnotherTable)
+TEST_F(Slave, LeavesIndexOfOtherTable)
 {
     execute("servicios", "CREATE INDEX indice ON servicios (puerto)");
     ASSERT_EQ(client.getFault(), 0);
@@ -270,7 +270,7 @@ TEST_F(Slave, TouchesNoIndexOfAnotherTable)
     EXPECT_EQ(client.getFault(), 0);
 }
 
-TEST_F(Slave, EndsInTheMidstOfAQueryThatTakesForEver)
+TEST_F(Slave, EndsDuringEndlessQuery)
 {
     int changed = -1;
     client.execQuery("UPDATE canales SET activo = (WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM n) "
@@ -294,7 +294,7 @@ void PrintTo(const Refused& refused, std::ostream* out)
 
 class SlaveWithoutDatabase : public Slave, public ::testing::WithParamInterface<Refused> {};
 
-TEST_P(SlaveWithoutDatabase, RefusesItsNameInEveryProcedure)
+TEST_P(SlaveWithoutDatabase, RefusesEveryProcedure)
 {
     client.dbName = GetParam().text;
     table("SELECT 1");
@@ -315,7 +315,7 @@ INSTANTIATE_TEST_SUITE_P(, SlaveWithoutDatabase,
                                            Refused{"TooLong", std::string(65, 'x'), badArgument}),
                          byName);
 
-TEST_F(Slave, AnswersForADatabaseThatIsNone)
+TEST_F(Slave, ReportsBrokenDatabase)
 {
     fileWith(state / "roto.db", "this is no database, however long it may be read");
     client.dbName = "roto";
@@ -339,7 +339,7 @@ TEST_F(Slave, IdentifiesItself)
     EXPECT_EQ(campo4, 4);
 }
 
-TEST_F(Slave, TellsItsAlarms)
+TEST_F(Slave, ReportsAlarms)
 {
     std::string alarms;
     int status = -1;
@@ -348,7 +348,7 @@ TEST_F(Slave, TellsItsAlarms)
     EXPECT_EQ(alarms, "3 entrada 3: sin enganche\n12 ventilador 2: velocidad baja\n");
 }
 
-TEST_F(Slave, IsSynchronisedOnAnInputThatIsTuned)
+TEST_F(Slave, TunedInputIsSynchronised)
 {
     const auto synchronised = [this](int entrada) {
         int status = -1;
@@ -363,7 +363,7 @@ TEST_F(Slave, IsSynchronisedOnAnInputThatIsTuned)
 
 // Administration -----------------------------------------------------------------------------------------------
 
-TEST_F(Slave, RestoresTheSampleOnAReset)
+TEST_F(Slave, ResetRestoresSample)
 {
     execute("canales", "DELETE FROM canales");
     file("/version.txt", true);
@@ -384,7 +384,7 @@ TEST_F(Slave, RestoresTheSampleOnAReset)
     EXPECT_EQ(soc, 20417U);
 }
 
-TEST_F(Slave, TellsTheTime)
+TEST_F(Slave, ReportsTime)
 {
     // std::time() is behind the clock that the slave reads by up to a tick.
     const auto seconds = [] {
@@ -400,7 +400,7 @@ TEST_F(Slave, TellsTheTime)
     EXPECT_LE(hora, seconds());
 }
 
-TEST_F(Slave, RemembersWhatItIsToldToDo)
+TEST_F(Slave, RecordsSettings)
 {
     int status = -1;
     client.setRefrescoWeb(65535, status, ampleTimeout);
@@ -415,7 +415,7 @@ TEST_F(Slave, RemembersWhatItIsToldToDo)
     EXPECT_EQ(document.find("\"ultimo_ntp\":0"), std::string::npos) << document;
 }
 
-TEST_F(Slave, RunsNoScriptThatItDoesNotHave)
+TEST_F(Slave, RefusesUnknownScript)
 {
     XmlrpcSpy spy; // a client keeps the reply of a script that was refused
     client.ejecutar_script("nada", ampleTimeout);
@@ -428,7 +428,7 @@ TEST_F(Slave, RunsNoScriptThatItDoesNotHave)
 
 // Tuning -------------------------------------------------------------------------------------------------------
 
-TEST_F(Slave, TunesTheInputAskedFor)
+TEST_F(Slave, TunesGivenInput)
 {
     nelka::tcanal canal;
     canal.frecuencia = 626000000;
@@ -449,7 +449,7 @@ TEST_F(Slave, TunesTheInputAskedFor)
     EXPECT_EQ(status, 0);
 }
 
-TEST_F(Slave, TunesNoInputThatItDoesNotHaveAndToNoFrequencyOfZero)
+TEST_F(Slave, RefusesUnknownInputAndFrequencyZero)
 {
     nelka::tcanal canal;
     int status = -1;
@@ -462,7 +462,7 @@ TEST_F(Slave, TunesNoInputThatItDoesNotHaveAndToNoFrequencyOfZero)
 
 // Scanning -----------------------------------------------------------------------------------------------------
 
-class SlaveThatScans : public Slave {
+class ScanningSlave : public Slave {
 protected:
     int begin(int entrada)
     {
@@ -488,7 +488,7 @@ protected:
     }
 };
 
-TEST_F(SlaveThatScans, AdvancesToTheEndAndReports)
+TEST_F(ScanningSlave, AdvancesToEndAndReports)
 {
     const fs::path shortScans = folder.path / "short";
     makeState(shortScans);
@@ -521,7 +521,7 @@ TEST_F(SlaveThatScans, AdvancesToTheEndAndReports)
     EXPECT_EQ(master.getFault(), notFound);
 }
 
-TEST_F(SlaveThatScans, BeginsAgainBehindTheLargestIdentifier)
+TEST_F(ScanningSlave, IdentifierWrapsAround)
 {
     const fs::path used = folder.path / "used";
     makeState(used);
@@ -534,7 +534,7 @@ TEST_F(SlaveThatScans, BeginsAgainBehindTheLargestIdentifier)
     EXPECT_EQ(id, 1);
 }
 
-TEST_F(SlaveThatScans, ForgetsACancelledScan)
+TEST_F(ScanningSlave, ForgetsCancelledScan)
 {
     const int id = begin(1);
     EXPECT_EQ(report(1, id).find("entrada 1 tipo 0 banda 2 progreso "), 0U);
@@ -547,7 +547,7 @@ TEST_F(SlaveThatScans, ForgetsACancelledScan)
     EXPECT_EQ(client.getFault(), notFound);
 }
 
-TEST_F(SlaveThatScans, KeepsTheScansOfItsInputsApart)
+TEST_F(ScanningSlave, KeepsScansOfInputsApart)
 {
     const int first = begin(1);
     const int second = begin(2);
@@ -560,7 +560,7 @@ TEST_F(SlaveThatScans, KeepsTheScansOfItsInputsApart)
     EXPECT_GE(progress(2, second), 0);
 }
 
-TEST_F(SlaveThatScans, RefusesAnInputThatItDoesNotHaveWithANegativeStatus)
+TEST_F(ScanningSlave, RefusesUnknownInputWithNegativeStatus)
 {
     EXPECT_EQ(begin(7), -badArgument);
     EXPECT_EQ(client.getFault(), -badArgument);
@@ -583,7 +583,7 @@ TEST_F(Slave, ChangesItsSoc)
 
 // Files --------------------------------------------------------------------------------------------------------
 
-TEST_F(Slave, SendsAFileAndDeletesItIfAsked)
+TEST_F(Slave, SendsFileAndDeletesItIfAsked)
 {
     const std::string content = bytes(100000);
     fileWith(state / "files/config/bloque", content);
@@ -594,7 +594,7 @@ TEST_F(Slave, SendsAFileAndDeletesItIfAsked)
     EXPECT_FALSE(fs::exists(state / "files/config/bloque"));
 }
 
-TEST_F(Slave, DeletesNoFileThatAClientCouldNotTake)
+TEST_F(Slave, KeepsFileTooLargeForClient)
 {
     fileWith(state / "files/grande", bytes(800000));
     file("grande", true);
@@ -604,7 +604,7 @@ TEST_F(Slave, DeletesNoFileThatAClientCouldNotTake)
     EXPECT_EQ(client.getFault(), -509); // larger than the client's limit indeed
 }
 
-TEST_F(Slave, DeletesTheLargestFileThatAClientTakes)
+TEST_F(Slave, DeletesLargestFileForClient)
 {
     // Its reply is 1 MiB of XML but for a few bytes.
     const std::string content = bytes(766000);
@@ -613,9 +613,9 @@ TEST_F(Slave, DeletesTheLargestFileThatAClientTakes)
     EXPECT_FALSE(fs::exists(state / "files/grande"));
 }
 
-class SlaveKeepsIn : public Slave, public ::testing::WithParamInterface<Refused> {};
+class PathOutsideTree : public Slave, public ::testing::WithParamInterface<Refused> {};
 
-TEST_P(SlaveKeepsIn, APathThatIsNoFileOfItsTree)
+TEST_P(PathOutsideTree, RefusesPath)
 {
     fileWith(folder.path / "secreto", "secret");
     fs::create_symlink(folder.path / "secreto", state / "files/enlace");
@@ -630,7 +630,7 @@ TEST_P(SlaveKeepsIn, APathThatIsNoFileOfItsTree)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , SlaveKeepsIn,
+    , PathOutsideTree,
     ::testing::Values(
         Refused{"Nothing", "", badArgument}, Refused{"TheRoot", "/", badArgument},
         Refused{"TheRootOtherwise", ".", badArgument}, Refused{"Upwards", "..", badArgument},
@@ -644,7 +644,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // Tables -------------------------------------------------------------------------------------------------------
 
-TEST_F(Slave, GivesBackATableAsItWasWritten)
+TEST_F(Slave, ReturnsTableAsWritten)
 {
     const std::string content = bytes(65535);
     client.wrFicheroTablasSI(-7, 3, block(content), ampleTimeout);
@@ -658,7 +658,7 @@ TEST_F(Slave, GivesBackATableAsItWasWritten)
     EXPECT_EQ(client.getFault(), 0);
 }
 
-TEST_F(Slave, KeepsAnEmptyTable)
+TEST_F(Slave, KeepsEmptyTable)
 {
     client.wrFicheroTablasSI(1, 2, {}, ampleTimeout);
     std::vector<char> received = {'x'};
@@ -667,7 +667,7 @@ TEST_F(Slave, KeepsAnEmptyTable)
     EXPECT_TRUE(received.empty());
 }
 
-TEST_F(Slave, RefusesWhatItCannotKeepAndStaysAsItWas)
+TEST_F(Slave, FullDiskLeavesState)
 {
     fs::remove_all(state / "tables");
     client.wrFicheroTablasSI(1, 1, {'x'}, ampleTimeout);
@@ -686,7 +686,7 @@ TEST_F(Slave, RefusesWhatItCannotKeepAndStaysAsItWas)
     EXPECT_EQ(client.getFault(), 0);
 }
 
-TEST_F(Slave, HasNoTablesWithOtherExtensions)
+TEST_F(Slave, RefusesOtherExtensions)
 {
     std::vector<char> received;
     for (const auto& [first, second, third] : {std::tuple(1, 0, 0), std::tuple(0, 1, 0), std::tuple(0, 0, 1)}) {
@@ -697,7 +697,7 @@ TEST_F(Slave, HasNoTablesWithOtherExtensions)
     EXPECT_EQ(client.getFault(), notFound);
 }
 
-TEST_F(Slave, TakesTheLargestBlockThatAClientMaySend)
+TEST_F(Slave, AcceptsLargestBlockOfClient)
 {
     const std::string content = bytes(750000);
     client.wrFicheroTablasSI(1, 1, block(content), ampleTimeout);

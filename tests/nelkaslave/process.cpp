@@ -78,7 +78,7 @@ void PrintTo(const Wrong& wrong, std::ostream* out)
 
 class NelkaslaveOptions : public ::testing::TestWithParam<Wrong> {};
 
-TEST_P(NelkaslaveOptions, ThatAreWrongEndItWithTwo)
+TEST_P(NelkaslaveOptions, WrongOnesEndWithTwo)
 {
     const Finished finished = slaveWith(GetParam().options);
     EXPECT_EQ(finished.status, 2) << finished;
@@ -95,7 +95,7 @@ INSTANTIATE_TEST_SUITE_P(, NelkaslaveOptions,
                                            Wrong{"NoBehaveFile", {"--behave", "/nowhere/behave.json"}}),
                          byName);
 
-TEST(Nelkaslave, HelpFitsAScreenAndNamesTheExitStatuses)
+TEST(Nelkaslave, HelpFitsScreenAndNamesExitStatuses)
 {
     const Finished finished = slaveWith({"--help"});
     EXPECT_EQ(finished.status, 0);
@@ -107,12 +107,12 @@ TEST(Nelkaslave, HelpFitsAScreenAndNamesTheExitStatuses)
         EXPECT_LE(line.size(), 80U) << line;
 }
 
-TEST(Nelkaslave, TellsItsVersion)
+TEST(Nelkaslave, PrintsVersion)
 {
     EXPECT_EQ(slaveWith({"--version"}).out, std::string("nelkaslave ") + NELKANET_VERSION + "\n");
 }
 
-TEST(Nelkaslave, SaysWhyItCannotListen)
+TEST(Nelkaslave, ReportsWhyItCannotListen)
 {
     const SimulatedSlave first;
     const std::string port = std::to_string(first.port());
@@ -122,14 +122,14 @@ TEST(Nelkaslave, SaysWhyItCannotListen)
     EXPECT_EQ(second.err, "nelkaslave: cannot listen on port " + port + ": Address already in use\n");
 }
 
-TEST(Nelkaslave, NamesTheFileThatItCannotRead)
+TEST(Nelkaslave, NamesUnreadableFile)
 {
     const Finished finished = slaveWith({"--behave", "/usr"});
     EXPECT_EQ(finished.status, 2);
     EXPECT_EQ(finished.err, "nelkaslave: /usr: Is a directory\n");
 }
 
-TEST(Nelkaslave, GivesNoConnectionTheNumberOfAStandardStreamThatIsClosed)
+TEST(Nelkaslave, ConnectionNeverReplacesClosedStandardStream)
 {
     SimulatedSlave slave({}, {}, {"/bin/sh", "-c", "exec \"$@\" <&- 2>&-", "sh"});
     for (const char* stream : {"0", "2"})
@@ -138,7 +138,7 @@ TEST(Nelkaslave, GivesNoConnectionTheNumberOfAStandardStreamThatIsClosed)
     EXPECT_EQ(slave.end(SIGTERM), 0);
 }
 
-TEST(Nelkaslave, WritesALineForEachCall)
+TEST(Nelkaslave, LogsOneLinePerCall)
 {
     SimulatedSlave slave;
     const auto client = clientOf(slave);
@@ -156,7 +156,7 @@ TEST(Nelkaslave, WritesALineForEachCall)
     EXPECT_TRUE(std::regex_match(finished.err, lines)) << finished;
 }
 
-TEST(Nelkaslave, ShortensWhatItLogs)
+TEST(Nelkaslave, ShortensLogLines)
 {
     SimulatedSlave slave;
     const auto client = clientOf(slave);
@@ -171,7 +171,7 @@ TEST(Nelkaslave, ShortensWhatItLogs)
         << finished;
 }
 
-TEST(Nelkaslave, AnswersThoughNobodyReadsItsLog)
+TEST(Nelkaslave, AnswersIfNobodyReadsLog)
 {
     const SimulatedSlave slave;
     const auto client = clientOf(slave);
@@ -180,14 +180,14 @@ TEST(Nelkaslave, AnswersThoughNobodyReadsItsLog)
 }
 
 // xmlrpc-c prints there, and a pipe that nobody reads is full some day.
-TEST(Nelkaslave, WritesNothingMoreOnStandardOutputOnceItListens)
+TEST(Nelkaslave, WritesNothingElseToStandardOutput)
 {
     const SimulatedSlave slave;
     EXPECT_EQ(changes(*clientOf(slave)), 0);
     EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(slave.pid()) + "/fd/1"), "/dev/null");
 }
 
-TEST(Nelkaslave, NeedsNoProcForAPortThatIsNamed)
+TEST(Nelkaslave, GivenPortNeedsNoProc)
 {
     unsigned short port = freePort();
     std::string first;
@@ -196,12 +196,12 @@ TEST(Nelkaslave, NeedsNoProcForAPortThatIsNamed)
     EXPECT_TRUE(first.starts_with("listening on ")) << first;
 }
 
-TEST(Nelkaslave, TakesItsPortByTheShortName)
+TEST(Nelkaslave, PortHasShortOption)
 {
     EXPECT_TRUE(Program(slaveCommand({"-p", "0"})).line().starts_with("listening on "));
 }
 
-TEST(Nelkaslave, SaysThatItsHelpCannotBeWritten)
+TEST(Nelkaslave, ReportsUnwritableHelp)
 {
     Words command = slaveCommand({"--help"});
     command.insert(command.begin(), {"/bin/sh", "-c", "exec \"$@\" >/dev/full", "sh"});
@@ -212,7 +212,7 @@ TEST(Nelkaslave, SaysThatItsHelpCannotBeWritten)
 
 // State --------------------------------------------------------------------------------------------------------
 
-TEST(NelkaslaveState, GoesWithTheSlaveIfNoFolderIsNamed)
+TEST(NelkaslaveState, TemporaryFolderIsDeletedAtEnd)
 {
     const TemporaryFolder folder;
     SimulatedSlave slave({}, {"TMPDIR=" + folder.path.string()});
@@ -221,7 +221,7 @@ TEST(NelkaslaveState, GoesWithTheSlaveIfNoFolderIsNamed)
     EXPECT_TRUE(fs::is_empty(folder.path));
 }
 
-TEST(NelkaslaveState, IsNoFolderThatHoldsSomethingElse)
+TEST(NelkaslaveState, FolderWithOtherContentIsRefused)
 {
     for (const char* name : {"diario", "unfinished", "state.json"}) {
         const TemporaryFolder folder;
@@ -235,7 +235,7 @@ TEST(NelkaslaveState, IsNoFolderThatHoldsSomethingElse)
     }
 }
 
-TEST(NelkaslaveState, IsNotSharedByTwoSlaves)
+TEST(NelkaslaveState, FolderInUseIsRefused)
 {
     const TemporaryFolder folder;
     const SimulatedSlave first({"--state", folder.path});
@@ -244,7 +244,7 @@ TEST(NelkaslaveState, IsNotSharedByTwoSlaves)
     EXPECT_NE(second.err.find("another slave"), std::string::npos) << second;
 }
 
-TEST(NelkaslaveState, ThatWasEditedBadlyIsRefusedWithThePlace)
+TEST(NelkaslaveState, InvalidStateIsRefusedWithPlace)
 {
     const TemporaryFolder folder;
     makeState(folder.path);
@@ -267,7 +267,7 @@ void PrintTo(const WrongState& wrong, std::ostream* out)
 
 class NelkaslaveWrongState : public ::testing::TestWithParam<WrongState> {};
 
-TEST_P(NelkaslaveWrongState, IsRefusedWithThePlace)
+TEST_P(NelkaslaveWrongState, IsRefusedWithPlace)
 {
     const TemporaryFolder folder;
     makeState(folder.path);
@@ -298,7 +298,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongState{"DeepNesting", std::string(15000, '['), ":1: values are nested deeper than "}),
     byName);
 
-TEST(NelkaslaveState, HasNoJournalLeftOnTheDiskWhenAWriteIsAcknowledged)
+TEST(NelkaslaveState, AcknowledgedWriteLeavesNoJournal)
 {
     const TemporaryFolder folder;
     makeState(folder.path);
@@ -315,7 +315,7 @@ TEST(NelkaslaveState, HasNoJournalLeftOnTheDiskWhenAWriteIsAcknowledged)
     EXPECT_EQ(seen.back(), '-') << seen; // the journal's removal was put on the disk
 }
 
-TEST(NelkaslaveState, ThatWasNotFinishedIsMadeAnew)
+TEST(NelkaslaveState, UnfinishedStateIsRecreated)
 {
     const TemporaryFolder folder;
     const fs::path mark = fileWith(folder.path / ".nelkaslave-unfinished", "");
@@ -326,7 +326,7 @@ TEST(NelkaslaveState, ThatWasNotFinishedIsMadeAnew)
     EXPECT_FALSE(fs::exists(mark));
 }
 
-TEST(NelkaslaveState, IsMadeByTheNextSlaveAfterAKillInAnyStepOfItsMaking)
+TEST(NelkaslaveState, NextSlaveRecreatesStateAfterKill)
 {
     bool finished = false;
     for (int step = 1; step <= 100 && !finished; ++step) {
@@ -342,7 +342,7 @@ TEST(NelkaslaveState, IsMadeByTheNextSlaveAfterAKillInAnyStepOfItsMaking)
     EXPECT_TRUE(finished);
 }
 
-TEST(NelkaslaveState, TakesNoWriteAfterAResetThatFailedUntilOneSucceeds)
+TEST(NelkaslaveState, FailedResetRefusesWritesUntilOneSucceeds)
 {
     const TemporaryFolder folder;
     SimulatedSlave slave({"--state", folder.path});
@@ -376,7 +376,7 @@ TEST(NelkaslaveState, TakesNoWriteAfterAResetThatFailedUntilOneSucceeds)
     EXPECT_EQ(soc, 7U);
 }
 
-TEST(NelkaslaveState, SurvivesAKillRightAfterTheReply)
+TEST(NelkaslaveState, SurvivesKillAfterReply)
 {
     const TemporaryFolder folder;
     constexpr int rounds = 5;
@@ -411,7 +411,7 @@ TEST(NelkaslaveState, SurvivesAKillRightAfterTheReply)
     EXPECT_EQ(block, std::vector<char>(1000, static_cast<char>(rounds)));
 }
 
-TEST(NelkaslaveState, HoldsEveryAcknowledgedWriteAndNoHalfOneAfterAKillAtAnyMoment)
+TEST(NelkaslaveState, KillAtAnyMomentKeepsAcknowledgedWrites)
 {
     const TemporaryFolder folder;
     std::mt19937 random(1);
@@ -454,13 +454,13 @@ TEST(NelkaslaveState, HoldsEveryAcknowledgedWriteAndNoHalfOneAfterAKillAtAnyMome
 
 class NelkaslaveEnd : public ::testing::TestWithParam<int> {};
 
-TEST_P(NelkaslaveEnd, IsCleanWhileItWaits)
+TEST_P(NelkaslaveEnd, IsCleanWhileWaiting)
 {
     SimulatedSlave slave;
     EXPECT_EQ(slave.end(GetParam()), 0);
 }
 
-TEST_P(NelkaslaveEnd, IsCleanAtMomentsBetweenCalls)
+TEST_P(NelkaslaveEnd, IsCleanBetweenCalls)
 {
     const TemporaryFolder folder;
     std::mt19937 random(7);
@@ -475,13 +475,13 @@ TEST_P(NelkaslaveEnd, IsCleanAtMomentsBetweenCalls)
     }
 }
 
-TEST_P(NelkaslaveEnd, IsCleanIfTheSignalComesAfterTheLastLookForIt)
+TEST_P(NelkaslaveEnd, IsCleanIfSignalComesAfterLastCheck)
 {
     SimulatedSlave slave({}, preloaded({"RAISE=" + std::to_string(GetParam())}));
     EXPECT_EQ(slave.finish().status, 0);
 }
 
-TEST_P(NelkaslaveEnd, IsCleanAtMomentsOfItsService)
+TEST_P(NelkaslaveEnd, IsCleanWhileServing)
 {
     const TemporaryFolder folder;
     std::mt19937 random(13);
@@ -500,7 +500,7 @@ TEST_P(NelkaslaveEnd, IsCleanAtMomentsOfItsService)
     }
 }
 
-TEST_P(NelkaslaveEnd, WaitsForNoClientThatSaysNothing)
+TEST_P(NelkaslaveEnd, DoesNotWaitForSilentClient)
 {
     SimulatedSlave slave;
     const int silent = connectedTo(slave.port());
@@ -511,7 +511,7 @@ TEST_P(NelkaslaveEnd, WaitsForNoClientThatSaysNothing)
     close(silent);
 }
 
-TEST_P(NelkaslaveEnd, WaitsForNoDelay)
+TEST_P(NelkaslaveEnd, DoesNotWaitForDelay)
 {
     const TemporaryFolder folder;
     SimulatedSlave slave({"--behave", fileWith(folder.path / "b", R"({"UpdateNTP": {"delay_ms": 3600000}})")});
@@ -527,7 +527,7 @@ INSTANTIATE_TEST_SUITE_P(, NelkaslaveEnd, ::testing::Values(SIGTERM, SIGINT, SIG
 
 // Misbehaviour -------------------------------------------------------------------------------------------------
 
-class NelkaslaveTold : public ::testing::Test {
+class Behaviour : public ::testing::Test {
 protected:
     std::unique_ptr<nelka::XmlrpcClient> toBehave(const std::string& behaviours)
     {
@@ -539,7 +539,7 @@ protected:
     std::unique_ptr<SimulatedSlave> slave;
 };
 
-TEST_F(NelkaslaveTold, AnswersWithAnotherStatusAndItsOwnPayload)
+TEST_F(Behaviour, StatusReplacesThatOfSimulation)
 {
     const auto client =
         toBehave(R"({"RdHora": {"status": 3}, "get_FPGA_SOC": {"status": 4}, "UpdateNTP": {"status": 9}})");
@@ -556,7 +556,7 @@ TEST_F(NelkaslaveTold, AnswersWithAnotherStatusAndItsOwnPayload)
     EXPECT_EQ(client->getFault(), 9);
 }
 
-TEST_F(NelkaslaveTold, AnswersWithAFault)
+TEST_F(Behaviour, FaultIsAnswered)
 {
     const auto client = toBehave(R"({"UpdateNTP": {"fault": [-77, "hoy no"]}})");
     client->updateNTP(ampleTimeout);
@@ -564,7 +564,7 @@ TEST_F(NelkaslaveTold, AnswersWithAFault)
     EXPECT_TRUE(std::string(client->environment().fault_string).ends_with("hoy no"));
 }
 
-TEST_F(NelkaslaveTold, AnswersWithAFixedReply)
+TEST_F(Behaviour, FixedReplyIsAnswered)
 {
     const auto client = toBehave(R"({
         "CheckSincronizado": {"reply": [5, "x", null, true, 1.5, {"a": [1]}]},
@@ -588,7 +588,7 @@ TEST_F(NelkaslaveTold, AnswersWithAFixedReply)
     EXPECT_EQ(rows.value(0, 0), "b");
 }
 
-TEST_F(NelkaslaveTold, AnswersLate)
+TEST_F(Behaviour, DelayIsKept)
 {
     const auto client = toBehave(R"({"Changes": {"delay_ms": 300, "status": 2}})");
     const auto start = std::chrono::steady_clock::now();
@@ -601,7 +601,7 @@ TEST_F(NelkaslaveTold, AnswersLate)
     client->set_timer(0);
 }
 
-TEST_F(NelkaslaveTold, UsesTheElementsOfAListInOrderAndKeepsTheLast)
+TEST_F(Behaviour, ListIsUsedInOrderAndLastIsRepeated)
 {
     const auto client = toBehave(R"({"Changes": [{"reply": [0, 11]}, {"status": 3}, {"reply": [0, 12]}]})");
     EXPECT_EQ(changes(*client), 11);
@@ -611,7 +611,7 @@ TEST_F(NelkaslaveTold, UsesTheElementsOfAListInOrderAndKeepsTheLast)
         EXPECT_EQ(changes(*client), 12);
 }
 
-TEST_F(NelkaslaveTold, GoesBackToTheSimulation)
+TEST_F(Behaviour, ThenReturnsToSimulation)
 {
     const auto client = toBehave(R"({"Changes": [{"reply": [0, 11]}, {"reply": [0, 12], "then": "simulate"}]})");
     EXPECT_EQ(changes(*client), 11);
@@ -619,7 +619,7 @@ TEST_F(NelkaslaveTold, GoesBackToTheSimulation)
     EXPECT_EQ(changes(*client), 0);
 }
 
-TEST_F(NelkaslaveTold, LooksForElementsWithTheSameParametersFirst)
+TEST_F(Behaviour, SameParametersTakePrecedence)
 {
     const auto client = toBehave(R"({"Changes": [
         {"reply": [0, 1]},
@@ -635,7 +635,7 @@ TEST_F(NelkaslaveTold, LooksForElementsWithTheSameParametersFirst)
     EXPECT_EQ(changes(*client), 1);
 }
 
-TEST_F(NelkaslaveTold, SimulatesACallWithOtherParametersThanThoseTold)
+TEST_F(Behaviour, OtherParametersAreSimulated)
 {
     const auto client = toBehave(R"({"Changes": {"params": ["otra"], "reply": [0, 21]}})");
     EXPECT_EQ(changes(*client), 0);
@@ -643,7 +643,7 @@ TEST_F(NelkaslaveTold, SimulatesACallWithOtherParametersThanThoseTold)
     EXPECT_EQ(changes(*client), 21);
 }
 
-TEST_F(NelkaslaveTold, TakesALineForEachCall)
+TEST_F(Behaviour, FileMayHaveOneLinePerCall)
 {
     const auto client = toBehave(R"({"procedure": "Changes", "params": ["modulo"], "reply": [0, 42], "delay_ms": 12}
 
@@ -667,9 +667,9 @@ void PrintTo(const Malformed& malformed, std::ostream* out)
     *out << malformed.content;
 }
 
-class NelkaslaveToldNonsense : public ::testing::TestWithParam<Malformed> {};
+class InvalidBehaviour : public ::testing::TestWithParam<Malformed> {};
 
-TEST_P(NelkaslaveToldNonsense, EndsAtTheStartWithThePlace)
+TEST_P(InvalidBehaviour, IsRefusedWithPlace)
 {
     const TemporaryFolder folder;
     const std::string file = fileWith(folder.path / "behave.json", GetParam().content);
@@ -680,7 +680,7 @@ TEST_P(NelkaslaveToldNonsense, EndsAtTheStartWithThePlace)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , NelkaslaveToldNonsense,
+    , InvalidBehaviour,
     ::testing::Values(
         Malformed{"Nothing", "", ":1:1: "}, Malformed{"WhatIsNoJson", "{\n\"RdHora\": {status: 3}}", ":2:12: "},
         Malformed{"WhatBreaksOff", "{\"RdHora\": {}", ":1:14: "},

@@ -10,7 +10,7 @@ INSTANTIATE_TEST_SUITE_P(Administration, RemoteOperation, family("administration
 
 class GetHoraModulo : public FamilyTest {};
 
-TEST_F(GetHoraModulo, KeepsAllBitsOfTheClockAndLogsItUnsigned)
+TEST_F(GetHoraModulo, KeepsAllBitsOfClockAndLogsItUnsigned)
 {
     struct Case {
         std::int64_t sent;
@@ -34,7 +34,7 @@ TEST_F(GetHoraModulo, KeepsAllBitsOfTheClockAndLogsItUnsigned)
 
 class EjecutarScript : public FamilyTest {};
 
-TEST_F(EjecutarScript, SendsAnEmptyName)
+TEST_F(EjecutarScript, SendsEmptyName)
 {
     answerWith({xml::i4(0)});
     client.ejecutar_script("", ampleTimeout);

@@ -94,7 +94,7 @@ TEST_F(GetTable, WorksAfterARaggedTable)
     EXPECT_EQ(client.getFault(), 0);
 }
 
-TEST_F(GetTable, IsReachedThroughItsBase)
+TEST_F(GetTable, IsCalledThroughBase)
 {
     nelkadb::CDB& database = client;
     answerWith({xml::i4(7), table});
@@ -116,7 +116,7 @@ protected:
     int result = 222;
 };
 
-TEST_F(ExecQuery, IsReachedThroughItsBase)
+TEST_F(ExecQuery, IsCalledThroughBase)
 {
     nelkadb::CDB& database = client;
     answerWith({xml::i4(0), xml::i4(3)});

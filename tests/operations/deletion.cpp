@@ -49,7 +49,7 @@ protected:
     }
 };
 
-TEST_F(Deletion, DeliversTheStatus)
+TEST_F(Deletion, DeliversStatus)
 {
     answer("(i)", 0);
     EXPECT_EQ(called, (std::vector<std::string>{"BorrarArchivo", "s"}));
@@ -58,7 +58,7 @@ TEST_F(Deletion, DeliversTheStatus)
     expectLogged({});
 }
 
-TEST_F(Deletion, ReportsARefusal)
+TEST_F(Deletion, ReportsRefusal)
 {
     answer("(i)", 7);
     EXPECT_EQ(status, 7);
@@ -66,7 +66,7 @@ TEST_F(Deletion, ReportsARefusal)
     expectLogged({refusedLine(message, 7), place()});
 }
 
-TEST_F(Deletion, ReportsAReplyOfAnotherShapeAndLeavesTheStatusAlone)
+TEST_F(Deletion, WrongShapeIsReportedAndLeavesStatus)
 {
     answer("i", 7);
     EXPECT_EQ(status, 111);

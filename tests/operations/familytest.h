@@ -135,7 +135,7 @@ protected:
     }
 };
 
-TEST_P(RemoteOperation, SendsWhatAnotherDecoderReadsBack)
+TEST_P(RemoteOperation, SendsWhatOtherDecoderReads)
 {
     callWith(replyArray(operation.sampleReply(0)));
     const std::vector<xml::Request> calls = slave.calls();
@@ -159,32 +159,32 @@ TEST_P(RemoteOperation, SendsTheseBytes)
     EXPECT_EQ(slave.bodies(), (std::vector<std::string>{requestBody(operation.remote, parameters)}));
 }
 
-TEST_P(RemoteOperation, DeliversAReplyWhateverItsStatus)
+TEST_P(RemoteOperation, DeliversReplyForEveryStatus)
 {
     for (const int status : {0, 1, -1, INT_MAX, INT_MIN})
         expectAnswer(goodReply(operation, status));
 }
 
-TEST_P(RemoteOperation, IgnoresWhatFollowsInTheReply)
+TEST_P(RemoteOperation, IgnoresFurtherElements)
 {
     Reply reply = goodReply(operation);
     reply.elements.insert(reply.elements.end(), {{'s', xml::text("x")}, {'i', xml::i4(5)}});
     expectAnswer(reply);
 }
 
-TEST_P(RemoteOperation, TakesAStatusAloneOnlyWhereThatIsAReply)
+TEST_P(RemoteOperation, AcceptsStatusAloneOnlyAsShortReply)
 {
     for (const int status : {0, 3, -3})
         expectAnswer({{{'i', xml::i4(status)}}, status});
 }
 
-TEST_P(RemoteOperation, ReportsAWrongReplyOrRaisesForWantOfAText)
+TEST_P(RemoteOperation, ReportsWrongReplyOrThrows)
 {
     for (const Reply& wrong : wrongReplies())
         expectAnswer(wrong);
 }
 
-TEST_P(RemoteOperation, WorksAfterEachWrongReply)
+TEST_P(RemoteOperation, WorksAfterWrongReplies)
 {
     for (const Reply& wrong : wrongReplies()) {
         SCOPED_TRACE(wrong.body());
@@ -193,7 +193,7 @@ TEST_P(RemoteOperation, WorksAfterEachWrongReply)
     }
 }
 
-TEST_P(RemoteOperation, ReportsATransportFaultAndTouchesNoOutput)
+TEST_P(RemoteOperation, TransportFaultIsReportedAndLeavesOutputs)
 {
     for (const auto& [step, code] : transportFaults()) {
         SCOPED_TRACE(step.bytes);
@@ -202,7 +202,7 @@ TEST_P(RemoteOperation, ReportsATransportFaultAndTouchesNoOutput)
     }
 }
 
-TEST_P(RemoteOperation, LogsTheTextAndTheCodeOfAFaultResponse)
+TEST_P(RemoteOperation, LogsTextAndCodeOfFaultResponse)
 {
     callWith(replyFault(-77, "agotado"));
     const std::string text = client.environment().fault_string;
@@ -211,14 +211,14 @@ TEST_P(RemoteOperation, LogsTheTextAndTheCodeOfAFaultResponse)
               error("ERROR en XML-RPC: mensaje : " + message + ", error : " + text + " (0xffffffb3)\n"));
 }
 
-TEST_P(RemoteOperation, WritesItsNumbersWithoutTheGroupingOfTheGlobalLocale)
+TEST_P(RemoteOperation, IgnoresGroupingOfGlobalLocale)
 {
     const GroupingLocale grouping;
     callWith(replyArray(operation.sampleReply(0)));
     EXPECT_EQ(log.lines().at(0), debug(message));
 }
 
-TEST_P(RemoteOperation, FailsAtAClosedPort)
+TEST_P(RemoteOperation, FailsAtClosedPort)
 {
     const ClosedPort closed;
     nelka::XmlrpcClient stranger("127.0.0.1", closed.port(), "eth1", "app", "1.0");
@@ -232,7 +232,7 @@ TEST_P(RemoteOperation, FailsAtAClosedPort)
               (Lines{debug(message), armed(ampleTimeout), faultLine(stranger, message), place()}));
 }
 
-TEST_P(RemoteOperation, LeavesTheTimerArmedAfterATransportFault)
+TEST_P(RemoteOperation, TransportFaultLeavesTimerArmed)
 {
     for (const auto& [step, code] : transportFaults()) {
         SCOPED_TRACE(step.bytes);
@@ -242,7 +242,7 @@ TEST_P(RemoteOperation, LeavesTheTimerArmedAfterATransportFault)
     }
 }
 
-TEST_P(RemoteOperation, WorksAfterEachTransportFault)
+TEST_P(RemoteOperation, WorksAfterTransportFaults)
 {
     for (const auto& [step, code] : transportFaults()) {
         SCOPED_TRACE(step.bytes);
@@ -251,20 +251,20 @@ TEST_P(RemoteOperation, WorksAfterEachTransportFault)
     }
 }
 
-TEST_P(RemoteOperation, OfASilentSlaveTimesOutAndTouchesNoOutput)
+TEST_P(RemoteOperation, SilentSlaveTimesOutAndLeavesOutputs)
 {
     EXPECT_EQ(callWith(silence(), 100), presets);
     expectFailure(
         -505, {debug(operation.message(100)), armed(100), signalLine("SIGALRM"), timeoutLine(operation.message(100))});
 }
 
-TEST_P(RemoteOperation, WorksAfterATimeout)
+TEST_P(RemoteOperation, WorksAfterTimeout)
 {
     callWith(silence(), 100);
     expectWorkingClient();
 }
 
-TEST_P(RemoteOperation, ArmsTheTimerWithTheLow16BitsOfItsTimeout)
+TEST_P(RemoteOperation, ArmsTimerWithLow16BitsOfTimeout)
 {
     const std::vector<std::pair<int, int>> cases{{1500, 1500}, {65535, 65535}, {65536, 0}, {70000, 4464}, {-1, 65535}};
     for (const auto& [timeout, milliseconds] : cases) {
@@ -277,7 +277,7 @@ TEST_P(RemoteOperation, ArmsTheTimerWithTheLow16BitsOfItsTimeout)
     }
 }
 
-TEST_P(RemoteOperation, OfAClientThatIsNotReadyFailsAndSendsNothing)
+TEST_P(RemoteOperation, ClientThatIsNotReadySendsNothing)
 {
     client.cleanup();
     EXPECT_EQ(callWith(replyArray(operation.sampleReply(0))), presets);

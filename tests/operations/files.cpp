@@ -33,13 +33,13 @@ TEST_F(DlFicheroEsclavo, AsksTheSlaveNothing)
     EXPECT_EQ(slave.connections(), 0U);
 }
 
-TEST_F(DlFicheroEsclavo, LeavesTheStatusAlone)
+TEST_F(DlFicheroEsclavo, LeavesStatus)
 {
     remove("/tmp/a");
     EXPECT_EQ(status, 99);
 }
 
-TEST_F(DlFicheroEsclavo, LeavesTheTimerArmed)
+TEST_F(DlFicheroEsclavo, LeavesTimerArmed)
 {
     remove("/tmp/a");
     EXPECT_GT(timerLeft(), std::chrono::seconds(0));
@@ -53,7 +53,7 @@ TEST_F(DlFicheroEsclavo, TimeoutOf65536ArmsNoTimer)
     EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
 }
 
-TEST_F(DlFicheroEsclavo, ArmsTheTimerWithTheLow16BitsOfItsTimeout)
+TEST_F(DlFicheroEsclavo, ArmsTimerWithLow16BitsOfTimeout)
 {
     remove("/tmp/a", 70'000);
     EXPECT_EQ(log.lines().at(1), armed(4464));
@@ -83,7 +83,7 @@ TEST_F(DlFicheroEsclavo, PathThatIsNotUtf8HasAnotherFault)
     EXPECT_TRUE(slave.requests().empty());
 }
 
-TEST_F(DlFicheroEsclavo, ReplacesTheFormerFault)
+TEST_F(DlFicheroEsclavo, ReplacesFormerFault)
 {
     client.setFault(7);
     remove("/tmp/a");
@@ -100,7 +100,7 @@ TEST_F(DlFicheroEsclavo, ClientThatIsNotReadyTouchesNoTimer)
     EXPECT_EQ(timerLeft(), std::chrono::seconds(0));
 }
 
-TEST_F(DlFicheroEsclavo, LeavesTheClientWorking)
+TEST_F(DlFicheroEsclavo, LeavesClientWorking)
 {
     remove("/tmp/a");
     answerWith({xml::i4(0)});

@@ -34,7 +34,7 @@ TEST_F(GetFPGASOC, LargestIntegerStaysUnchanged)
 
 class ChangeFPGASOC : public FamilyTest {};
 
-TEST_F(ChangeFPGASOC, LogsAnUnsignedNumberAndSendsTheIntegerOfItsBits)
+TEST_F(ChangeFPGASOC, LogsUnsignedNumberAndSendsItsBits)
 {
     struct Case {
         unsigned long soc;

@@ -305,7 +305,7 @@ protected:
     }
 };
 
-TEST_P(Matrix, EndsAsItShould)
+TEST_P(Matrix, EndsAsExpected)
 {
     const ClosedPort closed;
     const BlackHole blackHole;
@@ -346,7 +346,7 @@ std::ostream& operator<<(std::ostream& out, const Sender& sender)
 
 class Sending : public ::testing::TestWithParam<Sender> {};
 
-TEST_P(Sending, IsCutShortByItsDeadline)
+TEST_P(Sending, IsCutByDeadline)
 {
     const ScriptedSlave slave({deaf()}, 4096);
     LogRecorder log;

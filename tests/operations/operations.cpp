@@ -11,7 +11,7 @@ using namespace support;
 
 namespace {
 
-TEST(Operations, StandInTheFamiliesOrder)
+TEST(Operations, FollowOrderOfFamilies)
 {
     std::vector<std::string> families;
     for (const Operation& each : operations())
@@ -21,7 +21,7 @@ TEST(Operations, StandInTheFamiliesOrder)
                                                   "scanning", "hardware", "files", "tables"}));
 }
 
-TEST(Operations, CallTheProceduresOfTheNameTable)
+TEST(Operations, CallProceduresInNameTable)
 {
     namespace remote = nelka::remote;
     std::vector<std::pair<std::string, std::string>> calls;
@@ -62,7 +62,7 @@ class AnyOperation : public ClientTest, public ::testing::WithParamInterface<Ope
 
 INSTANTIATE_TEST_SUITE_P(, AnyOperation, ::testing::ValuesIn(operations()), ::testing::PrintToStringParamName());
 
-TEST_P(AnyOperation, SendsTheTypesOfItsFormat)
+TEST_P(AnyOperation, SendsTypesOfFormat)
 {
     static const std::map<std::string, char> letters{{"i4", 'i'}, {"string", 's'}, {"boolean", 'b'}, {"base64", '6'}};
     const Operation& operation = GetParam();

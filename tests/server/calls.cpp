@@ -220,7 +220,7 @@ protected:
     }
 };
 
-TEST_F(ServerCalls, StartInTheirOrderWithTheirArguments)
+TEST_F(ServerCalls, StartTakesItsStepsInOrder)
 {
     LogRecorder::duringLogCall = [] { called("syslog"); };
     start();
@@ -234,7 +234,7 @@ TEST_F(ServerCalls, StartInTheirOrderWithTheirArguments)
     EXPECT_TRUE(server->listening());
 }
 
-TEST_F(ServerCalls, StartOnTheLowBitsOfThePort)
+TEST_F(ServerCalls, StartUsesLowBitsOfPort)
 {
     start(65536 + 80);
     EXPECT_EQ(abyss.calls.front(), "ChanSwitchUnixCreate2 2 2 0.0.0.0:80 16");
@@ -248,13 +248,13 @@ TEST_F(ServerCalls, RunServesOnce)
     EXPECT_EQ(calls(), Calls{"ServerRunOnce"});
 }
 
-TEST_F(ServerCalls, DestructorReleasesAllInTheOrderOfTheServerFirst)
+TEST_F(ServerCalls, DestructorReleasesServerFirst)
 {
     start();
     EXPECT_EQ(callsOfDestructor(), (Calls{"ServerFree", "ChanSwitchDestroy"} + releases));
 }
 
-TEST_F(ServerCalls, DestructorReleasesOnlyWhatAServerNeverStartedHas)
+TEST_F(ServerCalls, DestructorWithoutStartReleasesRegistryOnly)
 {
     construct();
     EXPECT_EQ(callsOfDestructor(), releases);
@@ -267,7 +267,7 @@ TEST_F(ServerCalls, RunServesNothingBeforeStart)
     EXPECT_EQ(calls(), Calls{});
 }
 
-TEST_F(ServerCalls, StartAgainReleasesTheFormerPortFirst)
+TEST_F(ServerCalls, SecondStartReleasesFormerPortFirst)
 {
     start();
     abyss.calls.clear();
@@ -277,7 +277,7 @@ TEST_F(ServerCalls, StartAgainReleasesTheFormerPortFirst)
     EXPECT_EQ(callsOfDestructor(), (Calls{"ServerFree", "ChanSwitchDestroy"} + releases));
 }
 
-TEST_F(ServerCalls, StartEndsAtASwitchThatFails)
+TEST_F(ServerCalls, StartEndsAtFailedSwitch)
 {
     abyss.switchError = "100% taken";
     start();
@@ -289,7 +289,7 @@ TEST_F(ServerCalls, StartEndsAtASwitchThatFails)
     EXPECT_EQ(callsOfDestructor(), releases);
 }
 
-TEST_F(ServerCalls, StartGoesOnPastAServerThatFailsWithoutTouchingIt)
+TEST_F(ServerCalls, StartGoesOnAfterFailedServer)
 {
     abyss.serverError = "100% out of memory";
     start();
@@ -301,7 +301,7 @@ TEST_F(ServerCalls, StartGoesOnPastAServerThatFailsWithoutTouchingIt)
     EXPECT_FALSE(server->listening());
 }
 
-TEST_F(ServerCalls, AServerThatFailedIsNeitherRunNorFreed)
+TEST_F(ServerCalls, FailedServerIsNeitherRunNorFreed)
 {
     abyss.serverError = "out of memory";
     start();
@@ -311,7 +311,7 @@ TEST_F(ServerCalls, AServerThatFailedIsNeitherRunNorFreed)
     EXPECT_EQ(callsOfDestructor(), (Calls{"ChanSwitchDestroy"} + releases));
 }
 
-TEST_F(ServerCalls, StartAfterAServerThatFailedListens)
+TEST_F(ServerCalls, StartAfterFailedServerListens)
 {
     abyss.serverError = "out of memory";
     start();
@@ -321,7 +321,7 @@ TEST_F(ServerCalls, StartAfterAServerThatFailedListens)
     EXPECT_EQ(callsOfDestructor(), (Calls{"ServerFree", "ChanSwitchDestroy"} + releases));
 }
 
-TEST_F(ServerCalls, ConstructorLogsTheFaultOfEachOfItsStepsAndGoesOn)
+TEST_F(ServerCalls, ConstructorLogsFaultOfEachStepAndGoesOn)
 {
     abyss.environmentFails = true;
     abyss.registryFails = true;
@@ -330,14 +330,14 @@ TEST_F(ServerCalls, ConstructorLogsTheFaultOfEachOfItsStepsAndGoesOn)
     EXPECT_EQ(callsOfDestructor(), Calls{"xmlrpc_env_clean"});
 }
 
-TEST_F(ServerCalls, ConstructorLogsARegistryThatFails)
+TEST_F(ServerCalls, ConstructorLogsFailedRegistry)
 {
     abyss.registryFails = true;
     construct();
     EXPECT_EQ(log.linesWithoutNumbers(), (Lines{noRegistry, place}));
 }
 
-TEST_F(ServerCalls, AServerWithoutARegistryRefusesMethodsAndServesNone)
+TEST_F(ServerCalls, ServerWithoutRegistryRefusesMethodsAndServesNone)
 {
     abyss.registryFails = true;
     construct();

@@ -72,7 +72,7 @@ protected:
     void TearDown() override { client.set_timer(0); }
 };
 
-TEST_F(ClientOfServer, IsToldASum)
+TEST_F(ClientOfServer, GetsSum)
 {
     ::testing::internal::CaptureStdout();
     client.sampleadd(ampleTimeout);
@@ -80,7 +80,7 @@ TEST_F(ClientOfServer, IsToldASum)
     EXPECT_EQ(client.getFault(), 0);
 }
 
-TEST_F(ClientOfServer, IsToldTheTimeInMoreThanThirtyTwoBits)
+TEST_F(ClientOfServer, GetsTimeInMoreThan32Bits)
 {
     unsigned long long time = 0;
     int status = -1;
@@ -90,19 +90,19 @@ TEST_F(ClientOfServer, IsToldTheTimeInMoreThanThirtyTwoBits)
     EXPECT_EQ(time, 5000000007ULL);
 }
 
-TEST_F(ClientOfServer, SeesTheStatusOfARefusal)
+TEST_F(ClientOfServer, GetsStatusOfRefusal)
 {
     client.updateNTP(ampleTimeout);
     EXPECT_EQ(client.getFault(), 3);
 }
 
-TEST_F(ClientOfServer, SeesThatAMethodIsNotPublished)
+TEST_F(ClientOfServer, GetsFaultForUnknownMethod)
 {
     client.resetModuleToFactorySettings(ampleTimeout);
     EXPECT_EQ(client.getFault(), noSuchMethod);
 }
 
-TEST_F(ClientOfServer, ReadsBackTheBlockItWrote)
+TEST_F(ClientOfServer, ReadsBackWrittenBlock)
 {
     const std::vector<char> block = support::block(support::bytes(60'000));
     client.wrFicheroTablasSI(1, 2, block, ampleTimeout);
@@ -113,7 +113,7 @@ TEST_F(ClientOfServer, ReadsBackTheBlockItWrote)
     EXPECT_EQ(read, block);
 }
 
-TEST_F(ClientOfServer, CallsAgainAndAgain)
+TEST_F(ClientOfServer, CallsRepeatedly)
 {
     for (unsigned short n = 0; n < 50; ++n) {
         unsigned long long time = 0;

@@ -180,28 +180,28 @@ protected:
 
 // Methods ------------------------------------------------------------------------------------------------------
 
-TEST_F(Server, LogsNothingWhenConstructedAndGivenAMethod)
+TEST_F(Server, LogsNothingBeforeStart)
 {
     server.AddFunction("RdHora", answer, &fifteen);
     EXPECT_EQ(log.lines(), Lines{});
     EXPECT_FALSE(server.listening());
 }
 
-TEST_F(Server, AnswersAMethodByItsName)
+TEST_F(Server, AnswersMethodByName)
 {
     server.AddFunction(nelka::remote::RdHora, answer, &fifteen);
     start();
     expectAnswer("RdHora", 15);
 }
 
-TEST_F(Server, AnswersAMethodAddedAfterStart)
+TEST_F(Server, AnswersMethodAddedAfterStart)
 {
     start();
     server.AddFunction("RdHora", answer, &fifteen);
     expectAnswer("RdHora", 15);
 }
 
-TEST_F(Server, AnswersEachMethodWithItsOwnUserData)
+TEST_F(Server, PassesEachMethodItsUserData)
 {
     server.AddFunction("one", answer, &fifteen);
     server.AddFunction("other", answer, &sixteen);
@@ -217,7 +217,7 @@ struct Handed {
     int first = 0;
 };
 
-TEST_F(Server, HandsAHandlerItsArgumentsAndItsUserData)
+TEST_F(Server, PassesHandlerArgumentsAndUserData)
 {
     Handed handed;
     server.AddFunction(
@@ -237,7 +237,7 @@ TEST_F(Server, HandsAHandlerItsArgumentsAndItsUserData)
     EXPECT_EQ(handed.first, 5);
 }
 
-TEST_F(Server, AnswersWithTheFaultThatAHandlerRecords)
+TEST_F(Server, AnswersFaultOfHandler)
 {
     server.AddFunction(
         "refuse",
@@ -252,7 +252,7 @@ TEST_F(Server, AnswersWithTheFaultThatAHandlerRecords)
     EXPECT_TRUE(contains(response, "not today"));
 }
 
-TEST_F(Server, AnswersWithAFaultThatSaysWhatAHandlerThrew)
+TEST_F(Server, AnswersExceptionOfHandlerWithFault)
 {
     server.AddFunction(
         "fail",
@@ -264,7 +264,7 @@ TEST_F(Server, AnswersWithAFaultThatSaysWhatAHandlerThrew)
     EXPECT_TRUE(contains(response, "disk full")) << response;
 }
 
-TEST_F(Server, AnswersWithAFaultWhenAHandlerThrowsSomethingElse)
+TEST_F(Server, AnswersOtherThrownObjectWithFault)
 {
     server.AddFunction(
         "fail", [](xmlrpc_env*, xmlrpc_value*, void*, void*) -> xmlrpc_value* { throw 5; }, nullptr);
@@ -272,7 +272,7 @@ TEST_F(Server, AnswersWithAFaultWhenAHandlerThrowsSomethingElse)
     expectFault(ask("fail"), -500);
 }
 
-TEST_F(Server, AnswersAfterAHandlerThatThrew)
+TEST_F(Server, AnswersAfterHandlerThatThrew)
 {
     server.AddFunction(
         "fail",
@@ -284,13 +284,13 @@ TEST_F(Server, AnswersAfterAHandlerThatThrew)
     expectAnswer("RdHora", 15);
 }
 
-TEST_F(Server, AnswersAnUnknownMethodWithAFault)
+TEST_F(Server, AnswersUnknownMethodWithFault)
 {
     start();
     expectFault(ask("RdHora"), -506);
 }
 
-TEST_F(Server, LogsANameAddedTwiceAndKeepsTheFirst)
+TEST_F(Server, LogsDuplicateNameAndKeepsFirst)
 {
     server.AddFunction("RdHora", answer, &fifteen);
     server.AddFunction("RdHora", answer, &sixteen);
@@ -299,7 +299,7 @@ TEST_F(Server, LogsANameAddedTwiceAndKeepsTheFirst)
     expectAnswer("RdHora", 15);
 }
 
-TEST_F(Server, AddsNothingMoreOnceAnAdditionHasFailed)
+TEST_F(Server, AddsNothingAfterFailedAddition)
 {
     server.AddFunction("RdHora", answer, &fifteen);
     server.AddFunction("RdHora", answer, &fifteen);
@@ -321,7 +321,7 @@ TEST_F(Server, DoesNotNameItself)
     EXPECT_FALSE(contains(response, "Server:")) << response;
 }
 
-TEST_F(Server, HandlesNoOtherPathAsXmlRpc)
+TEST_F(Server, ServesNoOtherPath)
 {
     server.AddFunction("RdHora", answer, &fifteen);
     start();
@@ -333,19 +333,19 @@ TEST_F(Server, HandlesNoOtherPathAsXmlRpc)
     expectAnswer("RdHora", 15);
 }
 
-TEST_F(Server, TakesPostsOnly)
+TEST_F(Server, AcceptsOnlyPost)
 {
     start();
     EXPECT_TRUE(exchange("GET /RPC2 HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n").starts_with("HTTP/1.1 405 "));
 }
 
-TEST_F(Server, AnswersABodyThatIsNoXmlWithAFault)
+TEST_F(Server, AnswersInvalidXmlWithFault)
 {
     start();
     expectFault(exchange(post("/RPC2", "RdHora")), -503);
 }
 
-TEST_F(Server, AnswersAHarmfulRequestWithTheFaultOfAnUnreadableOne)
+TEST_F(Server, AnswersHarmfulRequestLikeUnreadableOne)
 {
     start();
     expectFault(exchange(post("/RPC2", "<methodCall><methodName>RdHora</methodName><i8>x</i8></methodCall>")), -503);
@@ -354,13 +354,13 @@ TEST_F(Server, AnswersAHarmfulRequestWithTheFaultOfAnUnreadableOne)
 
 // Start --------------------------------------------------------------------------------------------------------
 
-TEST_F(Server, LogsThatItStarts)
+TEST_F(Server, LogsStart)
 {
     start();
     EXPECT_EQ(log.lines(), Lines{banner});
 }
 
-TEST_F(Server, TakesTheLowBitsOfThePortWhateverTheAddress)
+TEST_F(Server, UsesLowBitsOfPortAndIgnoresAddress)
 {
     for (const std::string address : {"", "10.1.1.1", "no address"}) {
         for (const unsigned int above : {0U, 65536U, 0xFFFF0000U}) {
@@ -371,7 +371,7 @@ TEST_F(Server, TakesTheLowBitsOfThePortWhateverTheAddress)
     }
 }
 
-TEST_F(Server, LogsAPortInUseAndDoesNotListen)
+TEST_F(Server, LogsPortInUseAndDoesNotListen)
 {
     start();
     log.clear();
@@ -390,14 +390,14 @@ TEST_F(Server, LogsAPortInUseAndDoesNotListen)
     std::free(const_cast<char*>(reason));
 }
 
-TEST_F(Server, LeavesSigpipeAloneWhenThePortIsInUse)
+TEST_F(Server, LeavesSigpipeIfPortIsInUse)
 {
     ScriptedSlave occupant;
     server.Start("", occupant.port());
     EXPECT_EQ(disposition(SIGPIPE).sa_handler, SIG_DFL);
 }
 
-TEST_F(Server, StartsAfterAStartThatFailed)
+TEST_F(Server, StartsAfterFailedStart)
 {
     ScriptedSlave occupant;
     server.AddFunction("RdHora", answer, &fifteen);
@@ -407,7 +407,7 @@ TEST_F(Server, StartsAfterAStartThatFailed)
     expectAnswer("RdHora", 15);
 }
 
-TEST_F(Server, MovesToAnotherPortWhenStartedAgain)
+TEST_F(Server, SecondStartMovesToOtherPort)
 {
     server.AddFunction("RdHora", answer, &fifteen);
     start();
@@ -418,7 +418,7 @@ TEST_F(Server, MovesToAnotherPortWhenStartedAgain)
     EXPECT_EQ(log.lines(), (Lines{banner, banner}));
 }
 
-TEST_F(Server, ClosesItsPortWhenStartedAgainOnOneInUse)
+TEST_F(Server, SecondStartOnPortInUseClosesFormerPort)
 {
     ScriptedSlave occupant;
     start();
@@ -428,7 +428,7 @@ TEST_F(Server, ClosesItsPortWhenStartedAgainOnOneInUse)
     EXPECT_EQ(server.Run(), 0);
 }
 
-TEST_F(Server, ClosesItsPortWhenDestroyed)
+TEST_F(Server, DestructorClosesPort)
 {
     auto shortLived = std::make_unique<nelka::XmlrpcServer>();
     shortLived->Start("", 0);
@@ -472,7 +472,7 @@ TEST_F(Server, RunsOneConnectionAtATime)
 
 void ignoreSignal(int) {}
 
-TEST_F(Server, ReturnsFromRunOnASignal)
+TEST_F(Server, RunReturnsOnSignal)
 {
     start();
     struct sigaction action = {};
@@ -526,7 +526,7 @@ protected:
     std::optional<Peer> waiting;
 };
 
-TEST_P(ServerShortOfDescriptors, KeepsAConnectionUntilThereAreSome)
+TEST_P(ServerShortOfDescriptors, KeepsConnectionWaiting)
 {
     {
         const DescriptorShortage shortage(GetParam());
@@ -546,7 +546,7 @@ TEST_P(ServerShortOfDescriptors, DoesNotSpin)
     EXPECT_LT(watch.elapsed(), 500ms + lateness());
 }
 
-TEST_P(ServerShortOfDescriptors, LogsOneLineForEachShortage)
+TEST_P(ServerShortOfDescriptors, LogsOneLinePerShortage)
 {
     const Lines line{{LOG_ERR, "No free descriptor for a connection: connections wait until there is one"}};
     server.Run(); // serves the one that waits
@@ -562,7 +562,7 @@ TEST_P(ServerShortOfDescriptors, LogsOneLineForEachShortage)
     }
 }
 
-TEST_P(ServerShortOfDescriptors, WritesNothingOnStandardOutput)
+TEST_P(ServerShortOfDescriptors, WritesNothingToStandardOutput)
 {
     ::testing::internal::CaptureStdout();
     {
@@ -573,7 +573,7 @@ TEST_P(ServerShortOfDescriptors, WritesNothingOnStandardOutput)
     EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
 }
 
-TEST_P(ServerShortOfDescriptors, ReturnsOnASignal)
+TEST_P(ServerShortOfDescriptors, ReturnsOnSignal)
 {
     struct sigaction action = {};
     action.sa_handler = ignoreSignal;
@@ -604,7 +604,7 @@ std::ostream& operator<<(std::ostream& out, const Misbehaviour& misbehaviour)
 
 class SilentPeer : public Server, public ::testing::WithParamInterface<Misbehaviour> {};
 
-TEST_P(SilentPeer, HoldsTheServerForAboutTwoSeconds)
+TEST_P(SilentPeer, BlocksServerForTwoSeconds)
 {
     server.AddFunction("RdHora", answer, &fifteen);
     start();

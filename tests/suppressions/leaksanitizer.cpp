@@ -11,7 +11,7 @@ const char* __lsan_default_suppressions()
            "leak:nelka::XmlrpcClient::getScanReport\n"
            // xmlrpc-c loses an argument list that is one text and no array; so it does when those tests call it.
            "leak:nelka::XmlrpcClient::DlFicheroEsclavo\n"
-           "leak:OfADeletionAreWhatXmlrpcCLosesOfItsArgument\n";
+           "leak:OfDeletionAreThoseOfXmlrpcC\n";
 }
 
 /// The fast way loses the stack in libraries without frame pointers, and with it the names above.
