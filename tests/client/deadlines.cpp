@@ -1,4 +1,4 @@
-// How late a call ends when its alarm has to find the right thread. Built twice: a few expiries, and many.
+// How late a call ends if another thread may take its alarm. Built twice: with few and with many expiries.
 #include <algorithm>
 #include <csignal>
 #include <future>
@@ -25,7 +25,7 @@ protected:
         slave.play({silence()});
     }
 
-    // Lets that many calls expire in a thread that holds `signals` back.
+    // Lets calls expire in a thread that blocks `signals`.
     void expectPunctuality(const std::set<int>& signals)
     {
         std::chrono::microseconds worst{0};

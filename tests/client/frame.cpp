@@ -1,5 +1,5 @@
-// The frame that every operation runs in, seen through a few of them: getAlarmasEstadoControlador and execQuery ask
-// the size of the reply first, updateNTP and resetModuleToFactorySettings do not.
+// The frame of every operation, tested through a few: getAlarmasEstadoControlador and execQuery measure the reply
+// first, updateNTP and resetModuleToFactorySettings do not.
 #include <csignal>
 #include <stdexcept>
 
@@ -16,7 +16,7 @@ class Frame : public ClientTest {
 protected:
     XmlrpcSpy spy;
 
-    // Outputs keep these where an operation leaves them alone.
+    // Presets, which untouched outputs keep.
     static constexpr int presetStatus = -7001;
     static constexpr const char* presetText = "preset";
     int status = presetStatus;
@@ -32,7 +32,7 @@ protected:
         EXPECT_EQ(text, presetText);
     }
 
-    // A next call must find everything in order, whatever was before.
+    // Whatever happened before, the next call must work.
     void expectTheNextCallToSucceed()
     {
         slave.play({replyArray({xml::i4(0)})});
@@ -465,7 +465,7 @@ std::ostream& operator<<(std::ostream& out, const Unready& unready)
 
 class NotReady : public Frame, public ::testing::WithParamInterface<Unready> {
 protected:
-    // `client` is constructed, and what the parameter makes of it.
+    // `client` is constructed and brought into the state of the parameter.
     void SetUp() override
     {
         GetParam().make(client, spy);

@@ -1,4 +1,4 @@
-// Alarms of earlier calls that come late, beside a log that takes its time. Built twice: a few alarms, and many.
+// Late alarms of earlier calls, with a slow log. Built twice: with few and with many alarms.
 #include <algorithm>
 #include <atomic>
 #include <csignal>
@@ -21,7 +21,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Every line takes that long.
+// The duration of every line.
 class SlowLog {
 public:
     explicit SlowLog(std::chrono::milliseconds line)
@@ -40,7 +40,7 @@ private:
     static inline std::atomic<std::chrono::milliseconds> length;
 };
 
-/// Which thread the kernel gives the alarms to.
+/// The thread that takes the alarms.
 enum class Taker { caller, other, starved };
 
 struct Case {
@@ -73,7 +73,7 @@ void countAndInterrupt(int signal)
     nelka::XmlrpcClient::interruptRpc(signal);
 }
 
-// The kernel gives an alarm to the main thread, unless that holds it back.
+// The kernel gives an alarm to the main thread, unless that blocks it.
 class LateAlarm : public ClientTest, public ::testing::WithParamInterface<Case> {
 protected:
     const ClosedPort closed;
@@ -92,8 +92,8 @@ protected:
         slave.play({replyArray({xml::i4(0)})});
     }
 
-    // A call that is refused leaves its alarm behind, which comes anywhere between the beginning of the next one and
-    // its arming two lines later.
+    // A failed call leaves its alarm behind, which comes anywhere between the start of the next call and its arming two
+    // lines later.
     void provoke()
     {
         const std::chrono::milliseconds timeout = 1ms + 2 * GetParam().line;
@@ -158,13 +158,13 @@ INSTANTIATE_TEST_SUITE_P(Provoked, LateAlarm,
 
 // Deadlines --------------------------------------------------------------------------------------------------------
 
-// A line takes longer than a call may be late.
+// One line takes longer than a call may be late.
 class DeadlineBesideSlowLog : public ClientTest {
 protected:
     static constexpr auto timeout = 100ms;
     static constexpr auto line = 600ms;
 
-    // How long xmlrpc-c was at work.
+    // The time spent in xmlrpc-c.
     std::chrono::microseconds expire()
     {
         XmlrpcSpy spy;

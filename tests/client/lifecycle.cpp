@@ -1,4 +1,4 @@
-// The client from its construction to its release: init(), resetConn() and cleanup(), and what fails in them.
+// The client from construction to release: init(), resetConn(), cleanup() and their failures.
 #include <algorithm>
 #include <array>
 #include <memory>
@@ -17,7 +17,7 @@ namespace {
 
 using nelka::XmlrpcClient;
 
-// `client` is constructed, and no more.
+// `client` is only constructed.
 class Lifecycle : public ClientTest {
 protected:
     XmlrpcSpy spy;
@@ -65,7 +65,7 @@ TEST_F(Lifecycle, ConstructionInitialisesEnvironment)
     const auto construct = [&]() -> const xmlrpc_env& {
         return fresh.emplace("127.0.0.1", slave.port(), "eth1", "app", "1.0").environment();
     };
-    const xmlrpc_env& env = construct(); // to know where it will be
+    const xmlrpc_env& env = construct(); // to know its address
     fresh.reset();
     spy.failNext(SetupStep::environment, -77, "at construction", &env);
     EXPECT_EQ(construct().fault_code, -77);
@@ -220,7 +220,7 @@ class FailedInit : public Lifecycle, public ::testing::WithParamInterface<Failur
 protected:
     static constexpr int code = -509;
 
-    // Armed by the URL's line, since cleanup() may renew the environment too.
+    // Set by the URL's log line, because cleanup() may renew the environment too.
     void failNext()
     {
         static FailedInit* test;
@@ -375,7 +375,7 @@ TEST_F(Lifecycle, DestructionAfterCleanupReleasesNothingTwice)
     EXPECT_EQ(spy.globalSetups, 0);
 }
 
-// What a client can be told between construction and destruction, and what it then holds.
+// What a client may be told between construction and destruction, and what it then holds.
 struct Move {
     char letter;
     int (*make)(XmlrpcClient&, XmlrpcSpy&);

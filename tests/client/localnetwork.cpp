@@ -1,4 +1,4 @@
-// The addresses of this machine's "eth0", with the system calls answered by the test.
+// The addresses of "eth0", with the system calls simulated by the test.
 #include <cstdarg>
 #include <cstring>
 #include <string>
@@ -22,7 +22,7 @@ using support::LogLine;
 
 namespace {
 
-// What the system answers, and what it was asked, in order.
+// The simulated answers, and the system calls in order.
 struct {
     bool answering = false;
     int descriptor = 0;
@@ -46,7 +46,7 @@ std::string query(long descriptor, unsigned long request)
 
 } // namespace
 
-// The library's calls end here, because the program's symbols come before those of the C library.
+// These intercept the library's calls: the program's symbols precede those of the C library.
 #pragma GCC visibility push(default)
 extern "C" {
 

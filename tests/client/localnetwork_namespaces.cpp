@@ -1,4 +1,4 @@
-// The addresses of "eth0" in network namespaces that the test makes itself.
+// The addresses of "eth0" in network namespaces created by the test.
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -36,13 +36,13 @@ bool addInterface(const std::string& options)
            || run("ip link add name eth0 " + options + " type veth peer name eth9");
 }
 
-// A namespace of a process's own, where it may do as it likes: as root, or as root of a user namespace.
+// Gives the process a network namespace in which it is root.
 bool enterNamespace()
 {
     return unshare(CLONE_NEWNET) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0;
 }
 
-// What a child process finds in a new network namespace that `prepare` has set up.
+// What a child process finds in a new network namespace set up by `prepare`.
 class Namespace : public ::testing::Test {
 protected:
     Identity found;

@@ -1,4 +1,4 @@
-// What the look at a document lets through, and what it does not.
+// Which documents the screen accepts and refuses.
 #include "screen.h"
 
 #include <string>
@@ -41,7 +41,7 @@ std::string nestedValues(int elements)
 
 const std::string date = "<value><dateTime.iso8601>20000101T00:00:00</dateTime.iso8601></value>";
 
-// Long enough that a glance does not suffice.
+// Too long for the short cut.
 const std::string comment = "<!-- a remark -->";
 
 bool parserCanBeHad = true;
@@ -186,7 +186,7 @@ TEST(Screen, DoesNotCountExtensionNamespace)
     EXPECT_EQ(reason("<value>" + repeated("<ex:nil xmlns:ex='e'/>", 5000) + "</value>"), "");
 }
 
-// "" when xmlrpc-c reads the document.
+// "" if xmlrpc-c reads the document.
 std::string unreadable(const std::string& document)
 {
     xmlrpc_env env;

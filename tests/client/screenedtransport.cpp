@@ -1,5 +1,5 @@
-// The look at each reply is the client's alone: xmlrpc-c's table of functions is borrowed while it is created, and no
-// longer.
+// Only replies to the library's clients are screened: xmlrpc-c's table of functions is borrowed only while a client is
+// created.
 #include <cmath>
 #include <cstring>
 
@@ -28,7 +28,7 @@ protected:
     }
 };
 
-// A client of another part of the process.
+// A client created by another part of the process.
 class ForeignClient {
 public:
     ForeignClient()
@@ -72,7 +72,7 @@ private:
     xmlrpc_client* client = nullptr;
 };
 
-// Fails too where a client no longer keeps a copy of the table.
+// Also fails if clients no longer copy the table.
 TEST_F(ScreenedReply, IsFaultOfTwoLinesAndLeavesOutputs)
 {
     slave.play({infinite});

@@ -1,4 +1,4 @@
-// Signals that land before, in and beside a call, and what the application does with them.
+// Signals before, during and beside a call, and what the application does with them.
 #include <algorithm>
 #include <atomic>
 #include <csignal>
@@ -29,8 +29,7 @@ void (*duringSetitimer)();
 
 } // namespace
 
-// What the library waits with, and its timers, pass here, because the program's symbols come before those of the C
-// library.
+// These intercept the library's waits and timers: the program's symbols precede those of the C library.
 extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* time, timespec* left)
 {
     static const auto real = next<decltype(nanosleep)>("nanosleep");
@@ -95,7 +94,7 @@ protected:
 
     void replyWell() { slave.play({replyArray({xml::i4(0)})}); }
 
-    // A call that fails at once and leaves its timer armed.
+    // A call that fails immediately and leaves its timer armed.
     void fail(int timeout)
     {
         slave.play({serverError()});
@@ -103,7 +102,7 @@ protected:
         ASSERT_EQ(client.getFault(), -504);
     }
 
-    // Takes a call that nobody answers to its end, which is to come at once.
+    // Makes a call that nobody answers, which must end immediately.
     void expectCutAtOnce()
     {
         slave.play({silence()});
@@ -316,7 +315,7 @@ TEST_F(Signals, FirstCallOfForkedChildDoesNotWait)
 
 // Alarms from elsewhere --------------------------------------------------------------------------------------------
 
-// Ten times: leaves an alarm behind whose line another thread is still writing when the next call begins.
+// Ten times: leaves an alarm behind that another thread is still logging when the next call begins.
 class MisleadingAlarm : public Signals {
 protected:
     void expectNoLateAlarmToCut(const std::function<void()>& leaveAlarm)
@@ -551,7 +550,7 @@ TEST_F(SlowLine, OfAnotherThreadIsNotWaitedForWithoutEnd)
 
 // Threads that are inside syslog() themselves -----------------------------------------------------------------------
 
-// The lock of syslog() is not recursive: a thread that is inside and logs in a signal handler would wait for ever.
+// syslog()'s lock is not recursive: a thread inside it that logs in a signal handler would deadlock.
 class ApplicationsLog : public Signals {
 protected:
     static inline thread_local int depth;
@@ -578,7 +577,7 @@ protected:
 
 class AnsweredCall : public ApplicationsLog {
 protected:
-    // Makes calls whose alarm comes about when the answer does, while this thread, which takes the alarms, logs.
+    // Makes calls whose alarm and answer come at about the same time, while this thread, which takes the alarms, logs.
     void expectPeace(int number)
     {
         constexpr auto timeout = 20ms;

@@ -1,4 +1,4 @@
-// What one call asks of the kernel, beside what xmlrpc-c alone asks for it.
+// The system calls of one call beyond those of xmlrpc-c.
 #include <algorithm>
 #include <csignal>
 #include <iostream>
@@ -25,10 +25,10 @@ namespace {
 
 using Numbers = std::vector<long>;
 
-// Nobody else calls these.
+// System calls that mark the beginning and the end.
 constexpr long opening = SYS_getppid, closing = SYS_getpgid;
 
-/// Runs `body` in a process of its own and returns, sorted, the system calls between its opening and its closing one.
+/// Runs `body` in a child process and returns, sorted, its system calls between the two marks.
 Numbers trace(const std::function<void()>& body)
 {
     const Child child([&body] {
@@ -82,7 +82,7 @@ Numbers ofXmlrpcAlone(unsigned short port)
         xmlrpc_client_setup_global_const(&env);
         xmlrpc_client* client = nullptr;
         xmlrpc_curl_xportparms transport = {};
-        transport.timeout = 17000; // without which libcurl takes SIGPIPE over for each call
+        transport.timeout = 17000; // otherwise libcurl changes SIGPIPE for each call
         xmlrpc_clientparms parameters = {};
         parameters.transport = "curl";
         parameters.transportparmsP = &transport;

@@ -1,4 +1,4 @@
-// Signals and late alarms in a process of several threads.
+// Signals and late alarms in a process with several threads.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -28,7 +28,7 @@ void (*duringNap)();
 
 } // namespace
 
-// The library's naps begin here, because the program's symbols come before those of the C library.
+// Intercepts the library's sleeps: the program's symbols precede those of the C library.
 extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* time, timespec* left)
 {
     static const auto real = next<decltype(nanosleep)>("nanosleep");
@@ -55,7 +55,7 @@ void sendTo(pid_t thread, int signal)
     syscall(SYS_tgkill, getpid(), thread, signal);
 }
 
-// Calls are made in a worker thread, beside this one, which takes signals.
+// A worker thread makes calls while this one takes signals.
 class Threads : public ClientTest {
 protected:
     struct Outcome {
@@ -279,7 +279,7 @@ class LateAlarm : public Threads, public ::testing::WithParamInterface<std::set<
 
 INSTANTIATE_TEST_SUITE_P(Masks, LateAlarm, ::testing::Values(std::set<int>{}, std::set<int>{SIGALRM, SIGINT}));
 
-// A call that fails at once leaves its alarm of a millisecond behind, and the next one begins just about then.
+// A call that fails immediately leaves its alarm of a millisecond behind, and the next call begins at about that time.
 TEST_P(LateAlarm, OfEarlierCallNeverCutsNextCallBesideBusyThreads)
 {
     constexpr int tries = 1000;
@@ -307,7 +307,7 @@ TEST_P(LateAlarm, OfEarlierCallNeverCutsNextCallBesideBusyThreads)
 
 TEST_F(Threads, FirstCallOfProcessWaitsForNoAlarm)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process that has made no call
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // in a process without calls
     EXPECT_EXIT(
         {
             slave.play({replyArray({xml::i4(0)})});
@@ -372,7 +372,7 @@ TEST_F(Threads, CallWaitsForAlarmHandledByOtherThread)
     });
     await(stalled);
 
-    // It is let go on while the call waits for it, or else in the midst of the call.
+    // It goes on while the call waits for it, or else during the call.
     duringNap = [] {
         released = true;
         await(handled);

@@ -1,5 +1,4 @@
-// Time-outs and interruption: the timer, the handlers of its signals, calls that are cut short, what is left of a
-// timer.
+// Time-outs and interruption: the timer, the signal handlers, interrupted calls, leftover timers.
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -25,7 +24,7 @@ std::vector<itimerval> timersSet;
 
 } // namespace
 
-// The library's timers pass here, because the program's symbols come before those of the C library.
+// Intercepts the library's timers: the program's symbols precede those of the C library.
 extern "C" __attribute__((visibility("default"))) int setitimer(__itimer_which_t which, const itimerval* value,
                                                                 itimerval* former) noexcept
 {
@@ -56,7 +55,7 @@ protected:
 
     void replyWell() { slave.play({replyArray({xml::i4(0)})}); }
 
-    // A transport fault, which leaves the timer running.
+    // Has a transport fault, which leaves the timer running.
     void fail(int timeout)
     {
         slave.play({serverError()});
@@ -154,7 +153,7 @@ TEST_F(Timeouts, TimeoutWithZeroLowBitsArmsNoAlarm)
 
 TEST_F(Timeouts, SignalsGoToHandlerWithEmptyMaskAndNoFlags)
 {
-    // What the C library itself adds for the kernel.
+    // The C library adds this for the kernel.
     constexpr int restorer = 0x04000000;
     for (const int signal : {SIGINT, SIGALRM}) {
         const struct sigaction action = disposition(signal);
@@ -232,7 +231,7 @@ TEST_F(Timeouts, HandlersInterruptBlockingSystemCallForGood)
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     std::atomic<bool> returned = false;
-    // Again and again, because the first may come before the wait; a wait that goes on ends with the pipe.
+    // Repeatedly, because the first may come before the wait; a wait that goes on ends with the pipe.
     std::future<void> alarms = apart([&] {
         for (int tries = 0; tries < 1000 && !returned; ++tries) {
             kill(getpid(), SIGALRM);
@@ -263,7 +262,7 @@ TEST_F(Timeouts, SilentSlaveIsLeftAfterTwoSeconds)
               (Lines{debug("updateNTP"), armed(2000), signalLine("SIGALRM"), timeoutLine("updateNTP")}));
 }
 
-// How a slave keeps a caller waiting. Each takes a call of 200 ms to its end.
+// How a slave keeps a caller waiting. Each makes a call of 200 ms expire.
 struct Stall {
     const char* name;
     Step step;
@@ -400,8 +399,7 @@ TEST_F(Timeouts, TimerOfFailedCallDoesNotCutLongerCall)
     EXPECT_EQ(log.lines().back(), disarmed());
 }
 
-// The timer is set in microseconds, finer than a call's, so that the alarm lands anywhere before the next call's
-// arming.
+// The timer is set in microseconds, so that the alarm lands anywhere before the next call's arming.
 TEST_F(Timeouts, LateAlarmNeverCutsNextCall)
 {
     replyWell();
@@ -422,7 +420,7 @@ TEST_F(Timeouts, LateAlarmNeverCutsNextCall)
 
 // Alarms and log calls ---------------------------------------------------------------------------------------------
 
-// Raises both signals inside one log call, and sees whether a handler logs before that call has ended.
+// Raises both signals inside one log call, and checks that no handler logs before that call has ended.
 class Intruder {
 public:
     explicit Intruder(int call)

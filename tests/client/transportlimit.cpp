@@ -1,4 +1,4 @@
-// The transport's own time limit, where no alarm comes first.
+// The transport's time limit, if no alarm comes first.
 #include "support/fixture.h"
 #include "support/signals.h"
 

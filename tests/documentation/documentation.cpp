@@ -1,4 +1,4 @@
-// The page of operations says what the operations are held against.
+// Compares docs/operations.md with the records of the operations.
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
@@ -15,7 +15,7 @@ namespace {
 
 struct Row {
     std::string family, operation, remote, arguments, reply, error, debugLine;
-    int argumentsNamed; ///< those that "asks the slave" lists
+    int argumentsNamed; ///< the number of arguments under "asks the slave"
     std::vector<std::string> oddities;
 
     bool operator==(const Row&) const = default;
@@ -46,7 +46,7 @@ std::string code(const std::string& text)
     return "`" + text + "`";
 }
 
-// With its line break as the page writes it.
+// With the line break as the page writes it.
 std::string visible(const std::string& debugLine)
 {
     return debugLine.ends_with('\n') ? debugLine.substr(0, debugLine.size() - 1) + "\\n" : debugLine;
@@ -60,7 +60,7 @@ int argumentsNamed(const std::string& asks)
                : 1 + static_cast<int>(std::count(asks.begin() + static_cast<std::ptrdiff_t>(colon), asks.end(), ','));
 }
 
-// What a record knows to be odd, and the words of the page for it.
+// A quirk in the records, and the page's words for it.
 struct Oddity {
     const char* words;
     bool (*holds)(const support::Operation&);

@@ -1,4 +1,4 @@
-// Programs that the documentation shows, as a reader would run them.
+// Runs the programs shown in the documentation as a reader would.
 #pragma once
 
 #include <memory>
@@ -11,8 +11,8 @@
 
 namespace support {
 
-/// Starts `program` with a free port as its argument and waits until it says that it listens. A port may be taken
-/// between the choice and the start, so more than one is tried.
+/// Starts `program` with a free port as its argument and waits until it reports that it listens. Tries several ports,
+/// because one may be taken before the start.
 inline std::unique_ptr<Program> listening(const std::string& program, unsigned short& port)
 {
     for (int tries = 0; tries < 10; ++tries) {

@@ -1,4 +1,4 @@
-// The programs that users start from do what they say, against the simulated slave.
+// The examples, run against the simulated slave.
 #include <csignal>
 #include <ctime>
 #include <memory>
@@ -26,7 +26,7 @@ Words on(unsigned short port, const Words& more)
     return words;
 }
 
-// An example that calls a slave, which misbehaves as told.
+// An example that calls a misbehaving slave.
 class Example : public ::testing::Test {
 protected:
     Finished runAgainst(const std::string& behaviour, const char* program, const Words& more)
@@ -163,7 +163,7 @@ TEST_F(Control, RenewsBrokenConnection)
 {
     const Finished rounds =
         runAgainst(R"({"GetAlarmasEstadoControlador": {"fault": [-77, "no alarms"]}})", CONTROL, {"2"});
-    const std::string reason = "RPC failed at server.  no alarms"; // the beginning is xmlrpc-c's
+    const std::string reason = "RPC failed at server.  no alarms"; // xmlrpc-c adds the prefix
     EXPECT_EQ(rounds.out, "round 1: broken: " + reason + "\nround 2: broken: " + reason + "\n");
     EXPECT_EQ(rounds.status, 0);
 }
@@ -222,7 +222,7 @@ TEST(ReplayTest, FailsMasterThatBehavesDifferently)
 
 class Slave : public ::testing::Test {
 protected:
-    // A signal that lands just before the slave waits is noticed after the next connection, so one is made.
+    // A signal that lands just before the slave waits is noticed only after the next connection, so this makes one.
     Finished end(int signal = SIGTERM)
     {
         slave->signal(signal);

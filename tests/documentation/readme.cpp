@@ -1,4 +1,4 @@
-// The programs that the documentation shows do what it says.
+// The programs shown in the documentation.
 #include <memory>
 #include <string>
 #include <vector>

@@ -1,4 +1,4 @@
-// What years of calls would show: many expiries in every phase, replies on the edge of the deadline, and no drift.
+// Simulates years of calls: many expiries in every phase, replies close to the deadline, and no drift.
 #include <array>
 #include <cstdlib>
 #include <fstream>
@@ -41,7 +41,7 @@ void noteTime()
     ++linesSeen;
 }
 
-// From the line that tells of the alarm, which is written just before it is set.
+// Measured from the alarm's log line, which is written just before the alarm is set.
 template <typename Call>
 std::chrono::microseconds timeSinceAlarm(Call call)
 {
@@ -110,7 +110,7 @@ TEST_F(Expiries, WhileReadingTheBody)
 
 // The edge of the deadline -------------------------------------------------------------------------------------------
 
-/// Answers "ActualizaRefrescoWeb" with the value that was asked, after a random time about a deadline.
+/// Answers "ActualizaRefrescoWeb" with its argument, at a random time near the deadline.
 class Responder {
 public:
     Responder(std::chrono::microseconds earliest, std::chrono::microseconds latest)
@@ -174,7 +174,7 @@ protected:
             const Stopwatch watch;
             client.setRefrescoWeb(asked, status, timeout);
             ASSERT_LT(watch.elapsed(), 5s);
-            // An answer is the answer to this call, and none is half an answer.
+            // An answer belongs to this call, and no answer is incomplete.
             if (client.getFault() == 0) {
                 ++inTime;
                 ASSERT_EQ(status, asked);
@@ -220,7 +220,7 @@ long callsToMake()
 TEST(Drift, IsAbsentOverManyCallsWithFaults)
 {
     constexpr int perScript = 100;
-    // Per hundred calls one fault, of changing kind.
+    // One fault per hundred calls, of varying kind.
     const std::vector<Operation> calls = operationsOnTheWire();
     const std::vector<Step> faults{
         resetAfterRequest(), ok("no"), replyFault(-7, "no"), serverError(), thenClose(silence()),
@@ -250,9 +250,9 @@ TEST(Drift, IsAbsentOverManyCallsWithFaults)
                 ++failed;
             }
             failed += client.getFault() != 0 ? 1 : 0;
-            spy.releaseKeptResult(); // what is kept on purpose is no drift
+            spy.releaseKeptResult(); // intended leaks are no drift
         }
-        // Once everything has been warmed up.
+        // After the warm-up.
         if (round == rounds / 10) {
             descriptors = openDescriptors();
             resident = residentKilobytes();
@@ -260,7 +260,7 @@ TEST(Drift, IsAbsentOverManyCallsWithFaults)
     }
     const long grown = residentKilobytes() - resident;
     std::cout << rounds * perScript << " calls, " << failed << " of them failed; grown by " << grown << " kB\n";
-    // A connection that dies before the first byte is tried again by the transport, once it has been used.
+    // The transport repeats a request when a reused connection dies before the first byte.
     EXPECT_GE(failed, rounds / 2);
     EXPECT_EQ(openDescriptors(), descriptors);
     EXPECT_LT(grown, 512);

@@ -1,7 +1,7 @@
-// What is left on the heap: by each operation after every kind of end nothing, but for the replies that two of them
-// keep on purpose, and for what xmlrpc-c loses of an argument list that is no array; by a table and a server nothing.
+// Operations, tables and servers leave nothing on the heap, however they end, except for the replies that two
+// operations leak intentionally, and for what xmlrpc-c leaks of an argument list that is not an array.
 //
-// The heap is measured where it can be. Valgrind and LeakSanitizer, which take its place, watch the same calls.
+// The heap is measured where possible. Valgrind and LeakSanitizer, which replace it, watch the same calls.
 #include <atomic>
 #include <functional>
 
@@ -16,7 +16,7 @@ using namespace support;
 
 // The heap -----------------------------------------------------------------------------------------------------------
 //
-// Its bytes where a sanitizer counts them, else its blocks.
+// Counted in bytes by a sanitizer, otherwise in blocks.
 
 #ifdef SANITIZED
 
@@ -50,7 +50,7 @@ std::size_t heapInUse()
 
 } // namespace
 
-// The process's allocations end here, because the program's symbols come before those of the C library.
+// These intercept the process's allocations: the program's symbols precede those of the C library.
 #pragma GCC visibility push(default)
 extern "C" {
 
@@ -96,7 +96,7 @@ bool heapIsMeasured()
 constexpr int warmUp = 5;
 constexpr int runs = 10;
 
-// By how much the heap grows over the runs that follow the first ones.
+// The growth of the heap over the runs after the first ones.
 long growth(const std::function<void()>& action)
 {
     for (int i = 0; i < warmUp; ++i)
@@ -143,7 +143,7 @@ class Leaks : public ClientTest {
 protected:
     XmlrpcSpy spy;
 
-    /// Whether the operation keeps the reply of this call, by what is said of it.
+    /// Whether the operation leaks the reply of this call, by its record.
     bool call(const Operation& operation, int timeout)
     {
         const MutedOutput muted;
@@ -162,7 +162,7 @@ protected:
 
     std::vector<xmlrpc_value*> keptReplies;
 
-    /// By how much it grows over calls that keep their replies.
+    /// The growth over calls that leak their replies.
     long growthByCalls(const Operation& operation)
     {
         keptReplies.reserve(warmUp + runs);

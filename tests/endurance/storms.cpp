@@ -32,7 +32,7 @@ std::atomic<long> delivered;
 
 void countOthers(const siginfo_t& signal)
 {
-    delivered += signal.si_code == SI_KERNEL || signal.si_pid != getpid(); // those of this process wake a thread
+    delivered += signal.si_code == SI_KERNEL || signal.si_pid != getpid(); // ours only wake a thread
 }
 
 void countAndInterrupt(int signal, siginfo_t* info, void*)
@@ -43,8 +43,8 @@ void countAndInterrupt(int signal, siginfo_t* info, void*)
 
 } // namespace
 
-// The library's handler is set up, and the signals that it waits for pass, here, because the program's symbols come
-// before those of the C library.
+// These intercept the library's sigaction() and its waits for signals: the program's symbols precede those of the C
+// library.
 extern "C" __attribute__((visibility("default"))) int sigaction(int signal, const struct sigaction* action,
                                                                 struct sigaction* former) noexcept
 {
@@ -81,7 +81,7 @@ std::ostream& operator<<(std::ostream& out, Reader reader)
 
 constexpr auto stall = 20ms;
 
-// What a storm blows over counts what it gets done.
+// Counts the work done during a storm.
 class Storm : public ::testing::TestWithParam<Reader> {
 protected:
     ScriptedSlave slave{{replyArray({xml::i4(0)})}};
@@ -104,7 +104,7 @@ protected:
         return std::chrono::seconds(asked ? std::atol(asked) : 5);
     }
 
-    // Both signals in turns, 2,500 a second, from another process. Those of one moment melt into one.
+    // Another process sends both signals in turn, 2,500 a second. Simultaneous ones merge.
     static Child blow(pid_t target)
     {
         return Child([target] {
@@ -117,7 +117,7 @@ protected:
         });
     }
 
-    // Blows while `work` is done again and again, and sees that each signal has its line.
+    // Storms while `work` is repeated, and checks that each signal is logged.
     void weather(const std::function<void()>& work)
     {
         std::atomic<bool> done{false};
@@ -227,7 +227,7 @@ TEST_P(Storm, LeavesTimerWorking)
 
 // The server ---------------------------------------------------------------------------------------------------------
 
-// A handler that does what hangs between calls.
+// A handler that logs, which can deadlock between calls.
 xmlrpc_value* add(xmlrpc_env* env, xmlrpc_value*, void*, void*)
 {
     const time_t now = std::time(nullptr);
@@ -253,7 +253,7 @@ protected:
         EXPECT_TRUE(server.listening());
     }
 
-    // One address has too few ports for all the requests of a minute.
+    // One address has too few ports for the requests of a minute.
     static int connectionFrom(long number, unsigned short port)
     {
         const int connection = checked(socket(AF_INET, SOCK_STREAM, 0), "socket");
@@ -265,7 +265,7 @@ protected:
         return connection;
     }
 
-    // Asks until the tally is over, one request after the other.
+    // Sends one request after another until the tally ends.
     static void ask(unsigned short port, Tally& tally)
     {
         const std::string body = "<methodCall><methodName>sample.add</methodName><params/></methodCall>";
@@ -306,7 +306,7 @@ TEST_P(StormOverServer, LeavesNoRequestUnanswered)
     Tally& tally = *new (shared) Tally{};
     Child asker([&tally, port] { ask(port, tally); });
     weather([this] { server.Run(); });
-    // The last request is served.
+    // Serves the last request.
     tally.over = true;
     std::atomic<bool> asked = false;
     std::future<void> end = apart([&] {

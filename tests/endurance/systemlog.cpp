@@ -1,4 +1,4 @@
-// With the C library's own syslog(): a log that stalls.
+// The real syslog() with a log that stalls.
 #include <algorithm>
 #include <atomic>
 #include <functional>
@@ -40,7 +40,7 @@ protected:
                              [&](const std::string& line) { return line.find(text) != std::string::npos; });
     }
 
-    // A call that times out while the log stalls for two seconds from the moment `begin` returns.
+    // Makes a call that times out while the log stalls for two seconds after `begin` returns.
     void expectNoHang(const std::function<void()>& begin)
     {
         std::atomic<bool> done{false};

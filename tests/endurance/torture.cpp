@@ -1,8 +1,8 @@
-// Fails every allocation of a call in turn, ours and the dependencies': the call may fail, and must not crash, hang,
-// lose memory of ours, keep a reply or leave the signal mask changed; the next call works.
+// Fails every allocation of a call in turn, ours and the dependencies': the call may fail, but must not crash, hang,
+// leak our memory, keep a reply or change the signal mask, and the next call must work.
 //
-// Each call is tried in a separate process, because xmlrpc-c and libcurl do not survive every one of theirs: what
-// they do is named and counted, and left out.
+// Each call runs in a separate process, because xmlrpc-c and libcurl crash on some of their failures: these crashes are
+// listed and counted, not reported.
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -50,7 +50,7 @@ struct {
     std::size_t used = 0;
 } allocator;
 
-// Whether this allocation is to fail.
+// Whether this allocation must fail.
 bool fails()
 {
     if (!allocator.watching || allocator.busy || --allocator.countdown != 0)
@@ -122,7 +122,7 @@ namespace {
 
 // Whose code it is ----------------------------------------------------------------------------------------------------
 
-// Which function a frame is in, as "library: function"; empty for the C and C++ libraries' and the test's own.
+// The function of a frame, as "library: function"; empty for the C and C++ libraries and the test.
 std::string_view nameOf(void* frame, char* text, std::size_t size)
 {
     Dl_info info;
@@ -139,7 +139,7 @@ std::string_view nameOf(void* frame, char* text, std::size_t size)
     return text;
 }
 
-// Where an allocation was made or a crash happened: the innermost function that counts.
+// Where an allocation or a crash happened: the innermost function that counts.
 std::string_view placeOf(void* const* frames, int depth, char* text, std::size_t size)
 {
     std::string_view place;
@@ -157,13 +157,13 @@ bool isOurs(std::string_view place)
 
 constexpr std::size_t placeSize = 128;
 
-/// What the process tells, even when it crashes.
+/// The process's report, readable even after a crash.
 struct Report {
     long failing = 0; ///< the allocation that is failing now
     bool finished = false;
     char crash[placeSize] = "";
     char complaint[512] = "";
-    long lost = 0; ///< blocks of the dependencies', some of them kept for later
+    long lost = 0; ///< blocks of the dependencies, some kept for later
     char lostAt[placeSize] = "";
 };
 
@@ -226,7 +226,7 @@ void accountForLostBlocks()
     }
 }
 
-/// Runs a call's attempts in a process of their own, which begins again behind the allocation that crashed a
+/// Runs the attempts of a call in a child process, and continues in another after an allocation that crashed a
 /// dependency.
 class Torture : public ClientTest {
 protected:
@@ -247,7 +247,7 @@ protected:
                 body(first);
                 report->finished = true;
             });
-            // A hang ends as a crash that has no place.
+            // A hang ends as a crash without a place.
             const int status = child.end(std::chrono::seconds(60));
             if (!report->finished) {
                 const std::string place = report->crash;

@@ -1,5 +1,5 @@
-// Whatever document a peer sends: what the screen lets through, xmlrpc-c's parser survives, and so does its writer;
-// what the screen refuses is no XML, or has what it is refused for. Its glance agrees with its careful look.
+// For any document of a peer: if the screen accepts it, xmlrpc-c's parser and writer survive it; if the screen refuses
+// it, the reason is true. The quick scan agrees with expat.
 #include "../../src/screen.cpp"
 
 #include <cstdlib>
@@ -19,7 +19,7 @@ void require(bool truth)
         std::abort();
 }
 
-// A server's handler may send back what it was sent.
+// A handler of a server may return what it received.
 void writeAndRelease(xmlrpc_value* value)
 {
     const Environment writing;
@@ -70,7 +70,7 @@ bool isOfTheParser(std::string_view reason)
 bool isRefusedRightly(std::string_view document, std::string_view reason)
 {
     using nelka::contains;
-    // In plain ASCII both readers find the same mistakes; otherwise the older one may see what is not there.
+    // In plain ASCII both readers find the same errors; otherwise the older one may see markup that is not there.
     if (isOfTheParser(reason))
         return !nelka::isAsciiWithoutZero(document) || contains(document, "<!DOCTYPE")
                || (!isReadAsReply(document) && !isReadAsCall(document));
@@ -84,7 +84,7 @@ bool isRefusedRightly(std::string_view document, std::string_view reason)
         return !nelka::isAsciiWithoutZero(document);
     if (contains(reason, "long"))
         return document.size() > nelka::foreignNameLimit;
-    // The other limits: no such number fits into less.
+    // The other limits need documents of at least this size.
     return document.size() > 3 * nelka::openElementsLimit;
 }
 
@@ -101,7 +101,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     isReadAsReply(document);
     isReadAsCall(document);
     if (document.size() <= xmlrpc_limit_get(XMLRPC_XML_SIZE_LIMIT_ID) && nelka::isPlainlyHarmless(document)) {
-        // A long name does no harm in a short document.
+        // A long name in a short document is harmless.
         const char* const carefully = nelka::reasonOfParser(document);
         require(!carefully || isOfTheParser(carefully) || nelka::contains(carefully, "long"));
     }

@@ -1,4 +1,4 @@
-// Whatever a slave replies to any operation: the first byte picks the operation, the rest is the reply's XML.
+// Any reply to any operation: the first byte selects the operation, the rest is the reply's XML.
 #include <cstdlib>
 #include <stdexcept>
 #include <string_view>
@@ -18,7 +18,7 @@ xmlrpc_value* handedOver = nullptr;
 
 } // namespace
 
-// The transport's place: what the client gets is what the screen lets through and the parser makes of it.
+// Replaces the transport: the client gets the reply that passes the screen and the parser.
 #pragma GCC visibility push(default)
 extern "C" void xmlrpc_client_call2f(xmlrpc_env* env, xmlrpc_client*, const char*, const char*, xmlrpc_value** result,
                                      const char*, ...)
@@ -66,11 +66,11 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
             std::abort();
     }
     const xmlrpc_env& env = client.environment();
-    // What filling a table records is no fault of the call.
+    // A table that cannot be filled in is no fault of the call.
     if (env.fault_occurred && !thrown && operation.name != "getTable" && client.getFault() != env.fault_code)
         std::abort();
 
-    // The replies that are not released, and no others: one too many is a use after free, one too few a leak.
+    // Releases exactly the leaked replies: one too many is a use after free, one too few a leak.
     const bool refused = !env.fault_occurred && client.getFault() != 0;
     if ((operation.kept == support::Kept::whenThrowing && thrown)
         || (operation.kept == support::Kept::whenRefused && refused))

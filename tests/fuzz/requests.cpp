@@ -1,5 +1,5 @@
-// Whatever a client sends to a server, over a real connection: one request is served and the next is answered.
-// Input that begins with "POST" goes out as it is, any other as the body of a request.
+// Any bytes from a client to a server, over a real connection: one request is served and the next is answered. Input
+// that begins with "POST" is sent as it is, any other as the body of a request.
 #include <cstdlib>
 #include <string>
 

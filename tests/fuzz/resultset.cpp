@@ -1,4 +1,4 @@
-// Whatever value a slave sends as a table: fill() takes it whole, or records a fault and leaves the set as it was.
+// Any value sent as a table: fill() accepts it whole, or records a fault and leaves the set untouched.
 #include <cstdlib>
 
 #include <nelkadb/resultset.h>

@@ -1,5 +1,5 @@
-// Whatever a slave replies, the master lives on: it neither crashes nor hangs nor calls for longer than it may, and its
-// memory stays within bounds.
+// Whatever a slave replies, the master survives: it neither crashes nor hangs nor exceeds its time-out, and its memory
+// stays bounded.
 #include <algorithm>
 #include <csignal>
 #include <functional>
@@ -33,12 +33,12 @@ namespace {
 constexpr std::size_t smallStack = 128 * 1024;
 constexpr int ample = 20'000; // milliseconds
 
-/// What a process has to tell of the call that it survived.
+/// The report of a process that survived the call.
 struct Report {
     int fault;
     std::chrono::microseconds time;
     std::chrono::microseconds processor;
-    long grown; ///< the peak of its memory, in kB, since an ordinary call
+    long grown; ///< growth of its peak memory, in kB, since an ordinary call
     bool worksOn;
 };
 
@@ -49,18 +49,18 @@ long peakOfMemory()
     return usage.ru_maxrss;
 }
 
-/// Asks for a table.
+/// Calls getTable().
 int faultOfCall(nelka::XmlrpcClient& client, int timeout)
 {
     nelkadb::ResultSet table;
     try {
         client.getTable("SELECT", table, timeout);
-    } catch (const std::logic_error&) { // a reply that lacks a text
+    } catch (const std::logic_error&) { // a text is missing
     }
     return client.getFault();
 }
 
-// Three calls; the slave answers the second as it does. A machine that is late is no harm to the others.
+// Makes three calls; the second gets the hostile reply, the others have ample time.
 Report callThrice(unsigned short port, int timeout)
 {
     nelka::XmlrpcClient client("127.0.0.1", port, "eth1", "app", "1.0");
@@ -78,7 +78,7 @@ Report callThrice(unsigned short port, int timeout)
     return report;
 }
 
-/// Runs it in a thread of a stack of that size.
+/// Runs it in a thread with that stack size.
 void inThread(std::size_t stack, const std::function<void()>& body)
 {
     pthread_attr_t attributes;
@@ -98,7 +98,7 @@ void inThread(std::size_t stack, const std::function<void()>& body)
 class Client : public ::testing::Test {
 protected:
     ScriptedSlave slave;
-    std::optional<std::size_t> stack; ///< of the thread that calls, unless it is the first
+    std::optional<std::size_t> stack; ///< of the calling thread, unless it is the main thread
     int timeout = 3000;
 
     void TearDown() override
@@ -106,7 +106,7 @@ protected:
         std::cout << "at most " << mostProcessor.count() / 1000 << " ms and " << mostGrown / 1024 << " MB\n";
     }
 
-    // In words; empty if it does none.
+    // The harm in words; empty if there is none.
     std::string harmOf(const Step& reply, Due due)
     {
         const Step ordinary = replyArray({xml::i4(0), xml::array({xml::array({xml::text("a")})})});
@@ -114,7 +114,7 @@ protected:
         int ends[2];
         checked(pipe(ends), "pipe");
         Child child([&] {
-            mallopt(M_PERTURB, 0xA5); // what was never set is no harmless zero
+            mallopt(M_PERTURB, 0xA5); // makes uninitialised memory non-zero
             const auto call = [&] {
                 const Report report = callThrice(slave.port(), timeout);
                 checked(static_cast<int>(write(ends[1], &report, sizeof report)), "write");
@@ -155,7 +155,7 @@ protected:
     void expectNoHarm(const hostile::Place& place)
     {
         if (hostile::slow() && GetParam() == hostile::abundance)
-            timeout = ample; // a parser cannot be interrupted
+            timeout = ample; // parsing cannot be interrupted
         for (const hostile::Document& document : hostile::documentsOf(GetParam()))
             EXPECT_EQ(harmOf(ok(document.at(place)), document.due), "") << document.name << ", in " << place.name;
     }
@@ -168,7 +168,7 @@ std::string nameOf(const ::testing::TestParamInfo<std::string>& group)
 
 #ifndef SWEEP
 
-// Asked when the tests are registered: the documents are built from constants of another file.
+// Functions, because the documents are built from constants of another file, perhaps not initialised yet.
 const auto groups = hostile::groups;
 
 TEST_P(HostileReplies, DoNoHarm)
@@ -184,7 +184,7 @@ TEST_P(HostileReplies, DoNoHarmOnSmallStack)
 
 TEST_F(Client, SurvivesBrokenReplies)
 {
-    timeout = 500; // some are waited for in vain
+    timeout = 500; // some replies never come
     for (const hostile::Message& message : hostile::brokenReplies()) {
         Step step;
         step.bytes = message.bytes;
@@ -195,7 +195,7 @@ TEST_F(Client, SurvivesBrokenReplies)
 
 #else
 
-// Asked when the tests are registered: the documents are built from constants of another file.
+// Functions, because the documents are built from constants of another file, perhaps not initialised yet.
 const auto groups = hostile::groupsWithoutAbundance;
 
 TEST_P(HostileReplies, DoNoHarmInAnyPlace)

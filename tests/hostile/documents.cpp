@@ -13,16 +13,16 @@ namespace hostile {
 
 namespace {
 
-// Both ends read a document of up to 1 MiB.
+// Client and server read documents of up to 1 MiB.
 constexpr std::size_t room = 1'000'000;
 
-/// As often as there is room for.
+/// Repeats it as often as it fits.
 std::string full(std::string_view unit, std::size_t size = room)
 {
     return many(size / unit.size(), unit);
 }
 
-/// What `unit` writes for 0, 1, 2 and so on, as long as there is room.
+/// The texts of `unit` for 0, 1, 2 and so on, as long as they fit.
 template <typename Unit>
 std::string counted(Unit unit, std::size_t size = room)
 {
@@ -32,7 +32,7 @@ std::string counted(Unit unit, std::size_t size = room)
     return all;
 }
 
-/// What ends the process of a reader that knows no better.
+/// What crashes an unprotected reader.
 const std::string bad = "<i8>x</i8>";
 
 std::string element(const std::string& name, std::string_view content, const std::string& attributes = "")
@@ -60,8 +60,8 @@ std::string member(std::string_view name, std::string_view content)
     return element("member", element("name", name) + value(content));
 }
 
-/// Names of the same length with the same hash, whatever it starts with: a name's hash is 33 times that of all but its
-/// last character, plus that character, so that "az", "bY" and "c8" stand for each other anywhere.
+/// Names of equal length that collide for any initial hash: a name's hash is 33 times that of all but its last
+/// character, plus that character, so "az", "bY" and "c8" are interchangeable anywhere.
 std::string colliding(std::size_t number)
 {
     std::string name;
@@ -76,7 +76,7 @@ std::string documentType(const std::string& root, std::string_view declarations)
     return "<!DOCTYPE " + root + " [" + std::string(declarations) + "]>\n";
 }
 
-/// An entity whose text is ten times the former's, up to that depth: &e0; &e1; and so on.
+/// Entities whose text is ten times that of the former, up to that depth: &e0; &e1; and so on.
 std::string tenfold(int depth)
 {
     std::string declarations = "<!ENTITY e0 '0123456789'>";
@@ -101,7 +101,7 @@ public:
         all.push_back({currentGroup, std::move(name), currentDue, std::move(at)});
     }
 
-    /// A document that is harmful by one value, or several; a long one is written when it is wanted.
+    /// Adds a document with harmful values; long ones are written on demand.
     void holding(std::string name, std::string values)
     {
         add(std::move(name), [values = std::move(values)](const Place& place) { return place.around(values); });
@@ -112,13 +112,13 @@ public:
         add(std::move(name), [values](const Place& place) { return place.around(values()); });
     }
 
-    /// One that is the same in every place.
+    /// Adds a document that is the same in every place.
     void whole(std::string name, std::string bytes)
     {
         add(std::move(name), [bytes = std::move(bytes)](const Place&) { return bytes; });
     }
 
-    /// One with a document type and a value that makes use of it.
+    /// Adds a document with a document type and a value that uses it.
     void declaring(std::string name, std::string values, std::string (*declarations)())
     {
         add(std::move(name), [declarations, values = std::move(values)](const Place& place) {
@@ -126,7 +126,7 @@ public:
         });
     }
 
-    /// One whose own XML declaration says this.
+    /// Adds a document with this XML declaration.
     void declared(std::string name, std::string declaration, std::string values = value("x"))
     {
         add(std::move(name), [declaration = std::move(declaration), values = std::move(values)](const Place& place) {
@@ -421,7 +421,7 @@ std::string asIs(const std::string& utf8)
     return utf8;
 }
 
-// Character by character, as if all were below 256.
+// Byte by byte, as Latin-1.
 std::string widened(const std::string& text, bool bigEndian)
 {
     std::string wide;
@@ -943,7 +943,7 @@ std::vector<Document> allDocuments()
     return std::move(list.all);
 }
 
-// Within a methodResponse or a methodCall.
+// Inside a methodResponse or a methodCall.
 Place reply(std::string name, std::string before, std::string after)
 {
     return {std::move(name), "methodResponse", "<methodResponse>" + before, after + "</methodResponse>"};

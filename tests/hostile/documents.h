@@ -1,4 +1,4 @@
-// Documents that are made to crash, to hang, to burn or to bloat whoever reads them.
+// Documents designed to crash, stall or bloat their reader.
 #pragma once
 
 #include <functional>
@@ -8,7 +8,7 @@
 
 namespace hostile {
 
-/// A document around the place where a value stands.
+/// The part of a document around a value.
 struct Place {
     std::string name;
     std::string root;   ///< the name of its root element
@@ -19,14 +19,14 @@ struct Place {
     std::string around(std::string_view value) const { return declaration + before + std::string(value) + after; }
 };
 
-/// Where a value stands in a reply and in a request. The first place, a cell of a table or
-/// an element of an array, takes any number of values.
+/// The places of values in replies and in requests. The first place, a cell of a table or an element of an array,
+/// accepts any number of values.
 const std::vector<Place>& replyPlaces();
 const std::vector<Place>& requestPlaces();
 
-/// What the reader has to do with a document, beyond living on.
+/// What the reader must do with a document besides surviving it.
 enum class Due {
-    anything, ///< some are understood, some are not
+    anything, ///< either outcome
     refusal
 };
 
@@ -34,39 +34,39 @@ struct Document {
     std::string group;
     std::string name;
     Due due;
-    std::function<std::string(const Place&)> at; ///< the document with its harm in that place
+    std::function<std::string(const Place&)> at; ///< the document with the harm in that place
 };
 
-/// All of them, group by group; within a group every name is there once.
+/// All documents, by group; names are unique within a group.
 const std::vector<Document>& documents();
 
-/// The group whose documents do harm by their length, wherever that is.
+/// The group whose documents are harmful by their length, in any place.
 inline constexpr const char* abundance = "Abundance";
 
 /// The groups, in order.
 std::vector<std::string> groups();
 std::vector<std::string> groupsWithoutAbundance();
 
-/// Of the documents of Abundance only some where a megabyte takes long.
+/// Only some documents of Abundance if a megabyte takes long.
 std::vector<Document> documentsOf(const std::string& group);
 
-/// Ways to write a document down.
+/// Encodings of a document.
 struct Encoding {
     std::string name;
-    std::string declared; ///< in the XML declaration; empty: nothing is
+    std::string declared; ///< in the XML declaration; empty: none
     std::string (*write)(const std::string& text);
 
-    /// The same place in a document that declares it.
+    /// The same place in a document with this declaration.
     Place declaredIn(Place place) const;
 };
 
 const std::vector<Encoding>& encodings();
 
-/// What is no document at all: messages as they travel, status or request line and headers included.
+/// Broken messages, with status or request line and headers.
 struct Message {
     std::string name;
     std::string bytes;
-    enum class Then { close, hold } then; ///< what becomes of the connection
+    enum class Then { close, hold } then; ///< what happens to the connection
 };
 
 std::vector<Message> brokenReplies();

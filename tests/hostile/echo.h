@@ -1,4 +1,4 @@
-// A server that sends back what it is sent.
+// A server that returns what it receives.
 #pragma once
 
 #include <string>
@@ -23,10 +23,10 @@ inline xmlrpc_value* echo(xmlrpc_env*, xmlrpc_value* parameters, void*, void*)
     return parameters;
 }
 
-// Sends back what it is sent, and takes as much as one that is a master, too.
+// Returns what it receives, and accepts as much as a process that is also a master.
 inline void publishEcho(nelka::XmlrpcServer& server)
 {
-    mallopt(M_PERTURB, 0xA5); // what was never set is no harmless zero
+    mallopt(M_PERTURB, 0xA5); // makes uninitialised memory non-zero
     xmlrpc_limit_set(XMLRPC_XML_SIZE_LIMIT_ID, 1'048'576);
     server.AddFunction("eco", echo, nullptr);
 }
@@ -37,7 +37,7 @@ inline std::string post(const std::string& body)
            + "\r\n\r\n" + body;
 }
 
-/// Sends all that is taken and reads until the other side ends, or as long as there is patience.
+/// Sends as much as possible and reads until the other side closes, or until patience runs out.
 inline std::string answerTo(const std::string& request, Message::Then then, unsigned short port)
 {
     const int connection = support::connectedTo(port);

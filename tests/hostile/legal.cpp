@@ -1,4 +1,4 @@
-// What legal marshallers write is let through, however they write it.
+// The screen accepts whatever legal marshallers write.
 #include <cstdlib>
 #include <random>
 #include <string>
@@ -26,13 +26,13 @@ int documentsToWrite()
     return asked ? std::atoi(asked) : 4000;
 }
 
-// Whether xmlrpc-c reads it, too: what it does not is no example.
+// Whether xmlrpc-c reads it; otherwise it is no example.
 bool isReadByXmlrpcc(const std::string& reply)
 {
     xmlrpc_env env;
     xmlrpc_env_init(&env);
     xmlrpc_value* const result = xmlrpc_parse_response(&env, reply.data(), reply.size());
-    // Characters beyond U+FFFD it refuses, and a fault is an answer.
+    // xmlrpc-c rejects characters beyond U+FFFD, and a fault is an answer.
     const bool read = !env.fault_occurred || env.fault_code == XMLRPC_INVALID_UTF8_ERROR || env.fault_code == -1;
     if (result)
         xmlrpc_DECREF(result);

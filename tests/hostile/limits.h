@@ -1,4 +1,4 @@
-// What a document may cost the process that reads it.
+// Limits for a process that reads a document.
 #pragma once
 
 #include <chrono>
@@ -10,23 +10,23 @@
 
 namespace hostile {
 
-// AddressSanitizer is slow and keeps what was released.
+// AddressSanitizer is slow and retains released memory.
 #ifdef __SANITIZE_ADDRESS__
 inline constexpr int sanitized = 16;
 #else
 inline constexpr int sanitized = 1;
 #endif
 
-/// At the peak, in kB, beyond what an ordinary call takes.
+/// Peak memory in kB, beyond that of an ordinary call.
 inline constexpr long memory = sanitized * 64 * 1024;
 
-// An emulator is slow, too.
+// An emulator is slow too.
 inline bool emulated()
 {
     return std::getenv("NELKANET_SLOW") != nullptr;
 }
 
-/// Whether a megabyte that is harmless takes seconds to read.
+/// Whether a harmless megabyte takes seconds to read.
 inline bool slow()
 {
     return sanitized > 1 || emulated();
@@ -43,19 +43,19 @@ inline std::chrono::milliseconds lateness()
     return sanitized * allowing(100, 1000);
 }
 
-/// Of the processor's time. A megabyte of what is harmless takes a third of it.
+/// Processor time. A harmless megabyte takes a third of it.
 inline std::chrono::milliseconds processing()
 {
     return sanitized * allowing(500, 20'000);
 }
 
-/// Until a server answers the next request; it takes 2 seconds to lose patience with a silent one.
+/// Time until a server answers the next request; it waits 2 seconds for a silent peer.
 inline std::chrono::milliseconds patience()
 {
     return sanitized * allowing(2500, 20'000);
 }
 
-/// The processor's time that a process has taken, this one unless another is named.
+/// The processor time of a process, by default this one.
 inline std::chrono::microseconds processorTime(pid_t process = 0)
 {
     clockid_t clock{};
@@ -66,7 +66,7 @@ inline std::chrono::microseconds processorTime(pid_t process = 0)
                                                                  + std::chrono::nanoseconds(time.tv_nsec));
 }
 
-/// What a process has done, in words, if that is too much.
+/// Describes in words how a process exceeded a limit; empty if it did not.
 inline std::string excess(std::chrono::microseconds processor, long grown)
 {
     if (processor > processing())

@@ -20,7 +20,7 @@ std::string length(const std::string& text)
     return "Content-Length: " + text + "\r\n";
 }
 
-// What is said of a body's length, and is not so.
+// Wrong statements about a body's length.
 const std::initializer_list<const char*> lengths{
     "-1",
     "-2147483648",
@@ -113,8 +113,7 @@ std::vector<Message> brokenReplies()
         add("transfer coding " + coding, message(fine, type + "Transfer-Encoding: " + coding + "\r\n", good));
         add("content coding " + coding, message(fine, type + right + "Content-Encoding: " + coding + "\r\n", good));
     }
-    // None that begins with a blank: as the first header of a later reply it makes libcurl 7.88 append to a header that
-    // it has freed.
+    // None begins with a blank: as the first header of a later reply it would make libcurl 7.88 append to freed memory.
     for (const std::string& header :
          words("x : Content-Length Content-Type:",
                {": x", "x y: z", "Connection: close, keep-alive, upgrade", "Trailer: x",

@@ -202,7 +202,7 @@ std::string Scribe::moment()
                  "20260131T235959Z", "20260131T235959+0100");
 }
 
-// In lines, as Python does, or in one.
+// In lines, like Python, or in one piece.
 std::string Scribe::base64()
 {
     std::string bytes;
@@ -250,7 +250,7 @@ std::string Scribe::anyText()
 
 std::string Scribe::written(std::u32string_view text)
 {
-    // A section holds neither references nor its own end.
+    // A CDATA section cannot contain references or its end mark.
     bool section = sections && text.find(U"]]>") == text.npos;
     for (const char32_t character : text)
         section = section && !(character == U'\r' || (character > 0x7F && charset != Charset::utf8));

@@ -1,4 +1,4 @@
-// Writes legal documents as the marshallers of this world do, each in a hand that is drawn by lot.
+// Writes legal documents in the styles of real marshallers, each in a random style.
 #pragma once
 
 #include <random>
@@ -9,21 +9,21 @@ namespace hostile {
 
 class Scribe {
 public:
-    /// Without `rare` characters it keeps to those that xmlrpc-c takes, up to U+FFFD.
+    /// Without `rare` it uses only characters that xmlrpc-c accepts, up to U+FFFD.
     explicit Scribe(std::mt19937& random, bool rare = true);
 
-    /// A call of a method with some arguments, and a reply of a status and some more, or a fault.
+    /// A call with some arguments, and a reply of a status and further values, or a fault.
     std::string request(const std::string& method);
     std::string reply();
     std::string fault();
 
-    /// A reply of a status and a table of that many bytes or just above.
+    /// A reply of a status and a table of at least that many bytes.
     std::string table(std::size_t size);
 
 private:
     std::string document(const std::string& root, const std::string& content);
     std::string element(const std::string& name, const std::string& content);
-    std::string line(const std::string& content); ///< as it is set off from its neighbours
+    std::string line(const std::string& content); ///< with its separators
     std::string parameters(const std::string& values);
     std::string value(int depth);
     std::string scalar();
@@ -33,7 +33,7 @@ private:
     std::string base64();
     std::string array(const std::string& values);
     std::string structure(int depth);
-    std::string anyText(); ///< a few characters, of several alphabets
+    std::string anyText(); ///< a few characters from several alphabets
     std::string written(std::u32string_view text);
     std::string written(char32_t character, bool verbatim);
 
@@ -49,12 +49,12 @@ private:
     std::string declaration;
     Charset charset = Charset::utf8;
     std::string separator;   ///< between elements
-    bool comments = false;   ///< between elements, too
-    bool sections = false;   ///< texts are CDATA
-    bool references = false; ///< what is beyond ASCII is written as a reference
-    bool extensions = false; ///< types that are not of XML-RPC have a prefix
-    bool bare = false;       ///< strings have no element
-    std::string blankEnd;    ///< of an empty element's tag
+    bool comments = false;   ///< also between elements
+    bool sections = false;   ///< texts in CDATA sections
+    bool references = false; ///< non-ASCII characters as references
+    bool extensions = false; ///< extension types with a prefix
+    bool bare = false;       ///< strings without an element
+    std::string blankEnd;    ///< in the tag of an empty element
 };
 
 } // namespace hostile

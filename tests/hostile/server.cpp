@@ -1,4 +1,4 @@
-// Whatever a master requests, the slave lives on: it answers the next request soon, and its memory stays within bounds.
+// Whatever a master requests, the slave survives: it soon answers the next request, and its memory stays bounded.
 #include <algorithm>
 #include <fstream>
 #include <iostream>
@@ -39,7 +39,7 @@ protected:
         std::cout << "at most " << mostProcessor.count() / 1000 << " ms and " << mostGrown / 1024 << " MB\n";
     }
 
-    // In words; empty if it does none.
+    // The harm in words; empty if there is none.
     std::string harmOf(const std::string& request, Then then, Due due)
     {
         const ServerProcess server(hostile::publishEcho);
@@ -94,7 +94,7 @@ std::string nameOf(const ::testing::TestParamInfo<std::string>& group)
 
 #ifndef SWEEP
 
-// Asked when the tests are registered: the documents are built from constants of another file.
+// Functions, because the documents are built from constants of another file, perhaps not initialised yet.
 const auto groups = hostile::groups;
 
 TEST_P(HostileRequests, DoNoHarm)
@@ -110,7 +110,7 @@ TEST_F(Server, SurvivesBrokenRequests)
 
 #else
 
-// Asked when the tests are registered: the documents are built from constants of another file.
+// Functions, because the documents are built from constants of another file, perhaps not initialised yet.
 const auto groups = hostile::groupsWithoutAbundance;
 
 TEST_P(HostileRequests, DoNoHarmInAnyPlace)

@@ -1,4 +1,4 @@
-// Long texts and long lists of texts, written short.
+// Short notations for long texts and lists of texts.
 #pragma once
 
 #include <sstream>
@@ -17,7 +17,7 @@ inline std::string many(std::size_t count, std::string_view unit)
     return all;
 }
 
-/// The words of a line, and what is no word: with blanks, or empty.
+/// The words of a line, plus texts with blanks or without characters.
 inline std::vector<std::string> words(const std::string& line, std::vector<std::string> others = {})
 {
     std::istringstream in(line);

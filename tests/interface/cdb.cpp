@@ -1,4 +1,4 @@
-// The base of database clients, by itself and derived from.
+// The base of database clients, alone and derived from.
 #include <nelkadb/cdb.h>
 
 #include <memory>

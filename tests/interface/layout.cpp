@@ -1,6 +1,5 @@
-// What programs compiled against the public headers rely on: where the members lie and in which slots the virtual
-// operations stand. Compiled without access control. Sizes are compared with those of the same members in plain
-// sequence, so that they hold whatever the width of a pointer.
+// What compiled programs rely on: the offsets of members and the slots of virtual functions. Compiled without access
+// control. Sizes are compared with those of the same members in a plain struct, so that they hold for any pointer size.
 #include <nelkanet/xmlrpclient.h>
 #include <nelkanet/xmlrpcserver.h>
 
@@ -18,8 +17,8 @@ namespace {
 using nelka::XmlrpcClient;
 using nelka::XmlrpcServer;
 
-// The slot of a virtual member function. A pointer to one holds the slot's offset in the table; it is marked as virtual
-// by its lowest bit, except on ARM, where the mark lies elsewhere.
+// The slot of a virtual member function. A pointer to one holds the slot's offset in the vtable; its lowest bit marks
+// it as virtual, except on ARM, where the mark is elsewhere.
 template <typename Function>
 std::size_t slotOf(Function function)
 {
@@ -104,13 +103,13 @@ TEST(Layout, OfCdbIsVtableThenFault)
     EXPECT_EQ(offsetof(nelkadb::CDB, fault), sizeof(void*));
 }
 
-// The virtual operation that would be added next.
+// The next virtual function to be added.
 template <typename Base>
 struct OneMore : Base {
     virtual void next();
 };
 
-constexpr std::size_t slotsOfDestructor = 2; // one for objects that end, one for those that are deleted
+constexpr std::size_t slotsOfDestructor = 2; // the complete and the deleting destructor
 
 template <typename Class>
 void expectSlots()

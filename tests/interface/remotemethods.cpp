@@ -51,7 +51,7 @@ const std::vector<std::pair<const std::string&, const char*>> table{
     {remote::configureSAP, "configureSAP"},
 };
 
-// What a source file declares, in its order: identifiers and their texts.
+// The identifiers and texts that a source file declares, in order.
 std::vector<Entry> declaredIn(const char* path)
 {
     const std::string start = "static const std::string ";

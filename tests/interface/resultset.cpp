@@ -1,4 +1,4 @@
-// Result sets: what fills them, what is refused, how values read.
+// Result sets: filling them, refused tables, values.
 #include <nelkadb/resultset.h>
 
 #include <cstdint>
@@ -19,12 +19,12 @@
 
 namespace {
 
-int readsUntilFailure = 0; // of an array's element; 0: none fails
+int readsUntilFailure = 0; // of array elements; 0: none fails
 bool bytesAreReadable = true;
 
 } // namespace
 
-// The library's reads end here, because the program's symbols come before those of xmlrpc-c.
+// These intercept the library's reads: the program's symbols precede those of xmlrpc-c.
 #pragma GCC visibility push(default)
 extern "C" void xmlrpc_array_read_item(xmlrpc_env* env, const xmlrpc_value* array, unsigned int index,
                                        xmlrpc_value** element)
@@ -64,7 +64,7 @@ struct Release {
 
 using Value = std::shared_ptr<xmlrpc_value>;
 
-// The value that `make` creates in its own environment.
+// Calls `make` with a fresh environment.
 template <typename Make>
 Value made(Make make)
 {
@@ -132,7 +132,7 @@ Value array(const std::vector<Value>& items)
     });
 }
 
-// A set that holds one table already, filled in an environment that tells how that went.
+// A set that already holds a table, and the environment for filling it.
 class ResultSetTest : public ::testing::Test {
 protected:
     Environment environment;

@@ -1,4 +1,4 @@
-// A program that loads the library while it runs, and lets it go again.
+// Loads the library at run time and unloads it.
 #include <csignal>
 
 #include <dlfcn.h>
@@ -14,7 +14,7 @@ TEST(UnloadedLibrary, LeavesSignalHandlersInPlace)
     ASSERT_NE(handler, nullptr) << dlerror();
     std::signal(SIGINT, reinterpret_cast<void (*)(int)>(handler));
     ASSERT_EQ(dlclose(library), 0);
-    std::raise(SIGINT); // ends the process if the handler is gone
+    std::raise(SIGINT); // kills the process if the handler is gone
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// nelkactl: what it takes, and what it tells.
+// nelkactl: its command line and its messages.
 #include <algorithm>
 #include <cctype>
 #include <regex>
@@ -312,7 +312,7 @@ TEST_F(Nelkactl, TuningHelpOffersOnlyWhatIsSent)
     EXPECT_EQ(type({"sintonizarCanalTerr", "1", "1", "--parametroSat", "1"}).status, 2);
 }
 
-// Whether a text has a name as a word, not only as a part of one.
+// Whether a text contains a name as a whole word.
 bool names(const std::string& text, const std::string& name)
 {
     const auto inWord = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '-'; };
@@ -364,7 +364,7 @@ TEST_F(Nelkactl, UnknownOperationGetsSuggestion)
 
 class NelkactlCompletion : public ::testing::TestWithParam<const char*> {
 protected:
-    /// What a shell offers for the last of these words, in alphabetical order.
+    /// The completions of the last of these words, in alphabetical order.
     static Words offered(const Words& words)
     {
         const std::string shell = GetParam();
@@ -379,11 +379,11 @@ protected:
         if (shell == "bash")
             script = "source " + scripts + "/nelkactl.bash; COMP_WORDS=(" NELKACTL + typed + "); COMP_CWORD=" + count
                      + "; _nelkactl; printf '%s\\n' \"${COMPREPLY[@]}\"";
-        else if (shell == "zsh") // its own functions work on a terminal only
+        else if (shell == "zsh") // its completion functions need a terminal
             script = "compset() { return 1 }; _files() { print -l *(N) }; _hosts() { print localhost };"
                      "_describe() { print -rl -- \"${(@)candidates%%:*}\" }; words=(" NELKACTL
                      + typed + "); CURRENT=" + std::to_string(words.size() + 1) + "; source " + scripts + "/_nelkactl";
-        else // it completes what it finds under that name
+        else // fish completes commands found under that name
             script = "set PATH (dirname " NELKACTL ") $PATH; source " + scripts
                      + "/nelkactl.fish; complete -C \"nelkactl"
                      + typed.substr(0, typed.size() - 1 - words.back().size() - 1) + words.back() + "\" | cut -f 1";
@@ -445,7 +445,7 @@ TEST_F(Nelkactl, FailureHasReasonInWords)
     };
     const Step tooLarge = replyArray({xml::i4(0), xml::text(std::string(1'048'576, 'x'))});
     const Step answer = replyArray({xml::i4(0)});
-    const std::string nameOfLongLabel(64, 'x'); // that no resolver is asked about
+    const std::string nameOfLongLabel(64, 'x'); // too long to be resolved
     EXPECT_EQ(reason({}, {"updateNTP", "-H", nameOfLongLabel}), "the name does not resolve");
     EXPECT_EQ(reason({}, {"updateNTP", "-p", std::to_string(ClosedPort().port())}), "nobody listens there");
     EXPECT_EQ(reason(resetAfterRequest(), {"updateNTP"}), "the connection was cut");

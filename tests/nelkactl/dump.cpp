@@ -1,4 +1,4 @@
-// nelkactl dump: a slave on paper.
+// nelkactl dump.
 #include <set>
 #include <string>
 

@@ -239,7 +239,7 @@ TEST_F(NelkactlOutput, FileInReadOnlyFolderIsOverwritten)
 {
     keep("something longer");
     chmod(folder.c_str(), 0555);
-    // Of a superuser's rights none may be left.
+    // Drops all privileges of the superuser.
     slave.play({replyArray({xml::i4(0), xml::base64("bytes")})});
     Words words = command({"RdFicheroEsclavo", "x", "0", "--output", file()});
     if (geteuid() == 0)
@@ -271,7 +271,7 @@ protected:
     const Step former = replyArray({xml::i4(0), xml::base64("bytes")});
     const Words words{"RdFicheroEsclavo", "x", "1", "--json", "--output", "{file}"};
 
-    /// What the slave was asked: 0 to send, another number to delete as well.
+    /// The value of BORRAR in each call: 0 to send only, otherwise to delete too.
     Words asked() const
     {
         Words all;

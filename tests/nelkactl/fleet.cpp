@@ -1,4 +1,4 @@
-// nelkactl --hosts: many slaves, each asked by a process of its own.
+// nelkactl --hosts: many slaves, each called by a separate process.
 #include <algorithm>
 #include <chrono>
 #include <csignal>

@@ -1,4 +1,4 @@
-// nelkactl --hosts as a user types it, against many slaves.
+// Runs nelkactl --hosts against many slaves.
 #pragma once
 
 #include <string>
@@ -19,7 +19,7 @@ inline Step answering(int number)
     return replyArray({xml::i4(0), xml::i4(number)});
 }
 
-/// Steps of slaves that answer xmlrpc_changes, each with its place.
+/// Steps of slaves that answer xmlrpc_changes with their index.
 inline std::vector<Step> answeringSlaves(int count)
 {
     std::vector<Step> all;
@@ -36,7 +36,7 @@ protected:
     std::string hosts() const { return folder / "hosts"; }
     std::string hostsWith(const std::string& text) const { return fileWith(hosts(), text); }
 
-    /// One line a slave: m0 127.0.0.1:PORT
+    /// One line per slave: m0 127.0.0.1:PORT
     std::string hostsOf(const ManySlaves& slaves) const
     {
         std::string text;
@@ -73,7 +73,7 @@ protected:
         return all;
     }
 
-    /// The workers that run for a slave of these.
+    /// The running workers for these slaves.
     static std::vector<pid_t> workersOf(const ManySlaves& slaves)
     {
         std::vector<pid_t> all;

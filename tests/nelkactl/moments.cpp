@@ -1,5 +1,4 @@
-// nelkactl: what takes long to test. A signal at any moment leaves whole files only; the transport's own limit has
-// words.
+// nelkactl: slow tests. A signal at any moment leaves only whole files; the transport's limit is reported.
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -16,7 +15,7 @@ namespace {
 
 class NelkactlMoments : public Nelkactl, public ::testing::WithParamInterface<int> {};
 
-// Each moment is drawn from the time that a whole run takes. The seed is fixed, so that a failure may come back.
+// Each moment is a random one within the time of a run. The seed is fixed, so that failures can be reproduced.
 TEST_P(NelkactlMoments, SignalLeavesOldOrNewContents)
 {
     const int signal = GetParam();

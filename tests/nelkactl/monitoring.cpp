@@ -1,4 +1,4 @@
-// Where results end up: a check for monitoring systems, metrics for Prometheus, the units of systemd, GNU parallel.
+// Users of the results: a check for monitoring systems, metrics for Prometheus, systemd units, GNU parallel.
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>
@@ -28,7 +28,7 @@ protected:
                    {withTools()});
     }
 
-    // "OK - ...", without what follows the bar, and the performance data behind it.
+    // "OK - ..." before the bar, and the performance data after it.
     static void expect(const Finished& finished, int status, const std::string& text, const std::string& performance)
     {
         EXPECT_EQ(finished.status, status) << finished;
@@ -126,7 +126,7 @@ TEST(MonitoringUnits, PassSystemdAnalyze)
         GTEST_SKIP() << "SKIPPED: the units are not shown to systemd-analyze, which is not installed";
     const TemporaryFolder temporary;
     const std::filesystem::path& folder = temporary.path;
-    // What they start need not be installed here.
+    // The programs they start need not be installed here.
     std::string slave = contents(SLAVE_UNIT);
     const std::string program = "/usr/bin/nelkaslave";
     ASSERT_NE(slave.find(program), std::string::npos);
@@ -155,7 +155,7 @@ protected:
         hostsWith(text);
     }
 
-    // The commands of the page that need no other machine.
+    // The page's commands that need no other machine.
     static Words shown()
     {
         Words all;

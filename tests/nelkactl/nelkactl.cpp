@@ -1,4 +1,4 @@
-// nelkactl: what holds for every operation, and what is odd about some.
+// nelkactl: every operation, and the quirks of some.
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
@@ -20,14 +20,14 @@ struct Case {
     Words arguments;
 
     std::string procedure;
-    Words parameters; ///< as they travel
+    Words parameters; ///< on the wire
 
     Values reply;
     std::string json; ///< after "fault":0
     std::string lines;
 
     Values refusal;
-    int fault; ///< the fault state that comes of it
+    int fault; ///< the resulting fault state
     std::string refusedJson;
 
     bool hasShortReply = false;
@@ -345,7 +345,7 @@ TEST_F(Nelkactl, DeletionFailsAndNamesAlternative)
 
 TEST_F(Nelkactl, LocalAddressesCallNoSlave)
 {
-    // Whether there is an eth0 is the machine's business.
+    // The machine may or may not have an eth0.
     const Finished ip = type({"getLocalIp", "--json"});
     EXPECT_EQ(ip.status, 0) << ip;
     EXPECT_TRUE(essence(ip.out).starts_with(R"({"operation":"getLocalIp","ending":"done","fault":0,"ip":")")) << ip;

@@ -1,4 +1,4 @@
-// nelkactl as a user types it, against a scripted slave.
+// Runs nelkactl against a scripted slave.
 #pragma once
 
 #include <cstdlib>
@@ -26,13 +26,13 @@ inline Words operator+(Words words, const Words& more)
     return words;
 }
 
-/// In milliseconds: a time-out that a test waits out, though an emulator can make a call within it.
+/// In milliseconds: short enough for a test to wait, long enough for a call under an emulator.
 inline std::string shortTimeout()
 {
     return std::getenv("NELKANET_SLOW") ? "1500" : "50";
 }
 
-/// The operations that its --help names, between its options and its exit statuses.
+/// The operations listed in --help, between the options and the exit statuses.
 inline Words operationsNamedIn(const std::string& help)
 {
     const std::size_t start = help.find("\nCore:\n");
@@ -44,7 +44,7 @@ inline Words operationsNamedIn(const std::string& help)
     return all;
 }
 
-/// A result line without what differs from run to run: host, port, reason and duration.
+/// A result line without the fields that vary: host, port, reason and duration.
 inline std::string essence(const std::string& line)
 {
     auto object = nlohmann::ordered_json::parse(line, nullptr, false);
@@ -70,7 +70,7 @@ protected:
 
     void keep(const std::string& text) const { fileWith(file(), text); }
 
-    /// The program and its words, in which {block} and {file} stand for those files.
+    /// The command, with {block} and {file} replaced by those files.
     Words command(const Words& words) const
     {
         Words all{NELKACTL};

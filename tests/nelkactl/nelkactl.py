@@ -24,7 +24,7 @@ class Server(socketserver.ThreadingMixIn, xmlrpc.server.SimpleXMLRPCServer):
 
 
 class Slave:
-    """Answers the procedures it is given, by name, and records the calls."""
+    """Answers the given procedures, by name, and records the calls."""
 
     def __init__(self, **procedures):
         self.calls = []
@@ -50,7 +50,7 @@ class Slave:
 
 
 def scanning_slave(*statuses):
-    """A slave whose scan has these statuses, one a poll, and the last one for ever."""
+    """A slave whose scan has these statuses, one per poll, and repeats the last."""
     rest = list(statuses)
     return Slave(
         InitInputScan=lambda *_: [7],
@@ -61,7 +61,7 @@ def scanning_slave(*statuses):
 
 
 class Terminal:
-    """nelkactl in the foreground of a terminal of its own; its standard output is elsewhere."""
+    """nelkactl in the foreground of a new terminal; its standard output is a pipe."""
 
     def __init__(self, port, *words, columns=80):
         self.shown = b""
@@ -75,7 +75,7 @@ class Terminal:
         self.pipe = out[0]
 
     def read(self):
-        """Reads what comes; false once the terminal is closed."""
+        """Reads some output; false once the terminal is closed."""
         ready, _, _ = select.select([self.screen], [], [], PATIENCE)
         assert ready, self.shown
         try:
@@ -90,7 +90,7 @@ class Terminal:
             assert self.read(), self.shown
 
     def bars(self):
-        """The progress bars that it was shown, one after another."""
+        """The progress bars shown, in order."""
         return [piece[:-3] for piece in self.shown.decode().split("\r") if len(piece) > 3 and piece.endswith("\033[K")]
 
     def press(self, key):
@@ -105,7 +105,7 @@ class Terminal:
 
 
 def screen(shown):
-    """The lines that remain of what a terminal was shown: carriage returns and erasures to the end of the line."""
+    """The lines that remain on a terminal after carriage returns and erasures to the end of the line."""
     lines = []
     for line in shown.decode().split("\n"):
         cells, column, rest = [], 0, line

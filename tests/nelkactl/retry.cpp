@@ -1,4 +1,4 @@
-// nelkactl --retry: calls without a usable answer, tried again.
+// nelkactl --retry.
 #include <csignal>
 #include <string>
 

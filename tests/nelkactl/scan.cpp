@@ -26,7 +26,7 @@ void await(const std::function<bool()>& condition)
         usleep(1000);
 }
 
-// A program that reads a file before it calls: it catches SIGINT by then.
+// Waits until the program, which reads a file first, catches SIGINT.
 void interruptReader(Program& program)
 {
     await([&program] {
@@ -88,12 +88,12 @@ TEST_F(Nelkactl, DiesOfSignalThatEndsIt)
 TEST_F(Nelkactl, SigintEndsLoopOfShell)
 {
     slave.play({silence()});
-    // Of what catches a SIGINT and exits, a shell thinks that it has dealt with it, and goes on.
+    // A shell goes on if its child catches a SIGINT and exits.
     Program shell({"/bin/bash", "-c", "for i in 1 2; do " NELKACTL " updateNTP -t 30000; done; echo went on"},
                   environment());
     slave.awaitRequests(1);
     const std::string process = std::to_string(shell.pid());
-    shell.signal(SIGINT); // it waits for what becomes of its child
+    shell.signal(SIGINT); // it waits for the end of its child
     kill(std::stoi(contents("/proc/" + process + "/task/" + process + "/children")), SIGINT);
     const Finished finished = shell.finish();
     EXPECT_EQ(finished.status, -SIGINT) << finished;

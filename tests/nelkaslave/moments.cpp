@@ -1,4 +1,4 @@
-// Signals at random moments of a slave's short life: nothing of it stays.
+// Signals at random moments of a slave's short life leave nothing behind.
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -20,7 +20,7 @@ TEST_P(NelkaslaveMoments, LeaveNoTemporaryFolder)
 {
     const TemporaryFolder folder;
     std::mt19937 random(5);
-    int ended = 0; // after the slave had taken the signals over
+    int ended = 0; // after the slave had taken over the signals
     for (int moment = 0; moment < 1000; ++moment) {
         Program slave(slaveCommand({"--port", "0"}), {"TMPDIR=" + folder.path.string()});
         std::this_thread::sleep_for(std::chrono::microseconds(random() % 40000));

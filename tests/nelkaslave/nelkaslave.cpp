@@ -1,4 +1,4 @@
-// The simulated slave, driven by the library's own client.
+// The simulated slave, called by the library's client.
 #include <chrono>
 #include <csignal>
 #include <cstdint>
@@ -127,11 +127,11 @@ TEST_F(Slave, QueryReturnsEveryValue)
     EXPECT_EQ(received, expected);
 }
 
-// SQLite needs more than a double to read a literal with a large exponent exactly, which 32-bit ARM does not have.
+// SQLite needs more than a double to read a literal with a large exponent exactly; 32-bit ARM has no such type.
 constexpr int largestExponent =
     std::numeric_limits<long double>::digits > std::numeric_limits<double>::digits ? 300 : 7;
 
-// A number in decimal, of up to 15 digits and between 1e-300 and 1e300.
+// A decimal number with up to 15 digits, between 1e-300 and 1e300.
 std::string randomNumber(std::mt19937& random)
 {
     std::string digits = std::to_string(std::uniform_int_distribution<long long>(1, 999999999999999)(random));
@@ -280,7 +280,7 @@ TEST_F(Slave, EndsDuringEndlessQuery)
     EXPECT_EQ(slave.end(SIGTERM), 0);
 }
 
-// A name that is refused, and how.
+// A refused name, and the status.
 struct Refused {
     const char* name;
     std::string text;
@@ -386,7 +386,7 @@ TEST_F(Slave, ResetRestoresSample)
 
 TEST_F(Slave, ReportsTime)
 {
-    // std::time() is behind the clock that the slave reads by up to a tick.
+    // std::time() lags up to a tick behind the slave's clock.
     const auto seconds = [] {
         const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
         return static_cast<unsigned long long>(std::chrono::duration_cast<std::chrono::seconds>(sinceEpoch).count());
@@ -417,7 +417,7 @@ TEST_F(Slave, RecordsSettings)
 
 TEST_F(Slave, RefusesUnknownScript)
 {
-    XmlrpcSpy spy; // a client keeps the reply of a script that was refused
+    XmlrpcSpy spy; // a client leaks the reply of a refused script
     client.ejecutar_script("nada", ampleTimeout);
     EXPECT_EQ(client.getFault(), notFound);
     spy.releaseKeptResult();
@@ -601,12 +601,12 @@ TEST_F(Slave, KeepsFileTooLargeForClient)
     EXPECT_EQ(client.getFault(), storageError);
     EXPECT_TRUE(fs::exists(state / "files/grande"));
     file("grande");
-    EXPECT_EQ(client.getFault(), -509); // larger than the client's limit indeed
+    EXPECT_EQ(client.getFault(), -509); // it really exceeds the client's limit
 }
 
 TEST_F(Slave, DeletesLargestFileForClient)
 {
-    // Its reply is 1 MiB of XML but for a few bytes.
+    // Its reply is a few bytes below 1 MiB of XML.
     const std::string content = bytes(766000);
     fileWith(state / "files/grande", content);
     EXPECT_EQ(file("grande", true), content);
@@ -673,7 +673,7 @@ TEST_F(Slave, FullDiskLeavesState)
     client.wrFicheroTablasSI(1, 1, {'x'}, ampleTimeout);
     EXPECT_EQ(client.getFault(), storageError);
 
-    fs::create_directory(state / "state.json.new"); // stands in the way of the file that will be put in place
+    fs::create_directory(state / "state.json.new"); // blocks the temporary file of the next write
     int status = -1;
     client.changeFPGASOC(1, status, ampleTimeout);
     EXPECT_EQ(status, storageError);

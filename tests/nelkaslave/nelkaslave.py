@@ -34,7 +34,7 @@ class Slave(unittest.TestCase):
         self.slave = xmlrpc.client.ServerProxy(f"http://127.0.0.1:{self.port}/RPC2", allow_none=True)
 
     def tearDown(self):
-        self.assertEqual(self.slave.sample.add(10, 5), [15])  # whatever was done to it, it lives on
+        self.assertEqual(self.slave.sample.add(10, 5), [15])  # it still works
         self.slave("close")()
 
     def assert_fault(self, code, words, procedure, *arguments):
@@ -91,7 +91,7 @@ class Slave(unittest.TestCase):
         self.assertEqual(self.slave.GetTable("modulo", "SELECT 1")[0], 0)
 
     def test_gives_back_a_block_of_any_size(self):
-        # The last fills 1 MiB of XML in the library's own form.
+        # The last block fills 1 MiB of XML as the library writes it.
         for size in 0, 1, 65536, 750_000, 766_068, 3_000_000:
             block = bytes(i * 7 % 251 for i in range(251)) * (size // 251 + 1)
             block = block[:size]

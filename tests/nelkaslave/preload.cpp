@@ -1,4 +1,4 @@
-// Loaded into the simulated slave.
+// Preloaded into the simulated slave.
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -13,8 +13,7 @@
 
 #define INTERPOSED extern "C" __attribute__((visibility("default")))
 
-/// Sends it the signal that RAISE names at the last moment before it waits for a connection, when it has looked for one
-/// already.
+/// Sends it the signal RAISE at the last moment before it waits for a connection, after its check for signals.
 INTERPOSED int poll(pollfd* descriptors, nfds_t count, int timeout)
 {
     if (timeout < 0)
@@ -24,7 +23,7 @@ INTERPOSED int poll(pollfd* descriptors, nfds_t count, int timeout)
     return ppoll(descriptors, count, timeout < 0 ? nullptr : &limit, nullptr);
 }
 
-// Kills it when it wants something on the disk for the time that KILL_AT_SYNC names, the first being 1.
+// Kills it at its sync number KILL_AT_SYNC, counted from 1.
 static void killAtSync()
 {
     static int times = 0;
@@ -32,7 +31,7 @@ static void killAtSync()
         raise(SIGKILL);
 }
 
-// Adds a character to the file SYNCS for each sync: j while the file JOURNAL is there, else -.
+// Appends a character to the file SYNCS for each sync: j while the file JOURNAL exists, otherwise -.
 static void noteSync()
 {
     const char* const notes = std::getenv("SYNCS");
@@ -45,7 +44,7 @@ static void noteSync()
     close(file);
 }
 
-/// There is no /proc if NO_PROC is set. The C++ library opens folders under either name.
+/// Hides /proc if NO_PROC is set. The C++ library opens folders by either function.
 INTERPOSED int openat(int folder, const char* name, int flags, ...)
 {
     if (std::getenv("NO_PROC") && std::string_view(name).starts_with("/proc/")) {

@@ -1,4 +1,4 @@
-// The simulated slave as a process: its options, its end, what it keeps, what it does when it is told to misbehave.
+// The simulated slave as a process: its options, its end, its state, its misbehaviour.
 #include <algorithm>
 #include <chrono>
 #include <csignal>
@@ -37,7 +37,7 @@ Finished slaveWith(const Words& options)
     return run(slaveCommand(options));
 }
 
-// A client that is ready to call the sample database.
+// A client ready to call the sample database.
 std::unique_ptr<nelka::XmlrpcClient> clientOf(const SimulatedSlave& slave)
 {
     auto client = std::make_unique<nelka::XmlrpcClient>("127.0.0.1", slave.port(), "eth1", "test", "1.0");
@@ -53,11 +53,11 @@ int changes(nelka::XmlrpcClient& client)
     return count;
 }
 
-// The environment that loads what preload.cpp does into a slave.
+// The environment that preloads preload.cpp.
 Words preloaded(Words environment)
 {
     environment.push_back("LD_PRELOAD=" PRELOAD);
-    environment.push_back("ASAN_OPTIONS=verify_asan_link_order=0"); // a sanitizer wants to be loaded first, need not be
+    environment.push_back("ASAN_OPTIONS=verify_asan_link_order=0"); // a sanitizer insists on being loaded first
     return environment;
 }
 
@@ -179,7 +179,7 @@ TEST(Nelkaslave, AnswersIfNobodyReadsLog)
         ASSERT_EQ(changes(*client), 0) << calls;
 }
 
-// xmlrpc-c prints there, and a pipe that nobody reads is full some day.
+// xmlrpc-c prints there, and a pipe that nobody reads would fill up.
 TEST(Nelkaslave, WritesNothingElseToStandardOutput)
 {
     const SimulatedSlave slave;
@@ -312,7 +312,7 @@ TEST(NelkaslaveState, AcknowledgedWriteLeavesNoJournal)
     const std::string seen = contents(syncs);
     fs::remove(syncs);
     ASSERT_FALSE(seen.empty());
-    EXPECT_EQ(seen.back(), '-') << seen; // the journal's removal was put on the disk
+    EXPECT_EQ(seen.back(), '-') << seen; // the removal of the journal was synced
 }
 
 TEST(NelkaslaveState, UnfinishedStateIsRecreated)
@@ -333,7 +333,7 @@ TEST(NelkaslaveState, NextSlaveRecreatesStateAfterKill)
         const TemporaryFolder folder;
         Program killed(slaveCommand({"--port", "0", "--state", folder.path}),
                        preloaded({"KILL_AT_SYNC=" + std::to_string(step)}));
-        finished = !killed.line().empty(); // it listens: there was no such step
+        finished = !killed.line().empty(); // it listens: there are no more steps
         killed.signal(SIGKILL);
         killed.finish();
         const SimulatedSlave next({"--state", folder.path});
@@ -445,7 +445,7 @@ TEST(NelkaslaveState, KillAtAnyMomentKeepsAcknowledgedWrites)
     EXPECT_TRUE(written == acknowledged || written == acknowledged + 1) << written << " of " << acknowledged;
     nelkadb::ResultSet rows;
     client->getTable("SELECT min(activo), max(activo) FROM canales", rows, ampleTimeout);
-    // The sample has 0 and 1, and each write changed all rows or none.
+    // The sample has 0 and 1, and each write changes all rows or none.
     EXPECT_EQ(rows.value(0, 0), std::to_string(written));
     EXPECT_EQ(rows.value(0, 1), std::to_string(written + 1));
 }
@@ -659,7 +659,7 @@ TEST_F(Behaviour, FileMayHaveOneLinePerCall)
 struct Malformed {
     const char* name;
     std::string content;
-    std::string complaint; ///< behind the file's name
+    std::string complaint; ///< after the file's name
 };
 
 void PrintTo(const Malformed& malformed, std::ostream* out)

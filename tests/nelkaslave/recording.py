@@ -1,4 +1,4 @@
-"""What a real module says, recorded and played back: recording.py PRELOADED_LIBRARY COMMAND..."""
+"""Recording and replay of a real module: recording.py PRELOADED_LIBRARY COMMAND..."""
 
 import base64
 import http.client
@@ -25,7 +25,7 @@ seed = random.randrange(2**32)
 
 
 class Wide(int):
-    """Travels as i8."""
+    """Sent as i8."""
 
 
 def write_wide(marshaller, value, write):
@@ -85,7 +85,7 @@ def same(one, other):
 
 
 class Module:
-    """A real module, as far as the recorder knows: each connection gets the next of the answers."""
+    """Simulates a real module: each connection gets the next answer."""
 
     def __init__(self, *answers):
         self.listening = socket.create_server(("127.0.0.1", 0))
@@ -193,7 +193,7 @@ class Recording(unittest.TestCase):
         self.file.write_text("".join(json.dumps(line) + "\n" for line in lines))
 
     def exchange(self, process, request, wait=True):
-        """The answer to a request, headers and all."""
+        """The answer to a request, with headers."""
         with socket.create_connection(("127.0.0.1", process.port), 10) as connection:
             head = f"POST /RPC2 HTTP/1.1\r\nHost: x\r\nContent-Type: text/xml\r\nContent-Length: {len(request)}\r\n\r\n"
             connection.sendall(head.encode() + request)
@@ -234,7 +234,7 @@ class Recording(unittest.TestCase):
         server.server_close()
         self.assertFalse([line for line in self.lines() if "http" in line or "request" in line])
 
-        # In another order, so that the parameters choose the answer.
+        # In another order, so that the parameters select the answer.
         master = self.master(self.replay("--speed", "0"))
         for index in source.sample(range(1000), 1000):
             got = master.Call(*arguments[index])
@@ -366,7 +366,7 @@ class Recording(unittest.TestCase):
             self.module(reply("<value>x</value>")).port,
             LD_PRELOAD=preloaded,
             ASAN_OPTIONS="verify_asan_link_order=0",
-            KILL_AT_SYNC="2",  # the first is that of the new file's folder
+            KILL_AT_SYNC="2",  # the first sync is that of the new file's folder
         )
         with self.assertRaises((OSError, http.client.HTTPException)):
             self.master(recorder).UpdateNTP()

@@ -68,7 +68,7 @@ std::vector<Reply> scalars()
 
 Decoding decodingOf(const Operation& operation, const Reply& reply)
 {
-    // An operation with a short form asks for the size first, which only an array has.
+    // An operation with a short reply measures it first, and only an array has a size.
     const std::string allTypes = operation.types();
     std::string types = allTypes;
     if (!operation.shortReply.empty() && reply.elements.size() == 1)
@@ -101,7 +101,7 @@ Decoding decodingOf(const Operation& operation, const Reply& reply)
     decoding.outputs = operation.read({});
     for (std::size_t i = 0; i < delivered.size(); ++i) {
         const Kind kind = operation.outputs[i].kind;
-        // These two are decoded straight into the outputs, the rest is copied once all is decoded.
+        // These two are decoded directly into the outputs, the others are copied at the end.
         if (whole || (kind == Kind::status && decoded > operation.statusAt)
             || (kind == Kind::integer && decoded > allTypes.rfind('i')))
             decoding.outputs[i] = delivered[i];

@@ -1,4 +1,4 @@
-// Replies of a slave, and what becomes of them by the rules of decoding.
+// Replies of a slave, and how the rules of decoding treat them.
 #pragma once
 
 #include <string>
@@ -10,38 +10,38 @@
 namespace support {
 
 struct Element {
-    char type; ///< as in a shape; anything else fits no shape
+    char type; ///< as in a shape; anything else matches no shape
     std::string xml;
 };
 
 struct Reply {
     std::vector<Element> elements;
-    int status = 0;      ///< among them, where there is one
-    bool isArray = true; ///< or else its one element is all of it
+    int status = 0;      ///< if there is one
+    bool isArray = true; ///< if false, its only element is the whole reply
 
-    /// The response that carries it.
+    /// The response with this reply.
     std::string body() const;
 };
 
 /// One of every type.
 const std::vector<Element>& anyElements();
 
-/// What an operation asks for.
+/// The good reply of an operation.
 Reply goodReply(const Operation& operation, int status = 0);
 
-/// Good replies with something else at one place, those that end too soon, and what is no array at all.
+/// Good replies with one wrong element, replies that are too short, and replies that are not arrays.
 std::vector<Reply> wrongTypes(const Operation& operation);
 std::vector<Reply> missingElements(const Operation& operation);
 std::vector<Reply> scalars();
 
-/// How a call ends that was replied to.
+/// How a call with a reply ends.
 struct Decoding {
-    bool throws = false;  ///< std::logic_error, for want of a text
+    bool throws = false;  ///< std::logic_error, because a text is missing
     bool failed = false;  ///< by a fault of decoding
     bool refused = false; ///< by the slave's status
     int fault = 0;        ///< the fault state
     std::vector<std::string> outputs;
-    Lines notes; ///< lines of the operation's own, once the timer is disarmed and before any error's
+    Lines notes; ///< further lines of the operation, after the disarming and before any error
 };
 
 Decoding decodingOf(const Operation& operation, const Reply& reply);

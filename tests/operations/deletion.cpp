@@ -1,4 +1,4 @@
-// DlFicheroEsclavo with an xmlrpc-c that takes its argument list, which the one at hand refuses.
+// DlFicheroEsclavo with an xmlrpc-c that accepts its argument list, unlike the real one.
 #include <string>
 #include <vector>
 
@@ -10,14 +10,14 @@ using namespace support;
 
 namespace {
 
-// What the slave is made to answer, and what it was called with.
+// The answer of the slave, and the arguments of the call.
 const char* format = "";
 int answered = 0;
 std::vector<std::string> called;
 
 } // namespace
 
-// The library's calls end here, because the program's symbols come before those of xmlrpc-c.
+// These intercept the library's calls: the program's symbols precede those of xmlrpc-c.
 #pragma GCC visibility push(default)
 extern "C" void xmlrpc_client_call2f(xmlrpc_env* env, xmlrpc_client*, const char*, const char* method,
                                      xmlrpc_value** result, const char* arguments, ...)

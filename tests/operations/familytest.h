@@ -1,8 +1,8 @@
-// What holds for every remote operation that asks the slave, as tests that each family runs over its own operations:
+// Tests for every operation that sends something, which each family runs over its operations:
 //
 //     INSTANTIATE_TEST_SUITE_P(Database, RemoteOperation, family("database"), ::testing::PrintToStringParamName());
 //
-// A family's file adds what is peculiar to each operation.
+// A family's file adds tests for the quirks of each operation.
 #pragma once
 
 #include <climits>
@@ -22,7 +22,7 @@ namespace support {
 
 using xml::requestBody;
 
-/// A client whose database is named.
+/// A client with `dbName` assigned.
 class FamilyTest : public ClientTest {
 protected:
     XmlrpcSpy spy;
@@ -39,7 +39,7 @@ protected:
         ClientTest::TearDown();
     }
 
-    /// The lines of a call that was replied to: those of every call, then `rest`.
+    /// The lines of a call with a reply: those of every call, then `rest`.
     static Lines replied(const std::string& message, const Lines& rest = {})
     {
         Lines lines{debug(message), armed(ampleTimeout), disarmed()};
@@ -47,7 +47,7 @@ protected:
         return lines;
     }
 
-    /// Makes the slave's next reply this array, and forgets the log.
+    /// Makes this array the slave's next reply, and clears the log.
     void answerWith(const std::vector<std::string>& values)
     {
         spy.releaseKeptResult();
@@ -63,9 +63,9 @@ protected:
     const std::vector<std::string> presets = operation.read({});
 
     bool raised = false; ///< whether the last call ended with std::logic_error
-    int released = 0;    ///< how often it released its reply
+    int released = 0;    ///< how often its reply was released
 
-    /// The outputs after a call to a slave that does this.
+    /// The outputs after a call that the slave answers with this step.
     std::vector<std::string> callWith(const Step& step, int timeout = ampleTimeout)
     {
         spy.releaseKeptResult();
@@ -126,7 +126,7 @@ protected:
             all.insert(all.end(), more.begin(), more.end());
         for (const Element& element : anyElements())
             all.push_back({{element}});
-        // A status alone is right for some.
+        // Some accept a status alone.
         std::erase_if(all, [&](const Reply& reply) {
             const Decoding decoding = decodingOf(operation, reply);
             return !decoding.failed && !decoding.throws;
@@ -286,7 +286,7 @@ TEST_P(RemoteOperation, ClientThatIsNotReadySendsNothing)
     EXPECT_TRUE(slave.requests().empty());
 }
 
-/// The operations of a family that ask the slave.
+/// The operations of a family that send something.
 inline auto family(const std::string& name)
 {
     std::vector<Operation> members = operationsOnTheWire();

@@ -1,4 +1,4 @@
-// Every operation that reaches the wire against every fault of a slave: how each cell ends, what it logs, which outputs
+// Every operation that sends something against every fault of a slave: how the call ends, what it logs, which outputs
 // it writes, whether it leaves the timer running, the flag raised or a descriptor open.
 #include <csignal>
 #include <cstdio>
@@ -33,7 +33,7 @@ struct Fault {
     int code = 0; ///< of Ending::transport
     Step step{};
     Target target = Target::slave;
-    /// Of Ending::reply: the replies to each operation, and how each travels.
+    /// Of Ending::reply: the replies to each operation, and how each is sent.
     std::function<std::vector<Reply>(const Operation&)> replies = {};
     std::function<Step(const std::string& body)> wrap = ok;
     bool dropsIdleConnection = false;
@@ -81,7 +81,7 @@ std::vector<Reply> ofSize(const Operation& operation, std::size_t bytes)
     return with(operation, {{'s', xml::text(std::string(bytes - bare, 'x'))}});
 }
 
-// A good reply followed by something that the parser does not take, whatever the operation.
+// A good reply followed by something that the parser rejects.
 Step unparsable(const std::string& element)
 {
     return reply(xml::array({xml::i4(0), "<value>" + element + "</value>"}));
@@ -209,7 +209,7 @@ protected:
         return outcome;
     }
 
-    // The lines from the debug line on, `rest` being what follows the line of the armed timer.
+    // The lines from the debug line on; `rest` follows the line of the armed timer.
     void expectLines(const Operation& operation, int timeout, Lines rest) const
     {
         Lines lines;
@@ -316,7 +316,7 @@ TEST_P(Matrix, EndsAsExpected)
     std::size_t descriptors = 0;
     for (const Operation& operation : operationsOnTheWire()) {
         SCOPED_TRACE(operation.name);
-        // A client for each, so that a connection left open shows as a descriptor.
+        // A separate client for each, so that a connection left open shows as a descriptor.
         {
             nelka::XmlrpcClient target("127.0.0.1", port, "eth1", "app", "1.0");
             ASSERT_EQ(target.init(), 0);

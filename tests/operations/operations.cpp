@@ -1,5 +1,4 @@
-// All remote operations as one set: the names and formats of their list, held against the name table and against what
-// goes over the wire.
+// Compares the names and formats in the list of operations with the name table and with the wire.
 #include "support/operations.h"
 
 #include <algorithm>
@@ -68,7 +67,7 @@ TEST_P(AnyOperation, SendsTypesOfFormat)
     const Operation& operation = GetParam();
     slave.play({replyArray(operation.sampleReply(0))});
     Variables variables;
-    // The probe prints its answer, which is its own tests' matter.
+    // The probe's tests check its output.
     ::testing::internal::CaptureStdout();
     operation.call(client, variables, ampleTimeout);
     ::testing::internal::GetCapturedStdout();

@@ -70,7 +70,7 @@ TEST_F(Scan, ReportKeepsLinesAndMarkup)
 
 TEST_F(Scan, LineBreaksOfAReportArriveAsLineFeeds)
 {
-    // xmlrpc-c keeps its texts that way.
+    // xmlrpc-c normalises line breaks.
     askReport({xml::i4(0), xml::text("uno\r\ndos\rtres\n")});
     EXPECT_EQ(report, "uno\ndos\ntres\n");
 }

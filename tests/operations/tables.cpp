@@ -11,8 +11,8 @@
 
 namespace {
 
-/// The order of what happens in a call that sends a block: L a line is logged, N the block's copy is made, C and R the
-/// remote call begins and returns, D the copy is released.
+/// Records the steps of a call that sends a block: L logs a line, N copies the block, C and R begin and end the remote
+/// call, D releases the copy.
 class Course {
 public:
     static void begin(std::size_t size)
@@ -61,7 +61,7 @@ private:
 
 } // namespace
 
-// The library's arrays come from here, because the program's operators come before those of the C++ library.
+// These intercept the library's arrays: the program's operators precede those of the C++ library.
 void* operator new[](std::size_t size)
 {
     if (Course::refusing(size))
@@ -91,7 +91,7 @@ namespace {
 
 INSTANTIATE_TEST_SUITE_P(Tables, RemoteOperation, family("tables"), ::testing::PrintToStringParamName());
 
-/// The two operations that send a block differ in their names only.
+/// The two operations that send a block differ only in their names.
 struct Writer {
     std::string name;
     std::string remote;
@@ -129,7 +129,7 @@ protected:
                + ", longitud :" + std::to_string(size);
     }
 
-    /// What happens, and in which order.
+    /// The steps, in order.
     std::string courseOf(std::string_view content, const Step& step, int timeout = ampleTimeout)
     {
         const std::vector<char> sent = block(content);
@@ -221,7 +221,7 @@ TEST_P(WrittenBlock, CopyIsReleasedBeforeATransportFaultIsLogged)
 
 TEST_P(WrittenBlock, CopyIsReleasedBeforeATimeoutIsLogged)
 {
-    // The first line after the call is the signal's.
+    // The first line after the call is that of the signal.
     EXPECT_EQ(courseOf(bytes(4'321), silence(), 100), "LNLCRLDL");
 }
 
@@ -254,7 +254,7 @@ struct ReadBlock : FamilyTest {
         client.rdFicheroResumen(1, 2, bloque, ampleTimeout);
     }
 
-    /// Of blocks, by size, how many bytes are delivered.
+    /// Sizes of blocks, and how many bytes are delivered.
     static inline const std::vector<std::pair<std::size_t, std::size_t>> deliveries{
         {0, 0}, {1, 1}, {65'535, 65'535}, {65'536, 0}, {65'537, 1}, {70'000, 4'464}, {131'072, 0}, {700'000, 44'640}};
 };

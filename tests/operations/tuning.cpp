@@ -27,7 +27,7 @@ protected:
         client.sintonizarCanalSat(canal, parametro, status, indicador, extra, ampleTimeout);
     }
 
-    /// The parameters of the last call, as they arrived.
+    /// The parameters of the last call, as received.
     std::vector<std::string> arrived() const { return slave.calls().back().parameters; }
 
     int status = 99;

@@ -1,4 +1,4 @@
-// The steps of nelka::XmlrpcServer, with xmlrpc-c's HTTP server and the failures of its set-up played by the test.
+// The steps of nelka::XmlrpcServer, with xmlrpc-c's HTTP server and its failures simulated by the test.
 #include <nelkanet/xmlrpcserver.h>
 
 #include <csignal>
@@ -28,7 +28,7 @@ bool sigpipeIgnored()
     return disposition(SIGPIPE).sa_handler == SIG_IGN;
 }
 
-// What the library called, in order, and what shall fail.
+// What the library called, in order, and which calls must fail.
 struct {
     std::vector<std::string> calls;
     const char* switchError = nullptr;
@@ -51,7 +51,7 @@ TChanSwitch* someSwitch()
 
 } // namespace
 
-// The library's calls end here, because the program's symbols come before those of other libraries.
+// These intercept the library's calls: the program's symbols precede those of other libraries.
 #pragma GCC visibility push(default)
 extern "C" {
 
@@ -198,7 +198,7 @@ protected:
     void SetUp() override
     {
         abyss = {};
-        std::signal(SIGPIPE, SIG_DFL); // what starts the tests may ignore it
+        std::signal(SIGPIPE, SIG_DFL); // it may be ignored on entry
     }
 
     void construct() { server = std::make_unique<nelka::XmlrpcServer>(); }
@@ -209,7 +209,7 @@ protected:
         server->Start("", port);
     }
 
-    // The calls since the last time.
+    // The calls since the last query.
     static Calls calls() { return std::exchange(abyss.calls, {}); }
 
     Calls callsOfDestructor()

@@ -1,4 +1,4 @@
-// nelka::XmlrpcServer against a client that is not xmlrpc-c: server_python.py, which says what it expects.
+// nelka::XmlrpcServer against Python's XML-RPC client.
 #include <string>
 
 #include <gtest/gtest.h>

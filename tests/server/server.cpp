@@ -1,5 +1,5 @@
-// nelka::XmlrpcServer over real sockets. Most tests are its client in the same thread: what they send waits in the
-// socket until Run() takes it.
+// nelka::XmlrpcServer over real sockets. Most tests are also the client, in the same thread: their requests wait in the
+// socket until Run() reads them.
 #include <nelkanet/xmlrpcserver.h>
 
 #include <array>
@@ -41,7 +41,7 @@ namespace {
 
 const LogLine banner{LOG_INFO, "************* INICIAMOS EL SERVIDOR **************"};
 
-// A connection to a server, as bare as a client may make it.
+// A bare connection to a server.
 class Peer {
 public:
     explicit Peer(unsigned short port) : descriptor(connectedTo(port))
@@ -69,7 +69,7 @@ public:
         return all;
     }
 
-    // Closing the descriptor will reset the connection.
+    // Closing the descriptor resets the connection.
     void resetWhenClosed() const
     {
         const linger abrupt{1, 0};
@@ -110,7 +110,7 @@ protected:
     int fifteen = 15;
     int sixteen = 16;
 
-    // What starts the tests may ignore it.
+    // It may be ignored on entry.
     void SetUp() override { std::signal(SIGPIPE, SIG_DFL); }
 
     void start()
@@ -121,7 +121,7 @@ protected:
         ASSERT_NE(port, 0);
     }
 
-    // Another process may take a port that was free a moment ago.
+    // Another process may take the free port first.
     void startOnAChosenPort(const std::string& address = "", unsigned int above = 0)
     {
         for (int tries = 0; tries < 5; ++tries) {
@@ -133,7 +133,7 @@ protected:
         ADD_FAILURE() << "no port";
     }
 
-    // What the server sends for these bytes, served by one Run().
+    // The server's answer to these bytes, served by one Run().
     std::string exchange(const std::string& bytes)
     {
         const Peer peer(port);
@@ -156,7 +156,7 @@ protected:
         EXPECT_TRUE(contains(response, xml::i4(code))) << response;
     }
 
-    // What xmlrpc-c itself says of a name registered twice.
+    // xmlrpc-c's message for a name registered twice.
     static Lines duplicateLines()
     {
         xmlrpc_env env;
@@ -479,7 +479,7 @@ TEST_F(Server, RunReturnsOnSignal)
     action.sa_handler = ignoreSignal;
     sigaction(SIGUSR1, &action, nullptr);
     std::atomic<bool> returned{false};
-    // Again and again, because the first may come before the wait.
+    // Repeatedly, because the first may come before the wait.
     std::thread caller([&returned, runner = pthread_self()] {
         for (int tries = 0; tries < 1000 && !returned; ++tries) {
             pthread_kill(runner, SIGUSR1);
@@ -549,7 +549,7 @@ TEST_P(ServerShortOfDescriptors, DoesNotSpin)
 TEST_P(ServerShortOfDescriptors, LogsOneLinePerShortage)
 {
     const Lines line{{LOG_ERR, "No free descriptor for a connection: connections wait until there is one"}};
-    server.Run(); // serves the one that waits
+    server.Run(); // serves the waiting connection
     for (int times = 0; times < 2; ++times) {
         {
             const DescriptorShortage shortage(GetParam());

@@ -13,7 +13,7 @@
 
 namespace support {
 
-/// Serves, for its life, what `publish` adds, on a free port.
+/// Serves the methods that `publish` adds, on a free port, during its lifetime.
 class ServerProcess {
 public:
     explicit ServerProcess(void (*publish)(nelka::XmlrpcServer&))

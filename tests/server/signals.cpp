@@ -1,4 +1,4 @@
-// Signals that land in a server's own thread, whose process calls other slaves too.
+// Signals that land in a server's thread, in a process that also calls slaves.
 #include <atomic>
 #include <csignal>
 #include <ctime>
@@ -38,7 +38,7 @@ int latestSocket = -1;
 
 } // namespace
 
-// The server formats the date of its replies with it, under the lock of the time zone, which syslog() takes too.
+// The server formats the date of its replies with it, under the time zone lock, which syslog() takes too.
 extern "C" __attribute__((visibility("default"))) time_t mktime(tm* time) noexcept
 {
     static const auto real = next<decltype(mktime)>("mktime");

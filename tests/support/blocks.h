@@ -1,4 +1,4 @@
-// Blocks of bytes, as tests make and compare them.
+// Blocks of bytes for tests.
 #pragma once
 
 #include <algorithm>
@@ -12,7 +12,7 @@
 
 namespace support {
 
-/// Bytes without a period, so that neither a cut nor a repetition goes unseen.
+/// Bytes without a period, to reveal cuts and repetitions.
 inline std::string bytes(std::size_t size)
 {
     std::string all;
@@ -37,7 +37,7 @@ inline std::vector<char> block(std::string_view content)
     return {content.begin(), content.end()};
 }
 
-/// Says how long the two are where they differ, not what is in them.
+/// Reports only the sizes if they differ, not the contents.
 inline void expectSameBytes(const std::vector<char>& actual, std::string_view expected)
 {
     EXPECT_TRUE(std::ranges::equal(actual, expected)) << actual.size() << " of " << expected.size() << " bytes";

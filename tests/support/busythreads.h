@@ -1,4 +1,4 @@
-// Other threads of the application, at work while a call is made.
+// Other busy threads of the application.
 #pragma once
 
 #include <atomic>
@@ -9,7 +9,7 @@
 
 namespace support {
 
-/// Threads that compute without a pause, and take signals as the constructing thread does.
+/// Threads that compute without a pause, with the signal mask of the constructing thread.
 class BusyThreads {
 public:
     explicit BusyThreads(std::size_t count) : running(static_cast<std::ptrdiff_t>(count))
@@ -18,7 +18,7 @@ public:
             threads.emplace_back([this] {
                 running.count_down();
                 while (!done)
-                    std::this_thread::yield(); // lateness is to be the library's, not the scheduler's
+                    std::this_thread::yield(); // measure the library, not the scheduler
             });
         running.wait();
     }

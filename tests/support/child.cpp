@@ -15,7 +15,7 @@ namespace support {
 
 namespace {
 
-// What `body` throws must not go on into the tests of the parent.
+// An exception of `body` must not reach the parent's tests.
 [[noreturn]] void live(const std::function<void()>& body, pid_t parent) noexcept
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);

@@ -1,4 +1,4 @@
-// A process that is forked from the test.
+// A child process of the test.
 #pragma once
 
 #include <chrono>
@@ -8,7 +8,7 @@
 
 namespace support {
 
-/// Runs `body` in a child process, which ends with it, with this object or with the test, whichever ends first.
+/// Runs `body` in a child process, which ends with `body`, this object or the test.
 class Child {
 public:
     explicit Child(const std::function<void()>& body);
@@ -18,7 +18,7 @@ public:
 
     pid_t id() const { return child; }
 
-    /// Waits for its end and returns what waitpid() says of it. Kills it when that takes longer than `patience`.
+    /// Waits for its end and returns its status from waitpid(). Kills it after `patience`.
     int end(std::chrono::seconds patience);
 
 private:

@@ -1,4 +1,4 @@
-// What most tests of the client start from.
+// The fixture of most tests of the client.
 #pragma once
 
 #include <cstdio>
@@ -13,16 +13,16 @@
 
 namespace support {
 
-/// In milliseconds, for calls that are not to time out.
+/// In milliseconds, for calls that must not time out.
 constexpr int ampleTimeout = 5000;
 
-/// The line of a signal's handler: "SIGINT" or "SIGALRM", and the flag as it was before.
+/// The log line of a signal: "SIGINT" or "SIGALRM", and the former flag.
 inline LogLine signalLine(const std::string& signal, int flag = 0)
 {
     return {LOG_NOTICE, signal + " signal received. interrupt " + std::to_string(flag)};
 }
 
-/// A scripted slave, forked first, and a client that is ready to call it; the log is recorded from there on.
+/// A scripted slave, forked first, and a client ready to call it, with the log recorded.
 class ClientTest : public ::testing::Test {
 protected:
     ScriptedSlave slave;

@@ -40,7 +40,7 @@ inline std::string fileWith(const std::filesystem::path& path, const std::string
     return path;
 }
 
-/// What a file holds.
+/// The content of a file.
 inline std::string contents(const std::filesystem::path& path)
 {
     std::ifstream file(path, std::ios::binary);

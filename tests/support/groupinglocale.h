@@ -1,4 +1,4 @@
-// A locale that shows where a number is written in it.
+// A locale that reveals which numbers are formatted with it.
 #pragma once
 
 #include <locale>
@@ -6,7 +6,7 @@
 
 namespace support {
 
-/// For its life, the global locale writes 8080 as 8.0.8.0.
+/// During its lifetime the global locale writes 8080 as 8.0.8.0.
 class GroupingLocale {
 public:
     GroupingLocale() : former(std::locale::global(std::locale(std::locale(), new Grouping))) {}

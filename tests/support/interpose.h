@@ -1,4 +1,4 @@
-// Functions of other libraries that a program of tests stands before, because its symbols come first.
+// Functions of other libraries that a test program replaces, because its symbols come first.
 #pragma once
 
 #include <stdexcept>
@@ -7,7 +7,7 @@
 
 namespace support {
 
-/// The function of that name that comes after the program's own.
+/// The function that the program's own replaces.
 template <typename Function>
 Function* next(const char* name)
 {

@@ -12,7 +12,7 @@ namespace support {
 
 namespace {
 
-// Nothing here allocates or locks: log calls come from signal handlers too.
+// Nothing here allocates or locks, because signal handlers log too.
 struct Slot {
     std::atomic<bool> complete{false};
     int priority = 0;
@@ -95,7 +95,7 @@ void LogRecorder::clear()
 
 } // namespace support
 
-// The library's calls end here, because the program's symbols come before those of the C library.
+// These intercept the library's calls: the program's symbols precede those of the C library.
 #pragma GCC visibility push(default)
 extern "C" {
 

@@ -1,4 +1,4 @@
-// Records what the process writes to the system log, in place of writing it.
+// Records the process's log lines instead of writing them to the system log.
 #pragma once
 
 #include <atomic>
@@ -19,8 +19,8 @@ using Lines = std::vector<LogLine>;
 
 std::ostream& operator<<(std::ostream& out, const LogLine& line);
 
-/// While it lives, syslog() and its kin record. Safe in signal handlers and threads: the handler's lines are among
-/// the recorded ones, in the order of the calls. One at a time. Without one, log calls do nothing.
+/// During its lifetime, syslog() and the like record, in the order of the calls. Safe in signal handlers and threads.
+/// Only one may exist; without one, log calls do nothing.
 class LogRecorder {
 public:
     LogRecorder();
@@ -30,15 +30,14 @@ public:
 
     Lines lines() const;
 
-    /// The lines, with the number that follows "line " in those that name a source file replaced by N, so that a
-    /// test can compare them exactly.
+    /// The lines, with line numbers of source files replaced by N, for exact comparison.
     Lines linesWithoutNumbers() const;
 
-    /// Forgets what was recorded so far.
+    /// Forgets the recorded lines.
     void clear();
 
-    /// Called, if set, inside every log call, in whatever context it is made. The errno it leaves is what the log call
-    /// leaves, as the real one may change it.
+    /// Called, if set, inside every log call, in any context. The errno it leaves is that of the log call, as syslog()
+    /// may change errno.
     static std::atomic<void (*)()> duringLogCall;
 };
 

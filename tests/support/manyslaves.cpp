@@ -39,10 +39,10 @@ struct Connection {
     int socket;
     std::size_t slave;
     std::string received;
-    std::optional<Clock::time_point> due; ///< of the answer, once a request is complete
+    std::optional<Clock::time_point> due; ///< time of the answer, once a request is complete
 };
 
-// The slaves' side: one loop for all of them.
+// The slaves' side: one loop for all.
 template <typename Counts>
 class Rack {
 public:
@@ -138,7 +138,7 @@ ManySlaves::ManySlaves(const std::vector<Step>& steps)
     if (steps.size() > most)
         throw std::length_error("too many slaves");
     void* const shared =
-        mmap(nullptr, sizeof(Counts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0); // of zeroes
+        mmap(nullptr, sizeof(Counts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0); // zeroed
     checked(shared == MAP_FAILED ? -1 : 0, "mmap");
     counts = static_cast<Counts*>(shared);
     std::vector<int> listeners;
@@ -148,7 +148,7 @@ ManySlaves::ManySlaves(const std::vector<Step>& steps)
         listeningPorts.push_back(portOf(listeners.back()));
     }
     child.emplace([&] {
-        std::signal(SIGINT, SIG_IGN); // a terminal's goes to the whole group
+        std::signal(SIGINT, SIG_IGN); // Ctrl-C goes to the whole group
         Rack(listeners, steps, *counts).run();
     });
     for (const int listener : listeners)

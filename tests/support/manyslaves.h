@@ -11,8 +11,7 @@
 
 namespace support {
 
-/// Each slave does the same with every request, as its step says; of a step the bytes, the delay and what is done then
-/// are followed.
+/// Each slave handles every request as its step says, but follows only bytes, delay and `then`.
 class ManySlaves {
 public:
     explicit ManySlaves(const std::vector<Step>& steps);
@@ -22,10 +21,10 @@ public:
 
     const std::vector<unsigned short>& ports() const { return listeningPorts; }
 
-    /// The requests that each has received.
+    /// The number of requests that each has received.
     std::vector<std::size_t> requests() const;
 
-    /// The most connections that were open at once.
+    /// The highest number of simultaneous connections.
     std::size_t mostConnections() const;
 
     void awaitRequests(std::size_t sum) const;

@@ -1,4 +1,4 @@
-// Standard output that is dropped.
+// Discards standard output.
 #pragma once
 
 #include <iostream>
@@ -6,7 +6,7 @@
 
 namespace support {
 
-/// For its life, what goes to std::cout goes nowhere: the probe prints its answers there.
+/// During its lifetime std::cout is discarded: the probe prints its answers there.
 class MutedOutput : std::streambuf {
 public:
     MutedOutput() : former(std::cout.rdbuf(this)) {}

@@ -1,4 +1,4 @@
-// Every remote operation of the client, one record each: what all of them are held against.
+// Every remote operation of the client, one record each, for tests of all operations.
 #pragma once
 
 #include <array>
@@ -23,7 +23,7 @@ struct Output {
     Kind kind;
 };
 
-/// What the operations write to. A new one holds the presets, by which an output that was left alone is known.
+/// The outputs of the operations. A new object holds presets, which reveal untouched outputs.
 struct Variables {
     Variables();
 
@@ -40,56 +40,56 @@ struct Operation {
     std::string family;
     std::string name;                    ///< the client's method
     std::string remote;                  ///< the slave's procedure
-    std::string arguments;               ///< xmlrpc-c's notation, as the reply shapes
-    std::string shortReply;              ///< for a reply of one element; empty where `reply` serves any length
+    std::string arguments;               ///< xmlrpc-c's notation, as for the reply shapes
+    std::string shortReply;              ///< for a reply of one element; empty if `reply` serves any length
     std::string reply;                   ///< for any other
     std::size_t statusAt;                ///< the place of the status in `reply`
     StatusRule refusal;                  ///< the statuses that become the fault state
-    Kept kept;                           ///< the replies that are lost
+    Kept kept;                           ///< the replies that leak
     std::vector<Output> outputs;         ///< in the order of the method's parameters
-    std::string debugLine;               ///< of the sample arguments and the host 127.0.0.1; {timeout} is the time-out
-    std::vector<std::string> parameters; ///< the sample arguments on the wire, as xml::Request has them
+    std::string debugLine;               ///< for the sample arguments and the host 127.0.0.1; {timeout} is the time-out
+    std::vector<std::string> parameters; ///< the sample arguments on the wire, as in xml::Request
 
-    /// Calls the operation with the sample arguments; sets the client's `dbName` first where it is one of them.
+    /// Calls the operation with the sample arguments; first sets the client's `dbName` if that is one of them.
     void (*call)(nelka::XmlrpcClient&, Variables&, int timeout);
 
-    /// DlFicheroEsclavo never sends anything: its argument list is no array.
+    /// DlFicheroEsclavo never sends anything: its argument list is not an array.
     bool reachesTheWire() const { return arguments.front() == '('; }
 
-    /// The types of the elements that `reply` decodes: "(is*)" has "is".
+    /// The types of the elements that `reply` decodes: "is" for "(is*)".
     std::string types() const;
 
-    /// The probe keeps its debug line for its error lines.
+    /// The probe only repeats its debug line in error lines.
     bool logsDebugLine() const { return name != "sampleadd"; }
 
-    /// The debug line as one call has it, which is also the "mensaje" of its error lines.
+    /// The debug line of a call, which is also the "mensaje" of its error lines.
     std::string message(int timeout) const;
 
     bool refuses(int status) const;
 
-    /// With std::logic_error, when `reply` lacks a text.
+    /// Throws std::logic_error when `reply` lacks a text.
     bool throwsWithoutText() const { return reply.find('s') != std::string::npos; }
 
-    /// The operation's outputs, as comparable texts.
+    /// The operation's outputs as text, for comparison.
     std::vector<std::string> read(const Variables& variables) const;
 
     /// The elements of a reply that `reply` decodes, for replyArray().
     std::vector<std::string> sampleReply(int status) const;
 
-    /// What read() gives after that reply.
+    /// What read() returns after that reply.
     std::vector<std::string> delivered(int status) const;
 };
 
 /// All operations, by family: core, database, identity, administration, tuning, scanning, hardware, files, tables.
 const std::vector<Operation>& operations();
 
-/// Those that reach the wire.
+/// The operations that send something.
 std::vector<Operation> operationsOnTheWire();
 
-/// The one of that name. Throws std::out_of_range.
+/// The operation with that name. Throws std::out_of_range.
 const Operation& operation(const std::string& name);
 
-/// For the names of parameterised tests and their messages.
+/// For the names and messages of parameterised tests.
 std::ostream& operator<<(std::ostream& out, const Operation& operation);
 
 } // namespace support

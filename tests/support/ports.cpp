@@ -75,7 +75,7 @@ BlackHole::BlackHole()
     sockets.push_back(listener);
     checked(listen(listener, 0), "listen");
     listeningPort = portOf(listener);
-    // The queue is full once a connection attempt is left hanging.
+    // The queue is full when a connection attempt hangs.
     for (int i = 0; i < 4; ++i) {
         const int connection = newSocket(SOCK_NONBLOCK);
         sockets.push_back(connection);

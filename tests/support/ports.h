@@ -9,18 +9,18 @@ namespace support {
 
 sockaddr_in loopback(unsigned short port);
 
-/// A TCP socket of a free port. It does not listen.
+/// A TCP socket bound to a free port; it does not listen.
 int boundSocket();
 
 unsigned short portOf(int socket);
 
-/// A TCP socket that is connected to the port, -1 where that is refused.
+/// A TCP socket connected to the port, or -1 if refused.
 int connectedTo(unsigned short port);
 
-/// A port that nobody has, for a moment: only for what must bind it itself.
+/// A port that is free at the moment: only for callers that must bind it themselves.
 unsigned short freePort();
 
-/// A port at which connections are refused. It belongs to this object, so that nobody comes to listen there.
+/// A port that refuses connections. This object owns it, so that nobody else listens there.
 class ClosedPort {
 public:
     ClosedPort() : bound(boundSocket()) {}
@@ -34,7 +34,7 @@ private:
     int bound;
 };
 
-/// A port that takes connections into a queue that is full: connecting to it never ends.
+/// A port with a full accept queue: connecting to it never ends.
 class BlackHole {
 public:
     BlackHole();

@@ -1,4 +1,4 @@
-// A system log that tests read, and stall, with the C library's own syslog() writing to it.
+// A system log that tests can read and stall, written by the real syslog().
 #pragma once
 
 #include <atomic>
@@ -18,7 +18,7 @@
 
 namespace support {
 
-/// A private /dev/log in a private mount namespace: one in the life of a process, which cannot leave the namespace.
+/// A private /dev/log in a private mount namespace. Only one per process, which cannot leave the namespace.
 class PrivateLog {
 public:
     PrivateLog()
@@ -49,7 +49,7 @@ public:
 
     bool works() const { return owned; }
 
-    /// Fills the queue, so that the next line waits until one is read.
+    /// Fills the queue, so that the next line blocks until one is read.
     static void stall()
     {
         const int writing = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
@@ -61,7 +61,7 @@ public:
         close(writing);
     }
 
-    /// Takes the lines there are, and all that come until `done` is set.
+    /// Reads all lines until `done` is set.
     std::vector<std::string> drain(const std::atomic<bool>& done) const
     {
         std::vector<std::string> lines;

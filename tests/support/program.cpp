@@ -29,7 +29,7 @@ std::vector<char*> pointers(std::vector<std::string>& texts)
     return all;
 }
 
-// What is given replaces what is inherited.
+// Given variables replace inherited ones.
 std::vector<std::string> withOwnEnvironment(std::vector<std::string> entries)
 {
     for (char** entry = environ; *entry; ++entry) {
@@ -47,7 +47,7 @@ std::vector<std::string> withOwnEnvironment(std::vector<std::string> entries)
 std::string lineOf(int descriptor)
 {
     std::string text;
-    // One character at a time, so that what follows is left to finish().
+    // One character at a time, so that finish() reads the rest.
     for (char character; read(descriptor, &character, 1) == 1 && character != '\n';)
         text += character;
     return text;
@@ -81,7 +81,7 @@ Program::Program(const std::vector<std::string>& command, const std::vector<std:
     posix_spawn_file_actions_adddup2(&actions, outEnds[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, errEnds[1], STDERR_FILENO);
 
-    // Whoever starts the tests may ignore signals, and a program keeps ignoring them.
+    // Signals ignored on entry would stay ignored in the program.
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     sigset_t every;
@@ -104,7 +104,7 @@ Program::Program(const std::vector<std::string>& command, const std::vector<std:
     if (error != 0)
         throw std::system_error(error, std::generic_category(), command.front());
     if (input) {
-        // What is longer than a pipe holds belongs in a file.
+        // Output that fills a pipe belongs in a file.
         if (write(in, input->data(), input->size()) != static_cast<ssize_t>(input->size()))
             throw std::system_error(errno, std::generic_category(), "write");
         close(in);

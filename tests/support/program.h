@@ -1,4 +1,4 @@
-// A program that runs as a user runs it.
+// Runs a program as a user does.
 #pragma once
 
 #include <optional>
@@ -11,11 +11,11 @@
 namespace support {
 
 struct Finished {
-    int status = -1; ///< the exit status, or minus the signal that ended it
+    int status = -1; ///< the exit status, or minus the signal that killed it
     std::string out;
     std::string err;
 
-    /// The last line of standard error, without its end.
+    /// The last line of standard error, without its line end.
     std::string lastWords() const;
 };
 
@@ -24,8 +24,8 @@ std::ostream& operator<<(std::ostream& out, const Finished& finished);
 /// A program whose standard streams are pipes.
 class Program {
 public:
-    /// Starts the program at `command[0]`. `environment` entries ("NAME=value") come on top of the test's own.
-    /// Standard input holds `input`, and stays open if there is none.
+    /// Starts the program `command[0]`, with the test's environment plus `environment` ("NAME=value"). Standard input
+    /// holds `input`; without one it stays open.
     explicit Program(const std::vector<std::string>& command, const std::vector<std::string>& environment = {},
                      const std::optional<std::string>& input = "");
     ~Program();
@@ -35,13 +35,13 @@ public:
     pid_t pid() const { return child; }
     void signal(int number) const;
 
-    /// Waits for the next line of standard output, without its end; empty when none comes any more.
+    /// Waits for the next line of standard output, without its line end; empty at the end.
     std::string line() const;
 
-    /// The same of standard error.
+    /// The same for standard error.
     std::string errorLine() const;
 
-    /// Waits for its end, reading what it writes. Throws std::runtime_error after 60 seconds; the destructor ends it.
+    /// Reads its output until it ends. Throws std::runtime_error after 60 seconds; the destructor kills it.
     Finished finish();
 
 private:

@@ -1,5 +1,5 @@
-// nelkaslave as a recorder between a slave and its callers, who are not to notice it. The environment variable
-// NELKANET_RECORDER names its command, so that whole programs of tests run through it.
+// nelkaslave as a recorder between a slave and its callers, who must not notice it. The environment variable
+// NELKANET_RECORDER names its command, to run whole test programs through it.
 #pragma once
 
 #include <memory>
@@ -16,7 +16,7 @@ namespace support {
 
 class Recorder {
 public:
-    /// Null unless the environment asks for one.
+    /// Null unless the environment names one.
     static std::unique_ptr<Recorder> before(unsigned short slave)
     {
         const char* const command = std::getenv("NELKANET_RECORDER");

@@ -25,7 +25,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// What parent and slave tell each other: a text is its length and its bytes.
+// Messages between parent and slave: a text is its length and its bytes.
 
 bool writeAll(int fd, const void* data, std::size_t size)
 {
@@ -261,7 +261,7 @@ private:
         }
     }
 
-    // Waits, obeying meanwhile; false once another script is played.
+    // Waits, while taking orders; false once another script is played.
     bool wait(milliseconds time, std::uint64_t number)
     {
         const Clock::time_point end = Clock::now() + time;
@@ -290,7 +290,7 @@ private:
     std::uint64_t scriptNumber = 0;
     std::vector<std::string> requests;
     std::size_t accepted = 0;
-    std::map<int, std::string> open; // descriptor and what it has received of its next request
+    std::map<int, std::string> open; // descriptor and the bytes received of its next request
     std::vector<int> held;
 };
 
@@ -403,7 +403,7 @@ ScriptedSlave::ScriptedSlave(std::vector<Step> script, int receiveBuffer)
     child.emplace([&] {
         for (const int signal : {SIGALRM, SIGTERM, SIGCHLD})
             std::signal(signal, SIG_DFL);
-        std::signal(SIGINT, SIG_IGN); // a terminal's goes to the whole group
+        std::signal(SIGINT, SIG_IGN); // Ctrl-C goes to the whole group
         sigset_t none;
         sigemptyset(&none);
         sigprocmask(SIG_SETMASK, &none, nullptr);

@@ -1,4 +1,4 @@
-// Random numbers that come back when a test is run again.
+// Random numbers that are the same in every run.
 #pragma once
 
 #include <random>

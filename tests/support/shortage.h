@@ -9,7 +9,7 @@
 
 namespace support {
 
-/// Leaves the process `left` free descriptors while it lives.
+/// Leaves the process `left` free descriptors during its lifetime.
 class DescriptorShortage {
 public:
     explicit DescriptorShortage(int left = 0)

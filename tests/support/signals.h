@@ -1,4 +1,4 @@
-// The process's timer and signals, as tests look at them.
+// The process's timer and signals, for tests.
 #pragma once
 
 #include <chrono>
@@ -10,11 +10,11 @@
 #include <sys/time.h>
 
 #include "scriptedslave.h"
-#include "stopwatch.h" // what a signal ends is timed
+#include "stopwatch.h" // for the duration of interrupted calls
 
 namespace support {
 
-/// Until the process's timer expires; zero while it is not armed.
+/// The time until the process's timer expires; zero if it is not armed.
 inline std::chrono::microseconds timerLeft()
 {
     itimerval timer;
@@ -29,7 +29,7 @@ inline struct sigaction disposition(int signal)
     return action;
 }
 
-/// Which signals `all` holds.
+/// The signals in `all`.
 inline std::set<int> members(const sigset_t& all)
 {
     std::set<int> found;
@@ -39,7 +39,7 @@ inline std::set<int> members(const sigset_t& all)
     return found;
 }
 
-/// The signals that the calling thread holds back.
+/// The signals that the calling thread blocks.
 inline std::set<int> heldSignals()
 {
     sigset_t held;
@@ -47,7 +47,7 @@ inline std::set<int> heldSignals()
     return members(held);
 }
 
-/// Those that wait for the calling thread to let them through.
+/// The signals pending for the calling thread.
 inline std::set<int> pendingSignals()
 {
     sigset_t pending;
@@ -55,7 +55,7 @@ inline std::set<int> pendingSignals()
     return members(pending);
 }
 
-/// For its life, the calling thread holds back exactly these signals.
+/// During its lifetime the calling thread blocks exactly these signals.
 class HoldingBack {
 public:
     explicit HoldingBack(const std::set<int>& signals)
@@ -74,14 +74,14 @@ private:
     sigset_t former;
 };
 
-/// Runs `action` in a separate thread that takes neither SIGALRM nor SIGINT nor SIGTERM.
+/// Runs `action` in a separate thread that blocks SIGALRM, SIGINT and SIGTERM.
 inline std::future<void> apart(std::function<void()> action)
 {
     const HoldingBack inherited({SIGALRM, SIGINT, SIGTERM});
     return std::async(std::launch::async, std::move(action));
 }
 
-/// Runs `action` apart, once the slave has received a request.
+/// Runs `action` in a separate thread, once the slave has received a request.
 inline std::future<void> onceAsked(const ScriptedSlave& slave, std::function<void()> action)
 {
     return apart([&slave, action = std::move(action)] {

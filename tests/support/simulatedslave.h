@@ -1,4 +1,4 @@
-// nelkaslave, as a user runs it. The build names it: NELKASLAVE, and EMULATOR if it needs one.
+// Runs nelkaslave as a user does. The build defines NELKASLAVE, and EMULATOR if it needs one.
 #pragma once
 
 #include <csignal>
@@ -13,7 +13,7 @@
 
 namespace support {
 
-/// How to run a program of the build, through the emulator if it needs one.
+/// The command for a program of the build, through the emulator if needed.
 inline std::vector<std::string> builtCommand(const std::string& program, const std::vector<std::string>& arguments)
 {
     std::vector<std::string> words;
@@ -25,13 +25,13 @@ inline std::vector<std::string> builtCommand(const std::string& program, const s
     return words;
 }
 
-/// How to run nelkaslave with some options.
+/// The command for nelkaslave with options.
 inline std::vector<std::string> slaveCommand(const std::vector<std::string>& options)
 {
     return builtCommand(NELKASLAVE, options);
 }
 
-/// A slave that listens on a free port. `starter` is a command that runs the one that follows it.
+/// A slave that listens on a free port. `starter` is a prefix of its command.
 class SimulatedSlave : public Program {
 public:
     explicit SimulatedSlave(std::vector<std::string> options = {}, const std::vector<std::string>& environment = {},
@@ -66,7 +66,7 @@ private:
     unsigned short listeningPort = 0;
 };
 
-/// Makes the sample state in a folder that is absent or empty.
+/// Creates the sample state in a folder that is missing or empty.
 inline void makeState(const std::filesystem::path& folder)
 {
     SimulatedSlave({"--state", folder}).end(SIGTERM);

@@ -1,4 +1,4 @@
-// How long something takes, and how much longer it may.
+// Measures time, and how late something may be.
 #pragma once
 
 #include <chrono>
@@ -6,7 +6,7 @@
 
 namespace support {
 
-/// Time since its construction, or the last restart.
+/// The time since its construction or the last restart.
 class Stopwatch {
 public:
     void restart() { start = Clock::now(); }
@@ -21,8 +21,8 @@ private:
     Clock::time_point start = Clock::now();
 };
 
-/// How late a call may end. A tool or an emulator under which everything is late is announced with NELKANET_SLOW:
-/// nothing is said of lateness then.
+/// How late a call may end. NELKANET_SLOW announces a tool or an emulator that slows everything down: then nothing is
+/// too late.
 inline std::chrono::milliseconds lateness()
 {
     return std::getenv("NELKANET_SLOW") ? std::chrono::hours(1) : std::chrono::milliseconds(250);

@@ -67,7 +67,6 @@ std::string unescaped(std::string_view text)
     return out;
 }
 
-// Reads a document from front to back.
 class Reader {
 public:
     explicit Reader(std::string_view text) : rest(text) {}

@@ -1,4 +1,4 @@
-// XML-RPC documents as text, written without xmlrpc-c.
+// Writes and reads XML-RPC documents without xmlrpc-c.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +23,7 @@ std::string array(const std::vector<std::string>& values);
 /// Documents.
 std::string response(const std::string& value);
 std::string fault(int code, std::string_view reason);
-/// As xmlrpc-c writes it, its parameters given as they travel: requestBody("RdHora", {"<i4>1</i4>"}).
+/// As xmlrpc-c writes it, with the parameters as XML: requestBody("RdHora", {"<i4>1</i4>"}).
 std::string requestBody(const std::string& method, const std::vector<std::string>& parameters);
 
 std::string repeated(const std::string& part, int times);
@@ -31,15 +31,15 @@ std::string repeated(const std::string& part, int times);
 std::string encodeBase64(std::string_view bytes);
 std::string decodeBase64(std::string_view text);
 
-/// A request as a decoder that is not xmlrpc-c reads it.
+/// A parsed request.
 struct Request {
     std::string method;
-    /// One text a parameter: its type and its value, as in "i4 10", "boolean 1", "string abc", "base64 " followed by
+    /// One text per parameter: its type and its value, as in "i4 10", "boolean 1", "string abc", "base64 " followed by
     /// the decoded bytes.
     std::vector<std::string> parameters;
 };
 
-/// Throws std::runtime_error where `body` is not a methodCall of scalars.
+/// Throws std::runtime_error unless `body` is a methodCall with scalars.
 Request parseRequest(std::string_view body);
 
 } // namespace support::xml

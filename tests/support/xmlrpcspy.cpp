@@ -20,7 +20,7 @@ struct XmlrpcWatch {
             spy->calls.emplace_back(call);
     }
 
-    // Whether the step was made to fail.
+    // Whether the test made the step fail.
     static bool fails(SetupStep step, xmlrpc_env* env)
     {
         if (!spy || !spy->failureDue || spy->failing != step)
@@ -145,11 +145,11 @@ using support::next;
 using support::SetupStep;
 using support::XmlrpcWatch;
 
-// The library's calls end here, because the program's symbols come before those of xmlrpc-c.
+// These intercept the library's calls: the program's symbols precede those of xmlrpc-c.
 #pragma GCC visibility push(default)
 extern "C" {
 
-// Weak, like xmlrpc_client_call2f(): programs of tests have their own.
+// Weak, like xmlrpc_client_call2f(), because some test programs have their own.
 [[gnu::weak]] void xmlrpc_env_init(xmlrpc_env* env)
 {
     static const auto real = next<decltype(xmlrpc_env_init)>("xmlrpc_env_init");

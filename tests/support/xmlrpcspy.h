@@ -1,5 +1,5 @@
-// Stands between the library and xmlrpc-c: sees what the library asks of it, and makes it fail on demand. In every
-// program that uses it or calls one of these functions.
+// Stands between the library and xmlrpc-c: watches the calls, and makes them fail on demand. Linked into every program
+// that uses it or calls one of these functions.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +16,7 @@ namespace support {
 /// The steps of init() that can fail.
 enum class SetupStep { environment, globalConst, client };
 
-/// What xmlrpc_client_create() was given, and what it made.
+/// The arguments and the result of xmlrpc_client_create().
 struct Creation {
     int flags = 0;
     std::string appName;
@@ -24,12 +24,12 @@ struct Creation {
     std::string transport;
     unsigned int parmSize = 0;
     std::size_t transportParmSize = 0;
-    xmlrpc_curl_xportparms transportParms{}; ///< its user_agent is gone, see below
+    xmlrpc_curl_xportparms transportParms{}; ///< its user_agent dangles, see below
     std::string userAgent;
     xmlrpc_client* client = nullptr;
 };
 
-/// One at a time; it sees what happens while it lives.
+/// Watches during its lifetime. Only one may exist.
 class XmlrpcSpy {
 public:
     XmlrpcSpy();
@@ -37,30 +37,30 @@ public:
     XmlrpcSpy(const XmlrpcSpy&) = delete;
     XmlrpcSpy& operator=(const XmlrpcSpy&) = delete;
 
-    /// The next time that step is taken (for the environment: on `env`) it records this fault.
+    /// Makes the next execution of the step (for the environment: on `env`) record this fault.
     void failNext(SetupStep step, int code, const std::string& text, const xmlrpc_env* env = nullptr);
 
-    /// Names of the calls that set up and release, in order, without "xmlrpc_" and "client_".
+    /// The names of the calls that set up and release, in order, without "xmlrpc_" and "client_".
     std::vector<std::string> calls;
 
     int globalSetups = 0; ///< set up and not torn down
     int clients = 0;      ///< created and not destroyed
     std::vector<Creation> creations;
     std::vector<std::pair<int, std::size_t>> limits;
-    int* interruptFlag = nullptr; ///< the one registered last
+    int* interruptFlag = nullptr; ///< the last registered
 
     int remoteCalls = 0;
     int callsOnFaultyEnvironment = 0;
     int resultsReceived = 0; ///< by remote calls
-    int resultsReleased = 0; ///< of the last of these: how often
+    int resultsReleased = 0; ///< releases of the last of these
 
-    /// The last of these if the library has kept it, else null.
+    /// The last of these if the library has kept it, or null.
     xmlrpc_value* keptResult() const;
 
-    /// Releases that one, so that leaks on purpose hide no others.
+    /// Releases it, so that intended leaks hide no others.
     void releaseKeptResult();
 
-    /// Run around each remote call, if set.
+    /// Called around each remote call, if set.
     std::function<void()> beforeCall;
     std::function<void()> afterCall;
 

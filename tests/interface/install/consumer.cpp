@@ -1,4 +1,4 @@
-// A program outside the tree that uses all public classes, as C++11.
+// A C++11 program outside the source tree that uses all public classes.
 #include <cstdio>
 #include <string>
 
@@ -11,14 +11,14 @@
 
 namespace {
 
-// One that another database library would bring.
+// A class that another database library would provide.
 class Answering : public nelkadb::CDB {
 public:
     void getTable(std::string, nelkadb::ResultSet&, int timeout) override { setFault(timeout); }
     void execQuery(std::string, int& result, std::string, int) override { result = 7; }
 };
 
-// With the functions of xmlrpc-c that a handler calls, from each of the two libraries that they stand in.
+// Calls xmlrpc-c's functions for handlers, from both of its libraries.
 xmlrpc_value* handler(xmlrpc_env* env, xmlrpc_value* parameters, void*, void*)
 {
     xmlrpc_int32 number = 0;
@@ -49,7 +49,7 @@ int main()
     server.Start("", 0);
     expect(server.listening(), "a server listens");
 
-    // Nothing listens on the port that is asked.
+    // Nothing listens on this port.
     nelka::XmlrpcClient client("127.0.0.1", 1, "eth0", "consumer", NELKANET_VERSION);
     expect(client.init() == 0, "a client is ready");
     client.dbName = "modulo";
