@@ -1,6 +1,6 @@
-# xmlrpc-c comes with a script for its flags and no description that a cross build could read.
+# xmlrpc-c describes its flags only by a script, which a cross build cannot use.
 #
-# Defines XmlrpcC::client, XmlrpcC::server and XmlrpcC::value (the value API alone).
+# Defines XmlrpcC::client, XmlrpcC::server and XmlrpcC::value (only the value API).
 
 find_path(XmlrpcC_INCLUDE_DIR xmlrpc-c/client.h)
 

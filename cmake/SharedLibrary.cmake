@@ -1,5 +1,5 @@
-# What libnelkadb and libnelkanet have in common: an exact list of exported symbols, headers that are found under the
-# library's name before and after installation, a pkg-config file and a CMake package.
+# Common to libnelkadb and libnelkanet: an exact list of exported symbols, headers found under the library's name before
+# and after installation, a pkg-config file and a CMake package.
 #
 # shared_library(NAME HEADERS header... SOURCES source...)
 function(shared_library name)
@@ -11,7 +11,7 @@ function(shared_library name)
 
   set(exports ${CMAKE_CURRENT_SOURCE_DIR}/${name}.map)
   target_link_options(${name} PRIVATE LINKER:--version-script=${exports} LINKER:--as-needed)
-  if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize") # clang leaves a sanitizer's own symbols to the program
+  if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize") # clang leaves the sanitizer's symbols to the program
     target_link_options(${name} PRIVATE LINKER:--no-undefined)
   endif()
   set_property(TARGET ${name} PROPERTY LINK_DEPENDS ${exports})
@@ -33,7 +33,7 @@ function(shared_library name)
     DESTINATION ${package} COMPONENT dev)
   install(EXPORT ${name} FILE ${name}-targets.cmake NAMESPACE ${name}:: DESTINATION ${package} COMPONENT dev)
 
-  # By its own place, so that it is right wherever `cmake --install --prefix` or a package puts it.
+  # Relative to the .pc file, to be right wherever `cmake --install --prefix` or a package puts it.
   file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
   configure_file(${name}.pc.in ${name}.pc @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)

@@ -1,4 +1,4 @@
-# 32-bit ARM with Debian's cross compiler, against the root that packaging/armhf-root unpacks; what is built can be run here
+# 32-bit ARM with Debian's cross compiler, against the root unpacked by packaging/armhf-root; the programs run here
 # under user-mode emulation.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
@@ -6,11 +6,11 @@ set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
 
 set(NELKANET_ARMHF_ROOT ${CMAKE_CURRENT_LIST_DIR}/../build/armhf-root CACHE PATH "Root with the armhf packages")
 file(REAL_PATH ${NELKANET_ARMHF_ROOT} CMAKE_SYSROOT)
-# The toolchain is read once more by every probe of the compiler.
+# Every compiler probe reads this file again.
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES NELKANET_ARMHF_ROOT)
 
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
-# What GCC 7.1 changed in the passing of parameters concerns no one who starts today.
+# The ABI change of GCC 7.1 does not concern new programs.
 set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
@@ -18,7 +18,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# With its whole path, because not all that start it search for it.
+# With its full path, because not every caller searches PATH.
 find_program(QEMU_ARM qemu-arm-static)
 mark_as_advanced(QEMU_ARM)
 if(QEMU_ARM)

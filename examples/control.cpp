@@ -1,4 +1,4 @@
-// A control loop that treats each kind of failure as what it is, and ends on Ctrl-C: control HOST PORT ROUNDS
+// A control loop that handles each kind of failure and ends on Ctrl-C: control HOST PORT ROUNDS
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
@@ -18,15 +18,15 @@ namespace {
 
 enum class Outcome { done, refused, late, broken };
 
-// init() takes SIGINT over, and its handler writes to the log wherever the signal lands. A program that holds SIGINT
-// back in every thread and reads it instead is never interrupted in its own work; it cuts the running call itself.
+// init() takes over SIGINT, and its handler logs wherever the signal lands. A program that blocks SIGINT in every
+// thread and reads it instead is never interrupted; it cuts the running call itself.
 std::atomic<bool> stopping{false};
 
 void awaitInterrupt(int descriptor)
 {
     sigset_t all;
     sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, nullptr); // alarms are for the thread that makes the calls
+    pthread_sigmask(SIG_BLOCK, &all, nullptr); // alarms must reach the calling thread
     signalfd_siginfo taken;
     while (read(descriptor, &taken, sizeof taken) != sizeof taken) {
     }
@@ -34,7 +34,7 @@ void awaitInterrupt(int descriptor)
     nelka::XmlrpcClient::interruptRpc(SIGINT);
 }
 
-// Before any other thread is started, since that inherits what is held back.
+// Construct before starting other threads, which inherit the signal mask.
 bool watchForInterrupt()
 {
     sigset_t interrupts;
@@ -55,7 +55,7 @@ Outcome outcomeOf(const nelka::XmlrpcClient& slave)
     return slave.getFault() == XMLRPC_TIMEOUT_ERROR ? Outcome::late : Outcome::broken;
 }
 
-// Whether to go on.
+// False to end the loop.
 bool settle(nelka::XmlrpcClient& slave)
 {
     switch (outcomeOf(slave)) {
@@ -63,11 +63,11 @@ bool settle(nelka::XmlrpcClient& slave)
         std::cout << "done\n";
         return true;
     case Outcome::refused:
-        // The slave is well and said no: asking again would not change its mind.
+        // The slave refused: repeating the call would not help.
         std::cout << "refused with " << slave.getFault() << '\n';
         return true;
     case Outcome::late:
-        // It may still have done what was asked; the next round asks again.
+        // The slave may have carried out the call; the next round repeats it.
         std::cout << "no answer in time\n";
         return true;
     case Outcome::broken:
@@ -87,7 +87,7 @@ bool ask(nelka::XmlrpcClient& slave)
         std::cout << "broken: " << missingText.what() << '\n';
         return true;
     }
-    // After a fault the alarm of the call is still armed; stopped here, it does not get in the way of what follows.
+    // After a fault the alarm of the call is still armed: stop it, so that it interrupts nothing later.
     slave.set_timer(0);
     return stopping || settle(slave);
 }

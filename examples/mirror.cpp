@@ -13,7 +13,7 @@ namespace {
 constexpr int timeoutMs = 3000;
 constexpr std::chrono::milliseconds pollInterval(200);
 
-// init() takes SIGINT for itself, to cut calls short; the handler that is set after it passes the signal on.
+// init() takes over SIGINT to cut calls short; a handler installed afterwards passes the signal on.
 volatile std::sig_atomic_t stopping = 0;
 
 void stop(int signal)
@@ -56,13 +56,13 @@ int main(int argc, char** argv)
         slave.xmlrpc_changes(changes, timeoutMs);
         if (slave.getFault() == 0 && changes != mirrored) {
             slave.getTable(argv[4], table, timeoutMs);
-            // The counter was read before the table, so a change in between is seen by the next poll.
+            // The counter was read before the table, so the next poll detects a change in between.
             if (slave.getFault() == 0) {
                 mirrored = changes;
                 print(table);
             }
         }
-        slave.set_timer(0); // no late alarm of a call that failed cuts the pause short
+        slave.set_timer(0); // so that no late alarm of a failed call cuts the pause short
         if (slave.getFault() != 0 && !stopping)
             std::cerr << "not mirrored this time: fault " << slave.getFault() << '\n';
         std::this_thread::sleep_for(pollInterval);

@@ -1,4 +1,4 @@
-// The smallest slave: knows the time, and nothing else: slave PORT
+// The smallest slave, which knows only the time: slave PORT
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
@@ -37,8 +37,8 @@ int main(int argc, char** argv)
         return 1;
     }
 
-    // A signal that is caught ends the wait for a connection. One that lands just before the wait is
-    // noticed after the next connection; nelkaslave shows how to miss none.
+    // A caught signal ends the wait for a connection. One that lands just before the wait is noticed only after the
+    // next connection; nelkaslave shows how to avoid that.
     struct sigaction action = {};
     action.sa_handler = stop;
     sigaction(SIGTERM, &action, nullptr);

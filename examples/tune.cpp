@@ -23,7 +23,7 @@ int main(int argc, char** argv)
     int status = 0;
     slave.sintonizarCanalTerr(canal, parametro, status, indicador, 3000);
 
-    slave.set_timer(0); // no late alarm of a call that failed
+    slave.set_timer(0); // so that no alarm of a failed call comes late
     if (slave.getFault() != 0) {
         std::cerr << "not tuned: ";
         if (slave.environment().fault_occurred)

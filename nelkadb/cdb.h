@@ -1,4 +1,4 @@
-// libnelkadb: the interface through which control programs reach a database.
+// libnelkadb: the database interface of control programs.
 #ifndef NELKADB_CDB_H
 #define NELKADB_CDB_H
 
@@ -23,8 +23,8 @@ public:
     /// Here: sets the fault state to -500 and leaves `result` untouched.
     virtual void getTable(std::string query, ResultSet& result, int timeout);
 
-    /// Runs `query` against `table` and puts the integer it yields into `result`. `timeout` is in milliseconds.
-    /// Here: sets the fault state to -500 and leaves `result` untouched.
+    /// Runs `query` against `table` and puts its integer result into `result`. `timeout` is in milliseconds. Here: sets
+    /// the fault state to -500 and leaves `result` untouched.
     virtual void execQuery(std::string query, int& result, std::string table, int timeout);
 
     /// Sets the fault state; 0 means none.
