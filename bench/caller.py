@@ -1,4 +1,4 @@
-"""caller.py SENT RECEIVED PORT COUNT: makes that many calls with Python's client and prints what one took, as
+"""caller.py SENT RECEIVED PORT COUNT: makes that many calls with Python's client and prints the duration of one, as
 bench_repeat does. SENT and RECEIVED are the sizes of the block that travels, one of them or both 0.
 """
 import json

@@ -58,7 +58,7 @@ private:
     nelka::XmlrpcClient client;
 };
 
-// xmlrpc-c by itself, set up as the library sets it up.
+// Raw xmlrpc-c, set up as by the library.
 class XmlrpcCCaller : public Caller {
 public:
     XmlrpcCCaller(const Exchange& exchange_, unsigned short port)
@@ -125,7 +125,7 @@ private:
     int interrupt = 0;
 };
 
-// ... and with the lines that the library logs.
+// The same, plus the library's log lines.
 class LoggingXmlrpcCCaller : public XmlrpcCCaller {
 public:
     using XmlrpcCCaller::XmlrpcCCaller;
@@ -139,7 +139,7 @@ public:
     }
 };
 
-// A body that was made beforehand, and no look into the answer.
+// A prepared body; ignores the content of the answer.
 class CurlCaller : public Caller {
 public:
     CurlCaller(const Exchange& exchange, unsigned short port)

@@ -1,4 +1,4 @@
-// The ways to make one and the same call that are measured beside each other.
+// The measured ways to make the same call.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 
 namespace bench {
 
-/// What travels: a few integers, or a block one way.
+/// What is sent and received: a few integers, or a block one way.
 struct Exchange {
     std::size_t sent;
     std::size_t received;
@@ -20,16 +20,16 @@ public:
     Caller(const Caller&) = delete;
     Caller& operator=(const Caller&) = delete;
 
-    /// One call and the use of its answer. Throws std::runtime_error unless it went well.
+    /// Makes one call and decodes its answer. Throws std::runtime_error if it fails.
     virtual void call() = 0;
 };
 
-/// "nelkanet", "xmlrpc-c", "xmlrpc-c+syslog", "libcurl", and "xmlrpcpp" where that is installed.
+/// "nelkanet", "xmlrpc-c", "xmlrpc-c+syslog", "libcurl", and "xmlrpcpp" if installed.
 std::unique_ptr<Caller> makeCaller(const std::string& name, const Exchange& exchange, unsigned short port);
 
 void require(bool went, const char* what);
 
-/// ROS's client. Its headers need another set of warnings, so it has a separate file.
+/// ROS's client. It has a separate file because its headers need other warnings.
 std::unique_ptr<Caller> makeXmlrpcppCaller(const Exchange& exchange, unsigned short port);
 
 } // namespace bench

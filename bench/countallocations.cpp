@@ -8,7 +8,7 @@
 
 extern "C" {
 
-// The C library's own allocator, under the names that it keeps for those who take its place.
+// The C library's allocator, under its names for replacements.
 void* __libc_malloc(std::size_t);
 void* __libc_calloc(std::size_t, std::size_t);
 void* __libc_realloc(void*, std::size_t);

@@ -1,9 +1,9 @@
-// Counts what a process allocates, where libcountallocations is preloaded.
+// Counts the allocations of a process with libcountallocations preloaded.
 #pragma once
 
 struct Allocations {
-    long count; ///< calls of malloc() and its kin
-    long peak;  ///< bytes, the most that were held at once beyond those held at the start
+    long count; ///< calls of malloc() and the like
+    long peak;  ///< the most bytes held at any moment, beyond those held at the start
 };
 
 extern "C" {

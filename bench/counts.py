@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Counts what one call costs, and fails when that is more than it may be.
+"""Counts the cost of a call, and fails if it exceeds the limits.
 
 Instructions come from callgrind, as the difference of two run lengths, so that start-up drops out. What xmlrpc-c does
 inside its call depends on when the bytes arrive; what happens around it is the same to the instruction every time.
@@ -30,7 +30,7 @@ MOST_OVER_RAW_WITH_I8 = 1.08
 MOST_OF_THE_PARSE = 0.15
 MOST_EXTRA_ALLOCATIONS = 6
 TOLERANCE = 1.02
-ALLOCATION_HEADERS = 4096  # beside the copy of a block: its allocation's own rounding and a few short texts
+ALLOCATION_HEADERS = 4096  # besides the copy of a block: the rounding of its allocation and a few short texts
 
 XMLRPC_CALL = "xmlrpc_client_call2f"
 OWN_LIBRARY = "libnelkanet.so"
@@ -46,7 +46,7 @@ OUTERMOST = {
 
 LINES_A_CALL = 3
 
-# The block that travels: bytes sent, bytes received.
+# The block: bytes sent, bytes received.
 EXCHANGES = {
     "small": (0, 0),
     "write48k": (48000, 0),
@@ -55,10 +55,10 @@ EXCHANGES = {
     "read700k": (0, 700000),
 }
 
-# Replies that are looked at and parsed, and how often.
+# Replies to screen and parse, and how often.
 DOCUMENTS = {"small": (10, 30), "i8": (10, 30), "block": (1, 2), "table": (1, 2)}
 
-# How the log lines go, the call that ours is compared with, arguments of bench_repeat.
+# The fate of the log lines, the call to compare with, arguments of bench_repeat.
 MODES = {
     "masked": ("xmlrpc-c", ["masked"]),
     "listening log socket": ("xmlrpc-c+syslog", []),
@@ -67,7 +67,7 @@ MODES = {
 
 
 class Responder:
-    """Gives every request the same reply; a block of that many bytes is part of it."""
+    """Answers every request with the same reply, which contains a block of that many bytes."""
 
     def __init__(self, block=0):
         self.process = subprocess.Popen([PROGRAMS / "bench_responder", str(block)], stdout=subprocess.PIPE, text=True)
@@ -83,7 +83,7 @@ class Responder:
 
 
 class LogSocket:
-    """Listens to the system log and drops what it hears."""
+    """Reads the system log and discards it."""
 
     def __enter__(self):
         self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
@@ -107,7 +107,7 @@ def environment(**more):
 
 
 class Profile:
-    """Of a callgrind file: what each shared object spent itself, what each function spent with all it called."""
+    """From a callgrind file: the cost of each shared object itself, and of each function with its callees."""
 
     def __init__(self, path):
         self.own = collections.Counter()
@@ -153,7 +153,7 @@ def profiles(times, command):
 
 
 def document(name):
-    """Instructions to look at a reply, and to parse it."""
+    """Instructions to screen a reply, and to parse it."""
     times = DOCUMENTS[name]
     few, many = profiles(times, lambda count: [PROGRAMS / "bench_documents", name, str(count)])
     return {cost: (many.inclusive[function] - few.inclusive[function]) / (times[1] - times[0])
@@ -161,8 +161,8 @@ def document(name):
 
 
 def instructions(caller, port, arguments):
-    """Per call: all of them, those around xmlrpc-c's call, those of the look at the reply, those in the library itself,
-    and its system calls."""
+    """Per call: all instructions, those around xmlrpc-c's call, those of screening the reply, those in the library itself,
+   and its system calls."""
     few, many = profiles(CALLS, lambda calls: [PROGRAMS / "bench_repeat", caller, "0", "0", port, str(calls), *arguments])
     outermost = f"bench::(anonymous namespace)::{OUTERMOST[caller]}::call()"
 

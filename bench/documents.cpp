@@ -1,4 +1,4 @@
-// documents NAME COUNT: looks at a reply as the library does, and parses it, that many times; for tools that watch a
+// documents NAME COUNT: screens a reply as the library does, and parses it, that many times; for tools that watch a
 // process.
 #include <cstdlib>
 #include <map>

@@ -1,4 +1,4 @@
-// load LIBRARY...: prints how many nanoseconds the loader takes for them.
+// load LIBRARY...: prints the nanoseconds that loading them takes.
 #include <chrono>
 #include <cstdio>
 

@@ -1,11 +1,11 @@
-"""What the pages share on which measurements stand."""
+"""Shared code for pages with measurements."""
 import pathlib
 import platform
 import re
 
 
 def figures(number):
-    """Three of them, no exponent."""
+    """Three significant figures, no exponent."""
     return f"{number:.0f}" if number >= 100 else f"{number:.3g}"
 
 
@@ -26,7 +26,7 @@ def kernel():
 
 
 def replace_between(path, text):
-    """What stands between the two marks in the page."""
+    """Replaces the part of a page between the two marks."""
     begin, end = "<!-- measured: begin -->", "<!-- measured: end -->"
     page = path.read_text()
     before, _, rest = page.partition(begin)

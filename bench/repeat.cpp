@@ -1,7 +1,7 @@
 // repeat CALLER SENT RECEIVED PORT COUNT [masked|ready]: makes that many calls, for tools that watch a process, and
-// prints as JSON what one of them took in nanoseconds. SENT and RECEIVED are the sizes of the block that travels, one
-// of them or both 0. "masked" keeps all log lines back; "ready" makes callers instead of calls. Where
-// libcountallocations is preloaded, prints what the last call allocated.
+// prints as JSON the nanoseconds of one. SENT and RECEIVED are the sizes of the blocks; at least one is 0. "masked"
+// suppresses all log lines; "ready" makes callers instead of calls. With libcountallocations preloaded, also prints the
+// allocations of the last call.
 #include <cstdio>
 #include <cstdlib>
 #include <exception>

@@ -1,4 +1,4 @@
-// What the slaves of the benchmarks answer, as one that is built on xmlrpc-c writes it.
+// The answers of the benchmarks' slaves, as xmlrpc-c writes them.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// responder BLOCKSIZE: prints its port, then gives every request the same reply, which holds a block of that many bytes
-// where that is not 0.
+// responder BLOCKSIZE: prints its port, then answers every request with the same reply, which contains a block of that
+// many bytes unless that is 0.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -37,7 +37,7 @@ void answer(int connection, const std::string& response)
     char part[65536];
     for (ssize_t size = 0; (size = recv(connection, part, sizeof part, 0)) > 0;) {
         request.append(part, static_cast<std::size_t>(size));
-        // A line break or two may follow.
+        // Line breaks may follow.
         if (request.size() < end.size() + 2 || request.find(end, request.size() - end.size() - 2) == request.npos)
             continue;
         request.clear();
