@@ -124,7 +124,7 @@ def screen(shown):
     return lines
 
 
-def a_terminal_sees_a_progress_bar_that_goes_away():
+def terminal_shows_transient_progress_bar():
     slave = scanning_slave(0, 50, 100)
     terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", "10")
     assert terminal.finish() == 0, terminal.shown
@@ -136,7 +136,7 @@ def a_terminal_sees_a_progress_bar_that_goes_away():
     assert screen(terminal.shown) == [""], screen(terminal.shown)
 
 
-def a_progress_bar_fits_any_terminal():
+def progress_bar_fits_terminal():
     for columns in (200, 40, 10, 2):
         slave = scanning_slave(0, 5, 50, 100)
         terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", "10", columns=columns)
@@ -146,7 +146,7 @@ def a_progress_bar_fits_any_terminal():
         assert (columns < 40) != any("#" in bar for bar in bars), (columns, bars)
 
 
-def a_progress_bar_shows_the_time_that_is_left():
+def progress_bar_shows_time_left():
     polls = []
 
     def status(*_):
@@ -162,7 +162,7 @@ def a_progress_bar_shows_the_time_that_is_left():
         assert abs((1000 - int(bar[1])) / 100 - int(bar[2])) <= 1, terminal.bars()
 
 
-def a_terminal_sees_how_far_a_fleet_is():
+def terminal_shows_fleet_progress():
     slave = Slave(Changes=lambda _: (time.sleep(0.1), [0, 42])[1])
     with tempfile.NamedTemporaryFile("w") as hosts:
         hosts.write(f"127.0.0.1:{slave.port}\n" * 3)
@@ -175,7 +175,7 @@ def a_terminal_sees_how_far_a_fleet_is():
     assert re.fullmatch(r"nelkactl: 3 done, [0-9.]+ s\n", "\n".join(screen(terminal.shown))), terminal.shown
 
 
-def no_terminal_sees_no_progress_bar():
+def pipe_shows_no_progress_bar():
     slave = scanning_slave(0, 50, 100)
     done = subprocess.run(
         [NELKACTL, "-p", str(slave.port), "scan", "1", "2", "3", "--interval", "10"],
@@ -185,7 +185,7 @@ def no_terminal_sees_no_progress_bar():
     assert (done.returncode, done.stderr) == (0, b""), done
 
 
-def words_take_the_place_of_the_progress_bar():
+def words_replace_progress_bar():
     slave = scanning_slave(50, -3)
     terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", "10")
     assert terminal.finish() == 1, terminal.shown
@@ -195,7 +195,7 @@ def words_take_the_place_of_the_progress_bar():
     assert not any("[#" in line for line in lines), lines
 
 
-def an_interrupt_key_cancels_the_scan():
+def interrupt_key_cancels_scan():
     slave = scanning_slave(30)
     terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", "10", "--json")
     terminal.await_text(b" 30 of 100")

@@ -283,12 +283,10 @@ TEST_P(NelkactlScript, Succeeds)
 }
 
 INSTANTIATE_TEST_SUITE_P(Nelkactl, NelkactlScript,
-                         ::testing::Values("a_terminal_sees_how_far_a_fleet_is",
-                                           "a_terminal_sees_a_progress_bar_that_goes_away",
-                                           "no_terminal_sees_no_progress_bar", "a_progress_bar_fits_any_terminal",
-                                           "a_progress_bar_shows_the_time_that_is_left",
-                                           "words_take_the_place_of_the_progress_bar",
-                                           "an_interrupt_key_cancels_the_scan", "fifty_slaves_answer_in_whole_lines",
+                         ::testing::Values("terminal_shows_fleet_progress", "terminal_shows_transient_progress_bar",
+                                           "pipe_shows_no_progress_bar", "progress_bar_fits_terminal",
+                                           "progress_bar_shows_time_left", "words_replace_progress_bar",
+                                           "interrupt_key_cancels_scan", "fifty_slaves_answer_in_whole_lines",
                                            "long_lines_of_many_processes_stay_whole"),
                          [](const auto& instance) { return std::string(instance.param); });
 

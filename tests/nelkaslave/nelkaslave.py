@@ -46,7 +46,7 @@ class Slave(unittest.TestCase):
     def procedures(self):
         return {name for name in self.slave.system.listMethods() if not name.startswith("system.")}
 
-    def test_has_every_procedure_that_a_master_calls(self):
+    def test_has_every_procedure(self):
         self.assertEqual(
             self.procedures(),
             set(
@@ -58,12 +58,12 @@ class Slave(unittest.TestCase):
             ),
         )
 
-    def test_has_a_man_page_that_describes_every_procedure(self):
+    def test_man_page_describes_every_procedure(self):
         section = re.search(r"^\.SH PROCEDURES$(.*?)^\.SH", man_page, re.M | re.S)[1]
         headings = re.findall(r"^\.TP\n\.BR? (.*)", section, re.M)
         self.assertCountEqual(" ".join(headings).replace('", "', "").split(), self.procedures())
 
-    def test_explains_and_completes_every_option(self):
+    def test_man_page_and_completion_have_every_option(self):
         usage = subprocess.run(command + ["--help"], capture_output=True, text=True, check=True).stdout
         options = re.findall(r"^  .*?(--[a-z-]+)", usage, re.M)
         self.assertGreater(len(options), 10)
@@ -72,25 +72,25 @@ class Slave(unittest.TestCase):
             self.assertRegex(man_page, re.compile(heading, re.M))
             self.assertRegex(completion, re.escape(option) + r"[\s\"]")
 
-    def test_answers_rows_of_every_kind_of_value(self):
+    def test_returns_rows_of_every_type(self):
         query = "SELECT 1 AS uno, -2147483649, 0.25, 'ñ', NULL, x'00FF', CAST(x'41FF' AS TEXT), 1e300"
         status, (names, row) = self.slave.GetTable("modulo", query)
         self.assertEqual((status, names[0]), (0, "uno"))
         self.assertEqual(row, [1, -2147483649, 0.25, "ñ", None, Binary(b"\0\xff"), Binary(b"A\xff"), 1e300])
 
-    def test_counts_a_write(self):
+    def test_counts_write(self):
         before = self.slave.Changes("modulo")[1]
         self.assertEqual(self.slave.ExecQuery("modulo", "medidas", "UPDATE medidas SET ber = 0"), [0, 4])
         self.assertEqual(self.slave.Changes("modulo"), [0, before + 1])
 
-    def test_deletes_a_file(self):
+    def test_deletes_file(self):
         self.assertEqual(self.slave.BorrarArchivo("/logs/arranque.log"), [0])
         self.assertEqual(self.slave.BorrarArchivo("/logs/arranque.log"), [1])
         self.assertEqual(self.slave.BorrarArchivo("/logs"), [2])
         self.assertEqual(self.slave.BorrarArchivo("/../modulo.db"), [2])
         self.assertEqual(self.slave.GetTable("modulo", "SELECT 1")[0], 0)
 
-    def test_gives_back_a_block_of_any_size(self):
+    def test_returns_blocks_of_any_size(self):
         # The last block fills 1 MiB of XML as the library writes it.
         for size in 0, 1, 65536, 750_000, 766_068, 3_000_000:
             block = bytes(i * 7 % 251 for i in range(251)) * (size // 251 + 1)
@@ -98,13 +98,13 @@ class Slave(unittest.TestCase):
             self.assertEqual(self.slave.wrFicheroTablasSI(5, size, Binary(block)), [0])
             self.assertEqual(self.slave.RdFicheroTablasSI(5, size, 0, 0, 0), [0, Binary(block)])
 
-    def test_survives_a_request_that_is_too_large(self):
+    def test_survives_too_large_request(self):
         with self.assertRaises((Fault, xmlrpc.client.ProtocolError, OSError, http.client.HTTPException)):
             self.slave.wrFicheroTablasSI(6, 6, Binary(bytes(20_000_000)))
         self.slave("close")()
         self.assertEqual(self.slave.RdFicheroTablasSI(6, 6, 0, 0, 0), [1])
 
-    def test_says_which_argument_is_wrong(self):
+    def test_names_wrong_argument(self):
         self.assert_fault(-501, "argument 1 must be a string", self.slave.GetTable, 1, "SELECT 1")
         self.assert_fault(-501, "argument 2 must be a string", self.slave.GetTable, "modulo", None)
         self.assert_fault(-501, "argument 1 must be a 32-bit integer", self.slave.RdHora, "0")
@@ -113,21 +113,21 @@ class Slave(unittest.TestCase):
         self.assert_fault(-501, "argument 3 must be a base64", self.slave.wrFicheroTablasSI, 1, 1, "block")
         self.assert_fault(-501, "argument 1 must be a string", self.slave.EjecutarScript, ["diagnostico"])
 
-    def test_says_how_many_arguments_it_takes(self):
+    def test_names_expected_number_of_arguments(self):
         self.assert_fault(-502, "called with 1 arguments, takes 0", self.slave.UpdateNTP, 1)
         self.assert_fault(-502, "called with 0 arguments, takes 1", self.slave.Changes)
         self.assert_fault(-502, "called with 2 arguments, takes 3", self.slave.ExecQuery, "modulo", "DELETE")
 
-    def test_takes_no_wrong_call_for_a_write(self):
+    def test_wrong_call_writes_nothing(self):
         before = self.slave.Changes("modulo")
         self.assert_fault(-502, "takes 3", self.slave.ExecQuery, "modulo", "canales", "DELETE FROM canales", 1)
         self.assertEqual(self.slave.ExecQuery("modulo", "DELETE FROM canales", "canales"), [3])
         self.assertEqual(self.slave.Changes("modulo"), before)
 
-    def test_knows_no_other_procedure(self):
+    def test_refuses_unknown_procedure(self):
         self.assert_fault(-506, "NO_TABLE", self.slave.NO_TABLE)
 
-    def test_survives_what_is_no_xml(self):
+    def test_survives_invalid_xml(self):
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=10)
         connection.request("POST", "/RPC2", "<methodCall><methodName>RdHora", {"Content-Type": "text/xml"})
         self.assertIn(b"-503", connection.getresponse().read())

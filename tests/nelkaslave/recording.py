@@ -210,7 +210,7 @@ class Recording(unittest.TestCase):
 
     # Values ---------------------------------------------------------------------------------------------------
 
-    def test_gives_back_ten_thousand_values_of_all_kinds(self):
+    def test_returns_ten_thousand_values_of_all_types(self):
         source = random.Random(seed)
         replies = [[random_value(source) for _ in range(10)] for _ in range(1000)]
         arguments = [[random_value(source) for _ in range(10)] for _ in range(1000)]
@@ -240,20 +240,20 @@ class Recording(unittest.TestCase):
             got = master.Call(*arguments[index])
             self.assertTrue(same(got, replies[index]), f"seed {seed}: {got} for {replies[index]}")
 
-    def test_keeps_the_digits_of_a_double_that_say_more_than_its_value(self):
+    def test_keeps_digits_beyond_precision_of_double(self):
         value = "<value><double>0.1000000000000000055511151231257827</double></value>"
         recorder = self.record(self.module(reply(value)).port)
         self.assertEqual(self.master(recorder).Nivel(), 0.1)
         self.assertIn(value.encode(), self.exchange(self.replay(), b"<methodCall><methodName>Nivel</methodName></methodCall>"))
 
-    def test_keeps_a_carriage_return(self):
+    def test_keeps_carriage_return(self):
         recorder = self.record(self.module(reply("<value>a&#13;\nb</value>")).port)
         self.assertEqual(self.master(recorder).Texto(), "a\r\nb")
         self.assertEqual(self.master(self.replay()).Texto(), "a\r\nb")
 
     # Recording ------------------------------------------------------------------------------------------------
 
-    def test_writes_a_line_for_each_call(self):
+    def test_writes_one_line_per_call(self):
         module = self.module(reply("<value><array><data><value><i4>0</i4></value></data></array></value>"))
         before = time.time()
         self.master(self.record(module.port)).RdHora(7)
@@ -263,7 +263,7 @@ class Recording(unittest.TestCase):
         self.assertEqual((line["procedure"], line["params"], line["reply"]), ("RdHora", [7], [0]))
         self.assertLess(line["delay_ms"], (time.time() - before) * 1000 + 1)
 
-    def test_passes_on_whatever_the_module_says(self):
+    def test_passes_on_any_answer(self):
         answers = {
             "a body that is no XML": http_of(b"\xff\0agotado"),
             "an error of HTTP": http_of(b"no hay", "404 Not Found", "text/plain"),
@@ -288,7 +288,7 @@ class Recording(unittest.TestCase):
                     self.assertEqual(answer[9:12], status)
                     self.assertEqual(answer.split(b"\r\n\r\n", 1)[1], body)
 
-    def test_passes_on_what_is_no_call(self):
+    def test_passes_on_invalid_call(self):
         module = self.module(http_of(b"a"), http_of(b"b"))
         recorder = self.record(module.port)
         for request, answer in ((b"<methodCall><methodName/></methodCall>", b"a"), (b"\xff\xfe", b"b")):
@@ -298,7 +298,7 @@ class Recording(unittest.TestCase):
         replayed = self.replay()
         self.assertTrue(self.exchange(replayed, b"\xff\xfe").endswith(b"b"))
 
-    def test_answers_in_place_of_a_module_that_says_nothing(self):
+    def test_answers_for_silent_module(self):
         answers = {
             "cut": b"HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n<method",
             "closed": b"",
@@ -313,19 +313,19 @@ class Recording(unittest.TestCase):
         master = self.master(self.replay())
         self.assert_fault(-504, "no answer from the real module: ", master.UpdateNTP)
 
-    def test_answers_in_place_of_a_module_that_is_not_there(self):
+    def test_answers_for_missing_module(self):
         with socket.socket() as bound:
             bound.bind(("127.0.0.1", 0))
             recorder = self.record(bound.getsockname()[1])
             self.assert_fault(-504, "no answer from the real module: ", self.master(recorder).UpdateNTP)
 
-    def test_does_not_wait_longer_than_told(self):
+    def test_waits_no_longer_than_told(self):
         recorder = self.record(self.module(None).port, "--forward-timeout", 200)
         self.assert_fault(-505, "no answer from the real module: ", self.master(recorder).UpdateNTP)
         (line,) = self.lines()
         self.assertGreaterEqual(line["delay_ms"], 200)
 
-    def test_hangs_up_when_its_caller_does(self):
+    def test_hangs_up_with_caller(self):
         module = self.module(None, reply("<value><i4>1</i4></value>"))
         recorder = self.record(module.port)
         self.exchange(recorder, b"<methodCall><methodName>UpdateNTP</methodName></methodCall>", wait=False)
@@ -333,7 +333,7 @@ class Recording(unittest.TestCase):
         self.assertEqual(self.master(recorder).UpdateNTP(), 1)
         self.assertEqual([line.get("unanswered", False) for line in self.lines()], [True, False])
 
-    def test_ends_though_the_module_is_silent(self):
+    def test_ends_despite_silent_module(self):
         module = self.module(None)
         recorder = self.record(module.port)
         waiting = threading.Thread(
@@ -345,7 +345,7 @@ class Recording(unittest.TestCase):
         waiting.join(10)
         self.assertEqual([line["unanswered"] for line in self.lines()], [True])
 
-    def test_survives_a_kill_with_every_line_that_was_answered(self):
+    def test_kill_loses_no_answered_line(self):
         answer = reply("<value><i4>1</i4></value>")
         recorder = self.record(self.module(*[answer] * 21).port)
         master = self.master(recorder)
@@ -361,7 +361,7 @@ class Recording(unittest.TestCase):
         self.assertEqual(len(self.lines()), 21)
         self.assertIn(":21: the last line is incomplete and was skipped", self.end(again))
 
-    def test_answers_once_the_line_is_on_the_disk(self):
+    def test_answers_after_line_is_on_disk(self):
         recorder = self.record(
             self.module(reply("<value>x</value>")).port,
             LD_PRELOAD=preloaded,
@@ -373,13 +373,13 @@ class Recording(unittest.TestCase):
         self.assertEqual(recorder.wait(10), -signal.SIGKILL)
         self.assertEqual([line["reply"] for line in self.lines()], ["x"])
 
-    def test_records_nothing_into_another_file(self):
+    def test_refuses_file_of_another_kind(self):
         self.file.write_text("precious\n")
         finished = self.fails(2, "--forward", "127.0.0.1", "--record", self.file)
         self.assertIn(f"{self.file}:1:1: ", finished)
         self.assertEqual(self.file.read_text(), "precious\n")
 
-    def test_says_that_it_cannot_record(self):
+    def test_reports_failed_recording(self):
         recorder = self.record(self.module(reply("<value>x</value>")).port)
         subprocess.run(["prlimit", f"--pid={recorder.pid}", "--fsize=10"], check=True)
         self.assert_fault(-500, "not recorded: ", self.master(recorder).UpdateNTP)
@@ -387,7 +387,7 @@ class Recording(unittest.TestCase):
 
     # Playing back ---------------------------------------------------------------------------------------------
 
-    def test_gives_the_answers_of_the_same_parameters_in_order_round_and_round(self):
+    def test_repeats_answers_of_same_parameters_in_order(self):
         self.write(
             {"procedure": "Changes", "params": ["a"], "reply": 1},
             {"procedure": "Changes", "params": ["b"], "reply": 10},
@@ -410,7 +410,7 @@ class Recording(unittest.TestCase):
         self.assert_fault(-506, "not recorded more often", master.Changes, "c")
         self.assertEqual(self.end(replay).count("not recorded more often"), 2)
 
-    def test_says_what_was_never_recorded(self):
+    def test_reports_what_was_never_recorded(self):
         self.write({"procedure": "Changes", "params": ["a"], "reply": 1})
         replay = self.replay()
         self.assert_fault(-506, "never recorded", self.master(replay).RdHora, 0)
@@ -423,14 +423,14 @@ class Recording(unittest.TestCase):
         self.assertEqual(master.RdHora(0), 1)
         return time.monotonic() - start
 
-    def test_takes_as_long_as_the_module_did(self):
+    def test_takes_as_long_as_module(self):
         self.write({"procedure": "RdHora", "params": [0], "reply": 1, "delay_ms": 400})
         self.assertGreaterEqual(self.delay_of(), 0.4)
         self.assertGreaterEqual(self.delay_of("--speed", 2), 0.2)
         self.write({"procedure": "RdHora", "params": [0], "reply": 1, "delay_ms": 3600000})
         self.assertLess(self.delay_of("--speed", 0), 10)
 
-    def test_is_silent_where_the_caller_did_not_wait_for_the_answer(self):
+    def test_stays_silent_if_caller_had_hung_up(self):
         self.write({"procedure": "RdHora", "params": [0], "unanswered": True, "delay_ms": 5})
         replay = self.replay()
         request = b"<methodCall><methodName>RdHora</methodName></methodCall>"
@@ -442,7 +442,7 @@ class Recording(unittest.TestCase):
                 connection.recv(1)
         self.assert_fault(-505, "did not answer", self.master(self.replay("--speed", 0)).RdHora, 0)
 
-    def test_plays_a_recording_of_the_simulated_slave_that_is_the_same_session(self):
+    def test_replays_simulated_slave_identically(self):
         simulated = self.start()
         calls = [
             ("GetTable", "modulo", "SELECT * FROM medidas, canales"),
@@ -478,7 +478,7 @@ class Recording(unittest.TestCase):
         self.assertEqual((finished.returncode, finished.stdout), (status, ""), finished.stderr)
         return finished.stderr
 
-    def test_leaves_a_line_out_that_was_cut_off(self):
+    def test_skips_incomplete_last_line(self):
         line = json.dumps({"procedure": "RdHora", "params": [0], "reply": 1})
         for rest in '{"time":"2026', line[:-1], "\0\0\0":
             with self.subTest(rest):
@@ -488,7 +488,7 @@ class Recording(unittest.TestCase):
                 warned = ":2: the last line is incomplete and was skipped" in self.end(replay)
                 self.assertEqual(warned, not rest.startswith("\0"))
 
-    def test_names_the_line_of_a_mistake(self):
+    def test_names_line_of_mistake(self):
         good = '{"procedure": "RdHora", "params": [0], "reply": 1}\n'
         mistakes = {
             '{"procedure": "RdHora", "params": [0]}': "must have one of reply, fault, http and unanswered",
@@ -510,7 +510,7 @@ class Recording(unittest.TestCase):
                 self.assertIn(f"nelkaslave: {self.file}:2:", words)
                 self.assertIn(complaint, words)
 
-    def test_takes_one_source_of_answers(self):
+    def test_accepts_only_one_source_of_answers(self):
         self.write()
         for options in (
             ("--forward", "127.0.0.1"),
@@ -534,7 +534,7 @@ class Recording(unittest.TestCase):
 
     # Looking --------------------------------------------------------------------------------------------------
 
-    def test_shows_a_recording_as_people_read_it(self):
+    def test_shows_readable_recording(self):
         block = base64.b64encode(bytes(1000)).decode()
         self.write(
             {"time": "2026-11-21T12:00:00.000Z", "procedure": "RdHora", "params": [0], "reply": [0, {"i8": 42}], "delay_ms": 3},
@@ -557,7 +557,7 @@ class Recording(unittest.TestCase):
             ],
         )
 
-    def test_draws_the_delays(self):
+    def test_draws_delays(self):
         self.write({"procedure": "a'`b", "params": [], "reply": 1, "delay_ms": 3})
         where = os.environ | {"PATH": "/nowhere"}
         without = subprocess.run([*command, "--show", self.file, "--plot"], capture_output=True, text=True, env=where)
