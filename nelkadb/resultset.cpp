@@ -98,7 +98,7 @@ private:
         cells.reserve(set.names.size());
         forEach(env, row, [&](xmlrpc_value* value) { cells.push_back(cell(value)); });
         if (!env.fault_occurred && cells.size() != set.names.size())
-            xmlrpc_env_set_fault(&env, XMLRPC_INDEX_ERROR, "a row has another number of values than there are columns");
+            xmlrpc_env_set_fault(&env, XMLRPC_INDEX_ERROR, "a row has more or fewer values than there are columns");
         set.rows.push_back(std::move(cells));
     }
 
@@ -129,7 +129,7 @@ private:
         case XMLRPC_TYPE_NIL:
             return {std::string(), true};
         default:
-            xmlrpc_env_set_fault(&env, XMLRPC_TYPE_ERROR, "a value of a row is no scalar that a table can hold");
+            xmlrpc_env_set_fault(&env, XMLRPC_TYPE_ERROR, "a row has a value that is not a scalar");
             return {std::string(), true};
         }
     }

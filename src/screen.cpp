@@ -86,7 +86,7 @@ public:
         if (refusal)
             return;
         if (depth == openElementsLimit)
-            return refuse("too many elements within one another");
+            return refuse("too many nested elements");
         ++depth;
         within = kind;
         length = 0;
@@ -102,17 +102,17 @@ public:
     {
         if (name.size() > foreignNameLimit)
             refuse("too long a name");
-        limit(foreignNames, foreignNamesLimit, "too many names that XML-RPC does not have");
+        limit(foreignNames, foreignNamesLimit, "too many names unknown to XML-RPC");
     }
 
     void text(std::string_view part)
     {
         if (within == Kind::real && part.find_first_of("nN") != std::string_view::npos)
-            refuse("a double that is infinite or no number");
+            refuse("a double that is infinite or not a number");
         if (within != Kind::integer64)
             return;
         if (part.size() > start.size() - length)
-            return refuse("an i8 that is no 64-bit integer");
+            return refuse("an i8 that is not a 64-bit integer");
         std::copy(part.begin(), part.end(), start.begin() + static_cast<std::ptrdiff_t>(length));
         length += part.size();
     }
@@ -120,7 +120,7 @@ public:
     void close()
     {
         if (within == Kind::integer64 && !isInteger64({start.data(), length}))
-            refuse("an i8 that is no 64-bit integer");
+            refuse("an i8 that is not a 64-bit integer");
         within = Kind::ordinary;
         if (depth > 0)
             --depth;
@@ -276,7 +276,7 @@ const char* reasonOfParser(std::string_view document)
     const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(
         document.size() <= INT_MAX ? XML_ParserCreate(nullptr) : nullptr, XML_ParserFree);
     if (!parser)
-        return "too little memory to look at it";
+        return "too little memory to check it";
     Reading reading{parser.get(), {}};
     XML_SetUserData(parser.get(), &reading);
     XML_SetElementHandler(parser.get(), startElement, endElement);
@@ -296,7 +296,7 @@ const char* reasonToRefuse(std::string_view document) noexcept
     // xmlrpc-c's parser and expat would read different texts from these.
     if (document.find('\0') != std::string_view::npos || document.starts_with("\xFE\xFF")
         || document.starts_with("\xFF\xFE"))
-        return "a zero byte or the mark of UTF-16";
+        return "a zero byte or a UTF-16 byte-order mark";
     if (document.starts_with("\xEF\xBB\xBF"))
         return "a byte-order mark";
     return reasonOfParser(document);

@@ -64,13 +64,13 @@ TEST(Screen, RefusesInvalidI8)
         for (const std::string text : {"", " ", "x", "1x", " 1", "1 ", "+-1", "-+1", "--1", "0x1", "1.0",
                                        "9223372036854775808", "-9223372036854775809"}) {
             const std::string value = "<value><" + element + ">" + text + "</" + element + "></value>";
-            EXPECT_EQ(reasonFor(value), "an i8 that is no 64-bit integer") << value;
-            EXPECT_EQ(reasonFor(comment + value), "an i8 that is no 64-bit integer") << value;
+            EXPECT_EQ(reasonFor(value), "an i8 that is not a 64-bit integer") << value;
+            EXPECT_EQ(reasonFor(comment + value), "an i8 that is not a 64-bit integer") << value;
         }
-    EXPECT_EQ(reasonFor("<value><i8/></value>"), "an i8 that is no 64-bit integer");
-    EXPECT_EQ(reasonFor("<value><i8 a='b'\n></i8></value>"), "an i8 that is no 64-bit integer");
-    EXPECT_EQ(reasonFor("<value><i8>1&#x20;</i8></value>"), "an i8 that is no 64-bit integer");
-    EXPECT_EQ(reasonFor("<value><i8>" + std::string(100, '1') + "</i8></value>"), "an i8 that is no 64-bit integer");
+    EXPECT_EQ(reasonFor("<value><i8/></value>"), "an i8 that is not a 64-bit integer");
+    EXPECT_EQ(reasonFor("<value><i8 a='b'\n></i8></value>"), "an i8 that is not a 64-bit integer");
+    EXPECT_EQ(reasonFor("<value><i8>1&#x20;</i8></value>"), "an i8 that is not a 64-bit integer");
+    EXPECT_EQ(reasonFor("<value><i8>" + std::string(100, '1') + "</i8></value>"), "an i8 that is not a 64-bit integer");
 }
 
 TEST(Screen, AcceptsEveryI8)
@@ -83,7 +83,7 @@ TEST(Screen, AcceptsEveryI8)
 TEST(Screen, RefusesInfinityAndNan)
 {
     for (const std::string text : {"inf", "-INF", "Infinity", "nan", "NaN(1)", "i&#110;f", "<![CDATA[inf]]>"})
-        EXPECT_EQ(reasonFor(xml::real(text)), "a double that is infinite or no number") << text;
+        EXPECT_EQ(reasonFor(xml::real(text)), "a double that is infinite or not a number") << text;
 }
 
 TEST(Screen, AcceptsEveryOtherDouble)
@@ -102,9 +102,9 @@ TEST(Screen, RefusesWhatParsersReadDifferently)
 {
     const std::string document = xml::response(xml::i4(0));
     EXPECT_EQ(reason("\xEF\xBB\xBF" + document), "a byte-order mark");
-    EXPECT_EQ(reason(document + std::string(1, '\0')), "a zero byte or the mark of UTF-16");
-    EXPECT_EQ(reason("\xFE\xFF" + document), "a zero byte or the mark of UTF-16");
-    EXPECT_EQ(reason("\xFF\xFE" + document), "a zero byte or the mark of UTF-16");
+    EXPECT_EQ(reason(document + std::string(1, '\0')), "a zero byte or a UTF-16 byte-order mark");
+    EXPECT_EQ(reason("\xFE\xFF" + document), "a zero byte or a UTF-16 byte-order mark");
+    EXPECT_EQ(reason("\xFF\xFE" + document), "a zero byte or a UTF-16 byte-order mark");
     EXPECT_NE(reasonFor("<value>\xE2--><!-- \xE2--><i8></i8><!-- --></value>"), "");
     EXPECT_NE(reasonFor("<value>\xC0\xBC</value>"), "");
     EXPECT_NE(reason("<?xml version='1.0' encoding='UTF-16'?><methodResponse/>"), "");
@@ -113,7 +113,7 @@ TEST(Screen, RefusesWhatParsersReadDifferently)
 TEST(Screen, RefusesWhenOutOfMemory)
 {
     parserCanBeHad = false;
-    EXPECT_EQ(reasonFor(comment), "too little memory to look at it");
+    EXPECT_EQ(reasonFor(comment), "too little memory to check it");
     parserCanBeHad = true;
 }
 
@@ -143,7 +143,7 @@ void expectLimit(const std::string& most, const std::string& more, const std::st
 TEST(Screen, BoundsOpenElements)
 {
     expectLimit("<value>" + nestedValues(999) + "</value>", "<value><value>" + nestedValues(999) + "</value></value>",
-                "too many elements within one another");
+                "too many nested elements");
 }
 
 TEST(Screen, BoundsMembersOfStruct)
@@ -165,13 +165,13 @@ TEST(Screen, BoundsDates)
 TEST(Screen, BoundsNamesOfElements)
 {
     expectLimit("<value>" + repeated("<a/>", 1000) + "</value>", "<value>" + repeated("<a/>", 1001) + "</value>",
-                "too many names that XML-RPC does not have");
+                "too many names unknown to XML-RPC");
 }
 
 TEST(Screen, BoundsNamesOfAttributes)
 {
     expectLimit("<value>" + repeated("<nil a=''/>", 1000) + "</value>",
-                "<value>" + repeated("<nil a=''/>", 1001) + "</value>", "too many names that XML-RPC does not have");
+                "<value>" + repeated("<nil a=''/>", 1001) + "</value>", "too many names unknown to XML-RPC");
 }
 
 TEST(Screen, BoundsLengthOfNames)

@@ -83,7 +83,7 @@ TEST_F(ScreenedReply, IsFaultOfTwoLinesAndLeavesOutputs)
     EXPECT_EQ(status, -7001);
     EXPECT_EQ(client.getFault(), XMLRPC_PARSE_ERROR);
     EXPECT_STREQ(client.environment().fault_string,
-                 "The reply was refused unread: a double that is infinite or no number");
+                 "The reply was refused unread: a double that is infinite or not a number");
     const std::string message = "getAlarmasEstadoControlador : host : 127.0.0.1";
     EXPECT_EQ(log.linesWithoutNumbers(), (Lines{debug(message), armed(ampleTimeout), faultLine(message), place()}));
     EXPECT_EQ(spy.resultsReceived, 0);

@@ -315,8 +315,8 @@ TEST_F(NelkactlDeletion, OfOtherBlockKeepsBoth)
     const std::string kept = nlohmann::json::parse(finished.out)["kept"];
     EXPECT_EQ(contents(kept), "changed");
     EXPECT_EQ(std::filesystem::path(kept).parent_path(), folder);
-    EXPECT_TRUE(finished.err.ends_with(": done: the file changed meanwhile: " + file() + " holds what came first, "
-                                       + kept + " what came then\n"))
+    EXPECT_TRUE(finished.err.ends_with(": done: the file changed meanwhile: " + file() + " holds the first answer, "
+                                       + kept + " the second\n"))
         << finished;
 }
 
@@ -325,8 +325,8 @@ TEST_F(NelkactlDeletion, OfOtherBlockAfterPipeKeepsBoth)
     slave.play({former, replyArray({xml::i4(0), xml::base64("changed")})});
     const Finished finished = type({"RdFicheroEsclavo", "x", "1", "--output", "-"});
     EXPECT_EQ(finished.out.substr(0, 5), "bytes") << finished;
-    const std::size_t start = finished.err.find("holds what came first, ") + 23;
-    const std::string kept = finished.err.substr(start, finished.err.find(" what came then") - start);
+    const std::size_t start = finished.err.find("holds the first answer, ") + 24;
+    const std::string kept = finished.err.substr(start, finished.err.find(" the second") - start);
     EXPECT_EQ(contents(kept), "changed") << finished;
     std::filesystem::remove(kept);
 }

@@ -33,8 +33,7 @@ void remove(Call& call, int borrar, const Block& former)
     }
     const std::string kept = call.file->keepBeside({deleted.value.data(), deleted.value.size()});
     call.output("kept", kept);
-    conclude(call, ending,
-             "the file changed meanwhile: " + name + " holds what came first, " + kept + " what came then");
+    conclude(call, ending, "the file changed meanwhile: " + name + " holds the first answer, " + kept + " the second");
 }
 
 } // namespace

@@ -38,7 +38,7 @@ std::string fromBase64(std::string_view text)
     for (const char character : text) {
         const std::size_t digit = digits.find(character);
         if (digit == std::string_view::npos)
-            throw std::invalid_argument(std::string("'") + character + "' is no digit of base64");
+            throw std::invalid_argument(std::string("'") + character + "' is not a base64 digit");
         bits = (bits << 6U | static_cast<unsigned int>(digit)) & 0xFFFFU;
         held += 6;
         if (held >= 8) {

@@ -161,7 +161,7 @@ void tell(Script& script, Told told, const Place& place)
     const Call& call = told.recorded.call;
     Behaviour& behaviour = told.recorded.behaviour;
     const Procedure* const procedure = findProcedure(call.procedure);
-    (place->contains("procedure") ? place["procedure"] : place).require(procedure, "is no procedure");
+    (place->contains("procedure") ? place["procedure"] : place).require(procedure, "is not a procedure");
     place.require(!behaviour.status || procedure->statusPlace, "the reply of this procedure has no status");
     place.require(!behaviour.http, "has an answer that only --replay can give");
     if (behaviour.unanswered && !behaviour.answer)
@@ -188,7 +188,7 @@ void tellFromObject(Script& script, const std::string& file, const std::string& 
             tell(script, std::move(told), place);
         };
         const Place place = root[name];
-        place.require(findProcedure(name), "is no procedure");
+        place.require(findProcedure(name), "is not a procedure");
         if (!value.is_array())
             take(place);
         for (std::size_t i = 0; value.is_array() && i < value.size(); ++i)

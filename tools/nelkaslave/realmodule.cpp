@@ -27,7 +27,7 @@ std::string urlOf(const std::string& host)
                        && curl_url_set(url.get(), CURLUPART_URL, ("http://" + host + "/RPC2").c_str(), 0) == CURLUE_OK
                        && part(CURLUPART_PATH) == "/RPC2" && part(CURLUPART_PORT) != "0";
     if (!right)
-        throw std::invalid_argument("\"" + host + "\" is no HOST or HOST:PORT");
+        throw std::invalid_argument("\"" + host + "\" is not HOST or HOST:PORT");
     if (part(CURLUPART_PORT).empty())
         curl_url_set(url.get(), CURLUPART_PORT, "8080", 0);
     return part(CURLUPART_URL);
