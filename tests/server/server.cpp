@@ -493,7 +493,7 @@ TEST_F(Server, RunReturnsOnSignal)
 }
 
 // A program without a client may have one handler for both signals that a client's calls use.
-TEST_F(Server, ReturnsFromRunAmidARequestOnASignalOfTheApplication)
+TEST_F(Server, RunReturnsDuringRequestOnSignalOfApplication)
 {
     for (const int signal : {SIGINT, SIGALRM})
         std::signal(signal, ignoreSignal);
@@ -510,7 +510,7 @@ TEST_F(Server, ReturnsFromRunAmidARequestOnASignalOfTheApplication)
     EXPECT_TRUE(slow.hear().starts_with("HTTP/1.1 408 "));
 }
 
-// Two descriptors are too few as well: a connection takes three.
+// Two descriptors are also too few: a connection takes three.
 class ServerShortOfDescriptors : public Server, public ::testing::WithParamInterface<int> {
 protected:
     void SetUp() override

@@ -165,7 +165,7 @@ protected:
         EXPECT_GT(send(peer, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL), 0);
         const std::string answer = statusLine(peer);
         ending = true;
-        close(connectedTo(ownListeningPort())); // for a Run() that waits for one
+        close(connectedTo(ownListeningPort())); // ends a waiting Run()
         serving.join();
         return answer;
     }
