@@ -1,9 +1,9 @@
-// System calls that signals cut short.
+// Restarts interrupted system calls.
 #pragma once
 
 #include <cerrno>
 
-/// Repeats `call` as long as a signal cuts it short, with `before` ahead of each repetition.
+/// Repeats `call` while a signal interrupts it, with `before` ahead of each repetition.
 template <typename Call, typename Before>
 auto restarted(Call call, Before before)
 {

@@ -1,4 +1,4 @@
-// SIGINT, SIGTERM and SIGHUP, which ask a run to end.
+// The signals that end a run: SIGINT, SIGTERM and SIGHUP.
 #pragma once
 
 #include <chrono>
@@ -8,7 +8,7 @@ namespace nelkactl {
 
 constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
-/// Blocks them, and SIGCHLD, for its life.
+/// Blocks them, and SIGCHLD, during its lifetime.
 class BlockedSignals {
 public:
     BlockedSignals();
@@ -16,17 +16,17 @@ public:
     BlockedSignals(const BlockedSignals&) = delete;
     BlockedSignals& operator=(const BlockedSignals&) = delete;
 
-    /// Lets them in for that long, or until one comes.
+    /// Unblocks them for that time, or until one comes.
     void letIn(std::chrono::milliseconds time) const;
 
 private:
     sigset_t former = {};
 };
 
-/// A program may have been started with them blocked.
+/// The parent may have blocked them.
 void unblockSignals();
 
-/// Ends the program by that signal as if it had never been caught: a shell then ends its loop too.
+/// Dies of that signal, so that a shell ends its loop too.
 [[noreturn]] void dieOf(int signal);
 
 } // namespace nelkactl

@@ -31,7 +31,7 @@ void pause(std::chrono::milliseconds time);
 /// "SIGINT": the first signal that came.
 const char* name();
 
-/// Ends the process by that signal, if one came.
+/// Dies of that signal, if one came.
 void die();
 
 } // namespace nelkactl::interruption

@@ -14,7 +14,7 @@ int received();
 /// Waits, but no longer than until a signal comes or a child ends; one since the last wait() counts.
 void wait(std::chrono::milliseconds time);
 
-/// In a child: signals do what they do by default, also those that came while they were blocked.
+/// In a child: restores the default action of all signals, also for those that came while blocked.
 void forgetInChild();
 
 } // namespace nelkactl::signals

@@ -11,7 +11,7 @@ namespace nelkaslave {
 /// The TCP ports on which this process listens.
 std::set<int> listeningPorts();
 
-/// A socket that listens on that port of all addresses. Throws std::system_error.
+/// A socket that listens on a port of all addresses. Throws std::system_error.
 Descriptor listeningOn(int port);
 
 /// Why a port cannot be opened, in words.
