@@ -117,7 +117,7 @@ TEST_F(Dump, HasOrExcludesEveryReadingOperation)
     const SimulatedSlave simulated({"--state", state});
     const Json document = Json::parse(dump(simulated, {"--table", "SELECT 1", "--file", "/nosuch"}).out);
     std::string leftOut = type({"dump", "--help"}).out;
-    leftOut.erase(0, leftOut.find("Left out are"));
+    leftOut.erase(0, leftOut.find("Not included"));
     int reading = 0;
     for (const std::string& name : operationsNamedIn(type({"--help"}).out)) {
         const bool changes = type({name, "--help"}).out.find("Changes the slave") != std::string::npos;

@@ -40,7 +40,7 @@ std::string listed(const std::string& title, const std::vector<Parameter>& param
 std::string generalHelp()
 {
     std::string text = "Usage: nelkactl [OPTION...] OPERATION [ARGUMENT...]\n"
-                       "Calls an operation of a slave module. For one operation: nelkactl OPERATION --help\n"
+                       "Calls an operation of a slave module. Details: nelkactl OPERATION --help\n"
                        + listed("Options", option::ofEveryOperation)
                        + "  Put arguments that begin with '-', except negative numbers, after --.\n"
                          "  NELKA_HOST and NELKA_PORT are the defaults of --host and --port.\n";
@@ -61,7 +61,7 @@ std::string helpOn(const Operation& operation)
     for (const Parameter& argument : operation.arguments)
         usage += " " + argument.name;
     return usage + "\n" + operation.gist + ".\n" + (operation.more.empty() ? "" : operation.more + "\n")
-           + (operation.effect == Effect::reads ? "" : "Changes the slave: retried only with --retry-writes.\n")
+           + (operation.effect == Effect::reads ? "" : "Changes the slave; only --retry-writes retries it.\n")
            + listed("Arguments", operation.arguments) + listed("Options", operation.options)
            + (operation.outputs.empty() ? "" : "\nOutputs: " + operation.outputs + "\n");
 }

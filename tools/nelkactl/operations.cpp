@@ -71,7 +71,7 @@ std::vector<Family> allFamilies()
                   call.output("mac", mac);
               }},
              {"dump", {}, {option::entrada, option::table, option::file}, "one for each operation",
-              "Everything that can be read, as one JSON document",
+              "All readable data, as one JSON document",
              "Changes nothing. A part that fails says so, and the rest goes on. Not included:\n"
              "getLocalIp and getLocalMac, which concern this machine, and statusInputScan,\n"
              "getScanReport, rdFicheroTablasSI and rdFicheroResumen, which need the number\n"
