@@ -259,7 +259,7 @@ void loseAnAlarm(std::chrono::milliseconds timeout)
     passTime(2 * timeout);
 }
 
-TEST_F(Signals, AnAlarmThatNeverCameIsForgottenInTime)
+TEST_F(Signals, LostAlarmIsForgottenInTime)
 {
     fail(shortTimeout);
     loseAnAlarm(1ms * shortTimeout);
@@ -270,7 +270,7 @@ TEST_F(Signals, AnAlarmThatNeverCameIsForgottenInTime)
     expectCutAtOnceBy([] { kill(getpid(), SIGALRM); });
 }
 
-TEST_F(Signals, ManyAlarmsThatNeverCameDoNotMakeALaterOneCutACall)
+TEST_F(Signals, LostAlarmsDoNotMakeLaterOneCutCall)
 {
     for (int calls = 0; calls < 4; ++calls) {
         fail(20);
