@@ -12,27 +12,26 @@
 #include <syslog.h>
 #include <unistd.h>
 
-// What cuts a call short is a flag that xmlrpc-c looks at whenever a system call of its wait returns, and a signal that
-// makes it return: SIGALRM from the process's one-shot timer, or any signal that the handler takes and turns into one.
-// Signals, timer and flag belong to the process, so all of this serves one call at a time.
+// Two things cut a call short: a flag that xmlrpc-c checks whenever a system call of its wait returns, and a signal
+// that makes it return: a SIGALRM, from the process's one-shot timer or from the handler of any signal. Signals, timer
+// and flag belong to the process, so only one call may run at a time.
 //
 // - The kernel gives a signal of the process to any thread that does not block it, at any point of that thread's code.
-//   That code may hold a lock that syslog() takes: the one of syslog() itself, the one of the time zone, one of
-//   malloc(). While the library is on that thread's stack, or a call runs in another, the handler therefore only
-//   records the signal. The library writes the line once it is out of xmlrpc-c or of the line it was writing. Anywhere
-//   else the handler writes the line at once: the lock that it may meet there is one of the application's own.
-// - A handler takes no lock and waits for nothing. What it has to agree on with the calling thread, and with other
-//   handlers, is one word (State), and each of its steps is one exchange of that word: a handler that is held up before
-//   its step finds the state as it is by then, and decides again.
-// - Only the thread that waits in a call is woken by a signal. A handler that raises the flag in another thread sends
-//   it a SIGALRM, at most one per call; State says that one is on its way, so that it is not taken for an
-//   alarm. A call lets SIGALRM through in its thread, since worker threads often block it, and leaves SIGINT alone.
-// - After a fault the timer stays armed, and its alarm may come late, in the next call. It is told by its time: it
-//   comes before that call's timer is due, and State knows that an earlier timer owes one. It gets its line and cuts
+//   That code may hold a lock that syslog() takes: its own, that of the time zone, or one of malloc(). While the
+//   library is on that thread's stack, or a call runs in another, the handler therefore only records the signal; the
+//   library logs it once it has left xmlrpc-c or written its own line. Elsewhere the handler logs immediately: there
+//   only the application can hold such a lock.
+// - A handler takes no lock and waits for nothing. It shares one word (State) with the calling thread and other
+//   handlers, and each of its steps is one exchange of that word: if the exchange fails, it reads the new state and
+//   decides again.
+// - A signal wakes only the thread in which it lands. A handler that raises the flag in another thread therefore sends
+//   the calling thread a SIGALRM, at most one per call; State records it, so that it is not taken for an alarm. A call
+//   unblocks SIGALRM in its thread, because worker threads often block it, and leaves SIGINT alone.
+// - After a fault the timer stays armed, and its alarm may come late, in the next call. Its time reveals it: it comes
+//   before that call's timer is due, while State records an alarm owed by an earlier timer. It is logged and cuts
 //   nothing. Any other SIGALRM cuts the call, whoever sent it.
-// - A call ends once the handlers that found it running have recorded what they came with, and once the alarm that its
-//   own timer has sent, if any, is among that. This is the only wait; it lasts microseconds, unless a thread that took
-//   a signal gets no processor.
+// - A call ends once the handlers that found it running have recorded their signals, including the alarm of its own
+//   timer, if it was sent. This is the only wait; it lasts microseconds, unless a thread that took a signal is starved.
 
 namespace nelka {
 
@@ -42,11 +41,11 @@ using Nanoseconds = std::int64_t;
 constexpr Nanoseconds millisecond = 1'000'000;
 constexpr Nanoseconds never = std::numeric_limits<Nanoseconds>::max();
 
-/// How long the end of a call waits for a handler that has begun, and for an alarm that was sent: the application may
-/// have cancelled it, which nobody is told.
+/// How long the end of a call waits for a handler that has begun, and for an alarm that was sent, which the application
+/// may have cancelled unnoticed.
 constexpr Nanoseconds handlerPatience = 3000 * millisecond;
 constexpr Nanoseconds alarmPatience = 10 * millisecond;
-/// After so long an alarm that an earlier timer owes will not come any more.
+/// After this time, an alarm owed by an earlier timer will not come any more.
 constexpr Nanoseconds owedFor = handlerPatience;
 
 enum WakeUp : unsigned { noWakeUp, wakeUpSent, wakeUpTaken };
@@ -54,12 +53,12 @@ enum WakeUp : unsigned { noWakeUp, wakeUpSent, wakeUpTaken };
 constexpr unsigned maxOwed = 3, maxRecording = 31, places = 128, recordCount = places / 2;
 
 struct alignas(8) State {
-    int flag;                    ///< what xmlrpc-c looks at: 0, or 1 once a signal has come
+    int flag;                    ///< checked by xmlrpc-c: 0, or 1 once a signal has come
     std::uint32_t running : 1;   ///< a call runs, or the timer is being set
     std::uint32_t wakeUp : 2;    ///< of the calling thread
-    std::uint32_t armed : 1;     ///< the timer has been armed, and its alarm not been handled
+    std::uint32_t armed : 1;     ///< the timer has been armed, and its alarm not handled yet
     std::uint32_t owed : 2;      ///< alarms of earlier timers that may still come
-    std::uint32_t recording : 5; ///< handlers that found a call running and are not through
+    std::uint32_t recording : 5; ///< handlers that found a call running and have not finished
     std::uint32_t place : 7;     ///< of the next record
     std::uint32_t setting : 1;   ///< the running call has not set its timer yet
     std::uint32_t number : 13;   ///< of the call
@@ -88,11 +87,11 @@ State change(Step step)
 
 std::atomic<void (*)(int)> handler{nullptr};
 std::atomic<pid_t> callThread{0};
-/// When the timer is due that was armed last.
+/// When the last armed timer is due.
 std::atomic<Nanoseconds> due{never};
-/// When the timer was due that was armed last before the running call.
+/// When the last timer armed before the running call was due.
 std::atomic<Nanoseconds> formerDue{never};
-/// Whether that one was armed still when the call began; setitimer() will tell what became of it.
+/// Whether that one was still armed when the call began; setitimer() tells what became of it.
 std::atomic<bool> formerArmed{false};
 
 static_assert(std::atomic<Nanoseconds>::is_always_lock_free, "a handler takes no lock");
@@ -140,8 +139,8 @@ auto handlerOf(int signal)
     return current.sa_handler;
 }
 
-/// Whether the signal gets here: by the handler that was set up, or by one of the application's that took its place and
-/// that of the other, and calls it.
+/// Whether the signal reaches interrupt(): through our handler, or through one of the application that replaced ours
+/// for both signals and calls it.
 bool getsHere(int signal, int other)
 {
     const auto current = handlerOf(signal);
@@ -155,15 +154,15 @@ bool alarmsGetHere()
 
 // Records ------------------------------------------------------------------------------------------------------
 //
-// A handler gets its place with the step that raises the flag, so that the lines come in the order of the steps. When
-// there is no place left, signals are only counted; the flag has long been raised by then.
+// A handler gets its place in the step that raises the flag, so that the lines follow the order of the steps. When no
+// place is left, signals are only counted; by then the flag is raised.
 
 using Record = std::uint32_t; // 0: none
 std::array<std::atomic<Record>, recordCount> records{};
 std::atomic<unsigned> firstRecord{0};
 std::array<std::atomic<unsigned>, NSIG> surplus{};
 std::atomic<bool> anySurplus{false};
-/// The process whose thread writes records at present: a forked child has only a copy of it.
+/// The process whose thread is writing records: a forked child has only a copy of it.
 std::atomic<pid_t> writer{0};
 
 Record recordOf(int signal, int flag)
@@ -197,14 +196,14 @@ bool writeNextRecord(bool waits)
 {
     if (state().load().place == firstRecord)
         return false;
-    // A handler in another thread may have its place and not have stored its record.
+    // A handler in another thread may have its place but not have stored its record yet.
     std::atomic<Record>& next = records[firstRecord % recordCount];
     const auto stored = [&next] { return next != 0; };
     if (!(waits ? waitFor(stored) : stored()))
         return false;
     const Record record = next.exchange(0);
     writeLine(static_cast<int>(record >> 2), static_cast<int>(record >> 1 & 1U));
-    firstRecord = (firstRecord + 1) % places; // not before: others wait for the line as long as there is a record
+    firstRecord = (firstRecord + 1) % places; // only now: others wait for the line while there is a record
     return true;
 }
 
@@ -221,8 +220,8 @@ void writeSurplus(unsigned lines)
     }
 }
 
-/// Whether this thread may write records now. Another one that does is waited for, so that a call's signals have their
-/// lines before what the call says of them; not by a handler.
+/// Whether this thread may write records now. Except in a handler, waits for a thread that writes them, so that a
+/// call's signals are logged before the call's own lines.
 bool becomeWriter(bool waits)
 {
     const auto became = [self = getpid()] {
@@ -233,11 +232,12 @@ bool becomeWriter(bool waits)
     return waits ? waitFor(became) : became();
 }
 
-/// Bounded, as signals may come faster than the log takes lines. What is left waits for the next exit from the library.
+/// Bounded, because signals may come faster than the log accepts lines. What is left waits for the next exit from the
+/// library.
 void writeRecords(bool waits)
 {
     for (unsigned rounds = 0; rounds < 2 && anyRecord() && becomeWriter(waits); ++rounds) {
-        // A signal that ends a write to the log twice over would lose the line.
+        // Two signals during a write to the log would lose the line.
         const BlockedSignals blocked;
         unsigned lines = recordCount;
         while (lines > 0 && writeNextRecord(waits))
@@ -247,8 +247,8 @@ void writeRecords(bool waits)
     }
 }
 
-/// Writes no more than what has been recorded by now. While a call runs, other threads go on recording, however slow
-/// the log is: to keep up with them would hold up the end of the call.
+/// Writes only what has been recorded so far. While a call runs, other threads go on recording, however slow the log
+/// is: keeping up with them would delay the end of the call.
 void writeRecordsSoFar()
 {
     unsigned lines = (state().load().place - firstRecord) % places;
@@ -265,8 +265,8 @@ void enterLibrary()
     libraryDepth = libraryDepth + 1;
 }
 
-/// Writes what has been recorded, where this leaves the library for good. What lands between the last look at the
-/// records and the end of the mark needs another round.
+/// Writes the records when this thread leaves the library. A signal that lands between the last check of the records
+/// and the end of the mark needs another round.
 void leaveLibrary(bool waits)
 {
     for (int rounds = 0; libraryDepth == 1 && rounds < 2; ++rounds) {
@@ -290,7 +290,7 @@ bool tookWakeUp()
 
 void wake(std::uint32_t number)
 {
-    // Where it does not, another handler would take the wake-up, or nobody, which ends the process.
+    // Otherwise another handler would take the wake-up, or none, which would kill the process.
     if (alarmsGetHere() && tgkill(getpid(), callThread, SIGALRM) == 0)
         return;
     change([number](State& s) { s.wakeUp = s.number == number ? wakeUpTaken : s.wakeUp; });
@@ -302,13 +302,13 @@ void forgive(State& s)
         --s.owed;
 }
 
-/// Whether a SIGALRM that comes now is an alarm of before the running call.
+/// Whether a SIGALRM that comes now is an alarm from before the running call.
 bool isLate(const State& s)
 {
     return s.running && (s.setting || s.owed > 0) && now() < due;
 }
 
-/// Counts an alarm as one of those that were to come.
+/// Counts an alarm as one of those expected.
 void credit(State& s, bool late)
 {
     const Nanoseconds time = due;
@@ -321,7 +321,7 @@ void credit(State& s, bool late)
 void writeAtOnce(int signal, int flag)
 {
     enterLibrary();
-    writeRecords(false); // those of before
+    writeRecords(false); // earlier ones
     {
         const BlockedSignals blocked;
         writeLine(signal, flag);
@@ -331,8 +331,8 @@ void writeAtOnce(int signal, int flag)
 
 // What a call ends with ----------------------------------------------------------------------------------------
 
-/// Waits a moment for an alarm that is pending for this thread or for the process, and handles it: another thread may
-/// have been chosen for it that gets no processor.
+/// Waits briefly for an alarm pending for this thread or the process, and handles it: the kernel may have chosen
+/// another thread that is starved.
 void handlePendingAlarm()
 {
     const sigset_t alarm = only(SIGALRM);
@@ -340,8 +340,8 @@ void handlePendingAlarm()
         interrupt(SIGALRM);
 }
 
-/// Waits until `settled` says so of the state, or for as long as `patience` says of it, and returns the state on which
-/// it decided. An alarm that does not get here is not waited for.
+/// Waits until the state is `settled`, or for as long as `patience` allows it, and returns that state. Does not wait
+/// for an alarm that does not reach interrupt().
 template <typename Settled, typename Patience>
 State await(Settled settled, Patience patience)
 {
@@ -367,7 +367,7 @@ Nanoseconds patienceWith(const State& s)
     return s.recording > 0 ? handlerPatience : alarmPatience;
 }
 
-/// What is armed becomes an earlier timer.
+/// The armed timer becomes an earlier one.
 void retire(State& s)
 {
     if (s.armed && s.owed < maxOwed)
@@ -387,7 +387,7 @@ void changeRetiring(Step step)
     }
 }
 
-/// Returns the number of the call, or of the setting of the timer, which has no thread.
+/// Returns the number of the call, or of a setting of the timer, which has no thread.
 std::uint32_t begin(pid_t thread)
 {
     callThread = thread;
@@ -416,7 +416,7 @@ void end(std::uint32_t number)
     State last = {};
     State after;
     do {
-        // The call ends on the very state that was found settled: no handler has begun since.
+        // The call ends in exactly the state that was found settled: no handler has begun since.
         last = after = await(settled, patienceWith);
         after.running = 0;
     } while (last.number == number && !state().compare_exchange_strong(last, after));
@@ -499,7 +499,7 @@ void lowerInterruptFlag()
 
 void handleSignals(void (*function)(int))
 {
-    // What was owed while another handler had SIGALRM has gone there.
+    // Alarms owed while another handler had SIGALRM have gone there.
     if (!alarmsGetHere())
         change([](State& s) {
             s.owed = 0;
@@ -565,7 +565,7 @@ void startTimer(unsigned int milliseconds)
     value.it_value.tv_sec = milliseconds / 1000;
     value.it_value.tv_usec = static_cast<suseconds_t>(milliseconds % 1000 * 1000);
 
-    // Outside a call this takes the time of one: an alarm that comes meanwhile is recorded, whichever thread takes it.
+    // Outside a call this counts as one: an alarm that comes meanwhile is recorded, in any thread.
     const bool alone = !state().load().running;
     const std::uint32_t number = alone ? begin(0) : 0;
     changeRetiring(retire);

@@ -1,4 +1,4 @@
-// What cuts a call short: the interrupt flag, the process's timer, and the signals that raise the one for the other.
+// What cuts a call short: the interrupt flag, the process's timer, and the signals that raise the flag.
 #ifndef NELKANET_INTERRUPTION_H
 #define NELKANET_INTERRUPTION_H
 
@@ -7,7 +7,7 @@
 
 namespace nelka {
 
-/// The calling thread holds both signals back for its life.
+/// Blocks SIGINT and SIGALRM in the calling thread during its lifetime.
 class BlockedSignals {
 public:
     BlockedSignals();
@@ -19,8 +19,8 @@ private:
     sigset_t former;
 };
 
-/// Holds back from this thread the signals that come to interrupt() and that it lets through otherwise: a wait that is
-/// not the library's own would end with them. What the application handles itself goes on as it was.
+/// Blocks those of the two signals in this thread that are unblocked and reach interrupt(): they would end waits
+/// outside the library. Signals that the application handles itself are left alone.
 class HeldSignals {
 public:
     HeldSignals() { hold(); }
@@ -35,8 +35,8 @@ private:
     sigset_t held;
 };
 
-/// For its life, a signal that lands in this thread is recorded, and its line written afterwards: what it interrupts
-/// may hold a lock that syslog() takes. Every entry into the library holds one; they nest.
+/// During its lifetime a signal that lands in this thread is only recorded and logged afterwards, because the
+/// interrupted code may hold a lock that syslog() takes. Every entry into the library holds one; they nest.
 class LibraryCode {
 public:
     LibraryCode();
@@ -45,7 +45,8 @@ public:
     LibraryCode& operator=(const LibraryCode&) = delete;
 };
 
-/// The time of one call. It begins with the flag lowered; signals raise it and wake this thread, wherever they land.
+/// Marks the duration of a call. It begins with the flag lowered; signals raise it and wake this thread, wherever they
+/// land.
 class RunningCall {
 public:
     RunningCall();
@@ -66,17 +67,17 @@ int* interruptFlag();
 /// Lowers the flag, unless a call runs that it may have to cut.
 void lowerInterruptFlag();
 
-/// Takes SIGINT and SIGALRM over for `handler`, which is to call interrupt().
+/// Installs `handler`, which must call interrupt(), for SIGINT and SIGALRM.
 void handleSignals(void (*handler)(int));
 
-/// What the signal handler does; async-signal-safe but for the line that it writes where neither the library is on
-/// this thread's stack nor a call runs.
+/// The body of the signal handler. Async-signal-safe, except that it logs if the library is not on this thread's stack
+/// and no call runs.
 void interrupt(int signal);
 
-/// Arms the process's one-shot timer, or disarms it with 0. No alarm of it is to come once it has been disarmed.
+/// Arms the process's one-shot timer, or disarms it with 0. No alarm follows a disarming.
 void startTimer(unsigned int milliseconds);
 
-/// Writes the lines of the signals that were only recorded.
+/// Logs the recorded signals.
 void writeRecordedSignals();
 
 } // namespace nelka

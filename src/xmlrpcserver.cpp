@@ -39,7 +39,7 @@ void logFault(const xmlrpc_env& env, int line)
     logLine(LOG_ERR, "Error in file %s, line %d\n", sourceFile, line);
 }
 
-// Answers a call whose document is refused as xmlrpc-c answers one that it cannot read.
+// Answers a call with a refused document like xmlrpc-c answers an unreadable one.
 void processScreened(xmlrpc_env* env, void* registry, const char* document, std::size_t size, TSession* session,
                      xmlrpc_mem_block** response)
 {
@@ -66,14 +66,14 @@ struct Method {
     void* userData;
 };
 
-// The methods of every server, by its registry. Beside the objects, because programs have their layout compiled in.
+// The methods of every server, by registry. Not members, because compiled programs depend on the layout.
 std::mutex methodsGuard;
 std::multimap<const xmlrpc_registry*, Method> methods;
 
-// What this thread holds back while it serves.
+// The signals that this thread blocks while it serves.
 thread_local HeldSignals* heldSignals = nullptr;
 
-// A handler of the application's runs, and starts programs, with the signal mask that Run() was called with.
+// Restores the signal mask of the caller of Run() while a handler of the application runs.
 class ApplicationsMask {
 public:
     ApplicationsMask() : held(std::exchange(heldSignals, nullptr))
@@ -94,7 +94,7 @@ private:
     HeldSignals* const held;
 };
 
-// An exception that left a handler would unwind through xmlrpc-c, which leaves the connection open then.
+// An exception must not unwind through xmlrpc-c, which would leave the connection open.
 xmlrpc_value* callHandler(xmlrpc_env* env, xmlrpc_value* parameters, void* method, void* session)
 {
     const Method& called = *static_cast<const Method*>(method);
@@ -102,7 +102,7 @@ xmlrpc_value* callHandler(xmlrpc_env* env, xmlrpc_value* parameters, void* metho
     try {
         return called.handler(env, parameters, called.userData, session);
     } catch (const abi::__forced_unwind&) {
-        throw; // the thread is being cancelled, which nobody may stop
+        throw; // thread cancellation must go on
     } catch (const std::exception& error) {
         xmlrpc_env_set_fault(env, XMLRPC_INTERNAL_ERROR, error.what());
     } catch (...) {
@@ -124,14 +124,14 @@ bool connectionFits()
     return third >= 0;
 }
 
-// The listening descriptors, by what xmlrpc-c keeps them in and does not show. One that could not be told is missing.
+// The listening descriptors, by xmlrpc-c's object, which hides them. Unknown ones are missing.
 std::mutex listenersGuard;
 std::map<const TChanSwitch*, int> listeners;
 
-// One server at a time begins to listen, so that what begins to listen meanwhile is its socket.
+// Only one server at a time begins to listen, so that a socket that begins to listen meanwhile is its own.
 std::mutex startsGuard;
 
-// What the next descriptor will be, unless another thread opens one first.
+// The number of the next descriptor, unless another thread opens one first.
 int nextDescriptor()
 {
     const int next = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -171,14 +171,14 @@ void forgetListener(const TChanSwitch* chanSwitch)
     listeners.erase(chanSwitch);
 }
 
-// False when a signal came first.
+// False if a signal came first.
 bool waitForConnection(int listener)
 {
     pollfd waiting = {listener, POLLIN, 0};
     return poll(&waiting, 1, -1) >= 0 || errno != EINTR;
 }
 
-// xmlrpc-c takes any signal for the end of a connection on which nothing has come yet, or of the request.
+// xmlrpc-c takes any signal for the end of the request, or of a connection without one.
 void serveUndisturbed(TServer& server)
 {
     HeldSignals held;
@@ -189,8 +189,7 @@ void serveUndisturbed(TServer& server)
 
 std::atomic<bool> shortageLogged{false};
 
-// Descriptors come back when the application closes some: waits for that, but not so long that its loop stands still.
-// A signal ends the wait.
+// Waits for the application to close descriptors, but briefly, to keep its loop running. A signal ends the wait.
 void waitForDescriptors()
 {
     constexpr int longestWaitMs = 100;
@@ -210,7 +209,7 @@ XmlrpcServer::XmlrpcServer() : server(), chanSwitch(nullptr), registry(nullptr),
     registry = xmlrpc_registry_new(&env);
     if (env.fault_occurred) {
         logFault(env, __LINE__);
-        registry = nullptr; // it has been freed already
+        registry = nullptr; // already freed
     }
 }
 
@@ -229,7 +228,7 @@ XmlrpcServer::~XmlrpcServer()
 void XmlrpcServer::AddFunction(std::string name, Handler handler, void* userData)
 {
     const LibraryCode inside;
-    // An environment that holds a fault already is never cleared: the method is not registered.
+    // An environment that already holds a fault is never cleared: the method is not registered.
     if (!env.fault_occurred) {
         const std::lock_guard<std::mutex> lock(methodsGuard);
         const auto added = methods.insert({registry, {handler, userData}});
@@ -276,12 +275,12 @@ void XmlrpcServer::Start(std::string, unsigned int port)
         ServerSetName(&server, "NelkaXMLRPCServer");
         ServerSetLogFileName(&server, "/dev/null");
         ServerSetTimeout(&server, silenceSeconds);
-        // A connection that sends nothing is governed by the keep-alive time-out, 15 seconds unless set.
+        // The keep-alive time-out, by default 15 seconds, limits a connection that sends nothing.
         ServerSetKeepaliveTimeout(&server, silenceSeconds);
         ServerSetAdvertise(&server, false);
         if (registry) {
             xmlrpc_server_abyss_set_handlers2(&server, uriPath, registry);
-            // Of the handlers of one path the last is asked first.
+            // The last handler of a path is called first.
             xmlrpc_server_abyss_set_handler2(&server, uriPath, processScreened, registry,
                                              xmlrpc_registry_max_stackSize(registry), false);
         }
@@ -307,7 +306,7 @@ int XmlrpcServer::Run()
     const LibraryCode inside;
     if (!listening())
         return 0;
-    // Without a look beforehand xmlrpc-c prints a line on standard output and returns at once, again and again.
+    // Otherwise xmlrpc-c would print a line to standard output and return immediately, endlessly.
     if (!connectionFits()) {
         waitForDescriptors();
         return 0;
