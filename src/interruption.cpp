@@ -329,7 +329,7 @@ void writeAtOnce(int signal, int flag)
     leaveLibrary(false);
 }
 
-// What a call ends with ----------------------------------------------------------------------------------------
+// The end of a call --------------------------------------------------------------------------------------------
 
 /// Waits briefly for an alarm pending for this thread or the process, and handles it: the kernel may have chosen
 /// another thread that is starved.

@@ -221,7 +221,7 @@ bool isPlainlyHarmless(std::string_view document)
     return !judge.reason();
 }
 
-// Any other document -------------------------------------------------------------------------------------------
+// Other documents ----------------------------------------------------------------------------------------------
 
 struct Reading {
     XML_Parser parser;

@@ -172,7 +172,7 @@ TEST_P(FailedTransport, SetsFaultLogsTwoLinesAndLeavesTimerRunning)
     expectOutputsUntouched();
 }
 
-TEST_P(FailedTransport, ReadsTheSameForOperationsThatMeasureNothing)
+TEST_P(FailedTransport, IsReportedWithoutMeasuring)
 {
     slave.play({GetParam().step});
     client.updateNTP(ampleTimeout);
@@ -246,7 +246,7 @@ TEST_F(Frame, ReplyOfOneMebibyteIsAccepted)
     EXPECT_GT(text.size(), mebibyte - 1000);
 }
 
-// Replies of another shape ---------------------------------------------------------------------------------------
+// Replies with a wrong shape -------------------------------------------------------------------------------------
 
 class WrongShape : public Frame, public ::testing::WithParamInterface<Failure> {
 protected:

@@ -130,7 +130,7 @@ TEST(Screen, AcceptsDocumentAboveSizeLimit)
     EXPECT_EQ(reason(document), "");
 }
 
-// Limits: each at its last value and one beyond, at a glance and with care -----------------------------------------
+// Limits: each at its last value and one beyond, for the quick scan and for expat ----------------------------------
 
 void expectLimit(const std::string& most, const std::string& more, const std::string& why)
 {

@@ -154,7 +154,7 @@ void passTime(std::chrono::milliseconds time)
         poll(nullptr, 0, 1);
 }
 
-// SIGINT that the application holds back ---------------------------------------------------------------------------
+// SIGINT blocked by the application --------------------------------------------------------------------------------
 
 TEST_F(Signals, BlockedSigintIsReadFromSignalfd)
 {
@@ -476,7 +476,7 @@ protected:
     }
 };
 
-TEST_F(ManySignals, BeyondTheRecordsHaveTheirLinesToo)
+TEST_F(ManySignals, BeyondRecordsAreLoggedToo)
 {
     setTimerWithSignals(100);
     EXPECT_EQ(logged(), 100);
@@ -492,7 +492,7 @@ TEST_F(ManySignals, HoldNothingUpUntilTheyAllHaveTheirLines)
     EXPECT_EQ(logged(), 5000);
 }
 
-TEST_F(ManySignals, InTheLinesOfEarlierOnesHaveTheirsBeforeTheLibraryIsLeft)
+TEST_F(ManySignals, DuringLinesOfEarlierOnesAreLoggedBeforeLibraryIsLeft)
 {
     const DuringLogCall during([](int call) {
         if (call < 4)
@@ -548,7 +548,7 @@ TEST_F(SlowLine, OfAnotherThreadIsNotWaitedForWithoutEnd)
     EXPECT_EQ(logged(), 1);
 }
 
-// Threads that are inside syslog() themselves -----------------------------------------------------------------------
+// Threads inside syslog() -------------------------------------------------------------------------------------------
 
 // syslog()'s lock is not recursive: a thread inside it that logs in a signal handler would deadlock.
 class ApplicationsLog : public Signals {

@@ -247,7 +247,7 @@ TEST_F(Timeouts, HandlersInterruptBlockingSystemCallForGood)
     close(ends[0]);
 }
 
-// Calls that are cut short -----------------------------------------------------------------------------------------
+// Interrupted calls ------------------------------------------------------------------------------------------------
 
 TEST_F(Timeouts, SilentSlaveIsLeftAfterTwoSeconds)
 {
@@ -365,7 +365,7 @@ TEST_F(Timeouts, ClientWorksImmediatelyAfterTimeout)
     EXPECT_EQ(client.getFault(), 0);
 }
 
-// What is left of the timer ----------------------------------------------------------------------------------------
+// Leftover timers --------------------------------------------------------------------------------------------------
 
 TEST_F(Timeouts, SuccessRefusalAndDecodingFaultDisarmTimer)
 {

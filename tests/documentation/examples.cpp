@@ -248,7 +248,7 @@ protected:
     int status = -1;
 };
 
-TEST_F(Slave, KnowsOnlyTheTime)
+TEST_F(Slave, KnowsOnlyTime)
 {
     const auto before = static_cast<unsigned long long>(std::time(nullptr));
     read();

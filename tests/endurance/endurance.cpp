@@ -101,7 +101,7 @@ TEST_F(Expiries, WhileWaiting)
     expectPunctuality(&slave, slave.port(), {});
 }
 
-TEST_F(Expiries, WhileReadingTheBody)
+TEST_F(Expiries, WhileReadingBody)
 {
     const Step whole = replyArray({xml::i4(0)});
     const ScriptedSlave slave({cutAt(whole, whole.bytes.size() - 40, Step::Then::keep)});

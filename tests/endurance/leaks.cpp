@@ -210,7 +210,7 @@ protected:
 
 class LeaksOf : public Leaks, public ::testing::WithParamInterface<Operation> {};
 
-TEST_P(LeaksOf, SentOperationAreOnlyTheReplyItKeeps)
+TEST_P(LeaksOf, OperationAreOnlyTheReplyItLeaks)
 {
     for (const End& end : endsOf(GetParam())) {
         slave.play({end.step});

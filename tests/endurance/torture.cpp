@@ -120,7 +120,7 @@ void free(void* address)
 
 namespace {
 
-// Whose code it is ----------------------------------------------------------------------------------------------------
+// Attribution ---------------------------------------------------------------------------------------------------------
 
 // The function of a frame, as "library: function"; empty for the C and C++ libraries and the test.
 std::string_view nameOf(void* frame, char* text, std::size_t size)

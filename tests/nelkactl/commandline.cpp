@@ -35,7 +35,7 @@ TEST_F(Nelkactl, TextsArePassedAsTyped)
     }
 }
 
-TEST_F(Nelkactl, TextsThatLookLikeOptionsFollowTwoDashes)
+TEST_F(Nelkactl, OptionLikeTextsFollowTwoDashes)
 {
     for (const std::string text : {"--json", "-x", "--", "--help"}) {
         answered({xml::i4(0)}, {"ejecutar_script", "--", text});
@@ -278,7 +278,7 @@ TEST_F(Nelkactl, UsageErrorNamesOperationHostAndPort)
         "--help)\n");
 }
 
-// What is told -----------------------------------------------------------------------------------------------------
+// Messages ---------------------------------------------------------------------------------------------------------
 
 TEST_F(Nelkactl, HelpListsOperationsByFamilyAndExitStatuses)
 {

@@ -146,7 +146,7 @@ TEST_F(Nelkactl, EndlessInputIsRefused)
     EXPECT_EQ(slave.requests().size(), 1U);
 }
 
-// What is no file to be replaced -----------------------------------------------------------------------------------
+// Files that are not replaced --------------------------------------------------------------------------------------
 
 class NelkactlOutput : public Nelkactl {
 protected:
@@ -264,7 +264,7 @@ TEST_F(NelkactlOutput, ReplacedFileKeepsOwner)
     EXPECT_EQ(after.st_mode & 07777, 04640U);
 }
 
-// A file that the slave deletes ------------------------------------------------------------------------------------
+// Deletion on the slave --------------------------------------------------------------------------------------------
 
 class NelkactlDeletion : public Nelkactl {
 protected:

@@ -95,7 +95,7 @@ TEST_F(Fleet, InvalidCommandLineCallsNobody)
         EXPECT_EQ(run(Words{NELKACTL, "xmlrpc_changes"} + words).status, 2) << ::testing::PrintToString(words);
 }
 
-// What is told -----------------------------------------------------------------------------------------------------
+// Messages ---------------------------------------------------------------------------------------------------------
 
 TEST_F(Fleet, TwoHundredSlavesHaveTheirResults)
 {
@@ -251,7 +251,7 @@ TEST_F(Fleet, NamesKilledProcessAndGoesOn)
     EXPECT_EQ(found["m2"]["changes"], 2) << finished;
 }
 
-// Again and again ----------------------------------------------------------------------------------------------------
+// Repetition ---------------------------------------------------------------------------------------------------------
 
 std::chrono::milliseconds timeOf(const Json& result)
 {

@@ -13,7 +13,7 @@ using namespace support;
 
 namespace {
 
-// What every operation does --------------------------------------------------------------------------------------
+// Every operation ------------------------------------------------------------------------------------------------
 
 struct Case {
     std::string name;
@@ -331,7 +331,7 @@ TEST_F(Nelkactl, HasTheseOperations)
     EXPECT_EQ(operationsNamedIn(type({"--help"}).out), expected);
 }
 
-// The odd ones ---------------------------------------------------------------------------------------------------
+// Quirks ---------------------------------------------------------------------------------------------------------
 
 TEST_F(Nelkactl, DeletionFailsAndNamesAlternative)
 {

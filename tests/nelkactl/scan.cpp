@@ -272,7 +272,7 @@ TEST_F(NelkactlScan, FailedCancellationIsReported)
         << finished;
 }
 
-// Of a terminal, and of many slaves: scripts that say what they expect -----------------------------------------------
+// Terminals and many slaves: nelkactl.py -----------------------------------------------------------------------------
 
 class NelkactlScript : public ::testing::TestWithParam<const char*> {};
 

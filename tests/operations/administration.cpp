@@ -42,7 +42,7 @@ TEST_F(EjecutarScript, SendsEmptyName)
     EXPECT_EQ(log.lines().at(0), debug("ejecutar_script : nombre_script : "));
 }
 
-TEST_F(EjecutarScript, NameThatIsNotUtf8FailsAndSendsNothing)
+TEST_F(EjecutarScript, InvalidUtf8FailsAndSendsNothing)
 {
     const std::string latin1 = "m\xe1s.sh";
     client.ejecutar_script(latin1, ampleTimeout);

@@ -60,7 +60,7 @@ TEST_F(GetTable, UnassignedDatabaseNameIsSentEmpty)
     EXPECT_EQ(log.lines().at(0), debug("getTable host : 127.0.0.1, dbName : , query : "));
 }
 
-TEST_F(GetTable, EmptyTableEmptiesTheResultSet)
+TEST_F(GetTable, EmptyTableEmptiesResultSet)
 {
     call({xml::i4(0), xml::array({})});
     EXPECT_EQ(result.rowCount(), 0U);
@@ -78,7 +78,7 @@ TEST_F(GetTable, RaggedTableIsNeitherLoggedNorReported)
     EXPECT_EQ(spy.resultsReleased, 1);
 }
 
-TEST_F(GetTable, RaggedTableBesideAnErrorStatusReportsTheStatus)
+TEST_F(GetTable, RaggedTableWithErrorStatusReportsStatus)
 {
     call({xml::i4(7), raggedTable});
     EXPECT_TRUE(isAsItWas());
@@ -86,7 +86,7 @@ TEST_F(GetTable, RaggedTableBesideAnErrorStatusReportsTheStatus)
     EXPECT_EQ(log.linesWithoutNumbers(), replied(message, {refusedLine(message, 7), place()}));
 }
 
-TEST_F(GetTable, WorksAfterARaggedTable)
+TEST_F(GetTable, WorksAfterRaggedTable)
 {
     call({xml::i4(0), raggedTable});
     call({xml::i4(0), table});
@@ -126,7 +126,7 @@ TEST_F(ExecQuery, IsCalledThroughBase)
               (std::vector<std::string>{"string modulo", "string canales", "string delete"}));
 }
 
-TEST_F(ExecQuery, QueryThatIsNotUtf8FailsAndSendsNothing)
+TEST_F(ExecQuery, InvalidUtf8FailsAndSendsNothing)
 {
     client.execQuery("a\xf1o", result, "canales", ampleTimeout);
     EXPECT_EQ(client.getFault(), -510);

@@ -26,7 +26,7 @@ protected:
     int status = 99;
 };
 
-TEST_F(DlFicheroEsclavo, AsksTheSlaveNothing)
+TEST_F(DlFicheroEsclavo, SendsNothing)
 {
     remove("/tmp/a");
     EXPECT_TRUE(slave.requests().empty());
@@ -61,7 +61,7 @@ TEST_F(DlFicheroEsclavo, ArmsTimerWithLow16BitsOfTimeout)
     EXPECT_LE(timerLeft(), std::chrono::milliseconds(4464));
 }
 
-TEST_F(DlFicheroEsclavo, AnyPathEndsInATransportFault)
+TEST_F(DlFicheroEsclavo, AnyPathEndsInTransportFault)
 {
     for (const std::string path : {"", "relativo/a", "/tmp/a b&<c>",
                                    "/tmp/se\xC3\xB1"
@@ -73,7 +73,7 @@ TEST_F(DlFicheroEsclavo, AnyPathEndsInATransportFault)
     EXPECT_TRUE(slave.requests().empty());
 }
 
-TEST_F(DlFicheroEsclavo, PathThatIsNotUtf8HasAnotherFault)
+TEST_F(DlFicheroEsclavo, InvalidUtf8HasOtherFault)
 {
     const std::string path = "/tmp/se\xF1"
                              "al";
@@ -90,7 +90,7 @@ TEST_F(DlFicheroEsclavo, ReplacesFormerFault)
     EXPECT_EQ(client.getFault(), XMLRPC_INTERNAL_ERROR);
 }
 
-TEST_F(DlFicheroEsclavo, ClientThatIsNotReadyTouchesNoTimer)
+TEST_F(DlFicheroEsclavo, ClientThatIsNotReadyLeavesTimer)
 {
     client.cleanup();
     remove("/tmp/a");
@@ -150,7 +150,7 @@ TEST_F(RdFicheroEsclavo, KeepsEveryByteValue)
     expectWhole(everyByteValue());
 }
 
-TEST_F(RdFicheroEsclavo, EmptyFileEmptiesTheContent)
+TEST_F(RdFicheroEsclavo, EmptyFileEmptiesContent)
 {
     expectWhole("");
 }
@@ -184,14 +184,14 @@ TEST_F(RdFicheroEsclavo, AnyPathIsSentAsItIs)
     }
 }
 
-TEST_F(RdFicheroEsclavo, PathIsSentUpToTheFirstNul)
+TEST_F(RdFicheroEsclavo, PathIsSentUpToFirstNul)
 {
     answerWith({xml::i4(0)});
     fetch(std::string("/tmp/a\0b", 8));
     EXPECT_EQ(slave.calls().at(0).parameters[0], "string /tmp/a");
 }
 
-TEST_F(RdFicheroEsclavo, PathThatIsNotUtf8IsNotAskedFor)
+TEST_F(RdFicheroEsclavo, InvalidUtf8SendsNothing)
 {
     answerWith({xml::i4(0)});
     fetch("/tmp/se\xF1"

@@ -21,7 +21,7 @@ protected:
     }
 };
 
-TEST_F(GetFPGASOC, NegativeValueBecomesALargeUnsignedOne)
+TEST_F(GetFPGASOC, NegativeValueBecomesLargeUnsigned)
 {
     EXPECT_EQ(delivered(-1), ULONG_MAX);
     EXPECT_EQ(delivered(INT_MIN), ULONG_MAX - 2'147'483'647UL);

@@ -12,7 +12,7 @@ INSTANTIATE_TEST_SUITE_P(Identity, RemoteOperation, family("identity"), ::testin
 
 class ActualizaIdentificacion : public FamilyTest {};
 
-TEST_F(ActualizaIdentificacion, EmptyTextsReplaceWhatWasThere)
+TEST_F(ActualizaIdentificacion, EmptyTextsReplaceFormerOnes)
 {
     std::vector<std::string> answer(8, xml::text(""));
     answer[0] = answer[4] = xml::i4(0);

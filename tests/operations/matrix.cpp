@@ -332,7 +332,7 @@ TEST_P(Matrix, EndsAsExpected)
 
 INSTANTIATE_TEST_SUITE_P(Fault, Matrix, ::testing::ValuesIn(faults()), ::testing::PrintToStringParamName());
 
-// Only what sends something long can be caught while sending ---------------------------------------------------------
+// Expiry while sending, for operations that send blocks --------------------------------------------------------------
 
 struct Sender {
     std::string name;

@@ -9,7 +9,7 @@ namespace {
 
 INSTANTIATE_TEST_SUITE_P(Scanning, RemoteOperation, family("scanning"), ::testing::PrintToStringParamName());
 
-class Scan : public FamilyTest {
+class ScanTest : public FamilyTest {
 protected:
     int status = 99;
     std::string report = "preset";
@@ -27,7 +27,11 @@ protected:
     }
 };
 
-TEST_F(Scan, BandIsLoggedAsOneRawCharacter)
+using InitInputScan = ScanTest;
+using StatusInputScan = ScanTest;
+using GetScanReport = ScanTest;
+
+TEST_F(InitInputScan, BandIsLoggedAsOneRawCharacter)
 {
     for (const int banda : {1, 2, 10, 65, 127, 128, 200, 255}) {
         init(static_cast<unsigned char>(banda), 0);
@@ -36,7 +40,7 @@ TEST_F(Scan, BandIsLoggedAsOneRawCharacter)
     }
 }
 
-TEST_F(Scan, BandIsSentUnsigned)
+TEST_F(InitInputScan, BandIsSentUnsigned)
 {
     for (const int banda : {0, 2, 127, 128, 255}) {
         init(static_cast<unsigned char>(banda), 0);
@@ -45,14 +49,14 @@ TEST_F(Scan, BandIsSentUnsigned)
     }
 }
 
-TEST_F(Scan, LogLineEndsAtBandZero)
+TEST_F(InitInputScan, LogLineEndsAtBandZero)
 {
     init(0, -2);
     const std::string line = "initInputScan : Entrada: 1 tipoScan: 2 bandaScan: ";
     EXPECT_EQ(log.linesWithoutNumbers(), replied(line, {refusedLine(line, -2), place()}));
 }
 
-TEST_F(Scan, EmptyReportIsDelivered)
+TEST_F(GetScanReport, EmptyReportIsDelivered)
 {
     askReport({xml::i4(0), xml::text("")});
     EXPECT_EQ(status, 0);
@@ -61,21 +65,21 @@ TEST_F(Scan, EmptyReportIsDelivered)
     EXPECT_EQ(log.lines().size(), 3U);
 }
 
-TEST_F(Scan, ReportKeepsLinesAndMarkup)
+TEST_F(GetScanReport, ReportKeepsLinesAndMarkup)
 {
     const std::string text = "<canal id=\"1\">\n\tRTVE & Telefónica \xE2\x82\xAC\n</canal>\n";
     askReport({xml::i4(0), xml::text(text)});
     EXPECT_EQ(report, text);
 }
 
-TEST_F(Scan, LineBreaksOfAReportArriveAsLineFeeds)
+TEST_F(GetScanReport, LineBreaksBecomeLineFeeds)
 {
     // xmlrpc-c normalises line breaks.
     askReport({xml::i4(0), xml::text("uno\r\ndos\rtres\n")});
     EXPECT_EQ(report, "uno\ndos\ntres\n");
 }
 
-TEST_F(Scan, LongReportArrivesWhole)
+TEST_F(GetScanReport, LongReportArrivesWhole)
 {
     std::string text;
     while (text.size() < 1'000'000)
@@ -85,14 +89,14 @@ TEST_F(Scan, LongReportArrivesWhole)
     EXPECT_TRUE(report == text) << report.size() << " of " << text.size() << " bytes";
 }
 
-TEST_F(Scan, ShortReportReplacesALongerOne)
+TEST_F(GetScanReport, ShortReportReplacesLongerOne)
 {
     report.assign(10'000, 'x');
     askReport({xml::i4(0), xml::text("corto")});
     EXPECT_EQ(report, "corto");
 }
 
-TEST_F(Scan, SendsTheSmallestAndTheLargestIntegers)
+TEST_F(StatusInputScan, SendsExtremeIntegers)
 {
     answerWith({xml::i4(0)});
     client.statusInputScan(INT_MIN, INT_MAX, status, ampleTimeout);

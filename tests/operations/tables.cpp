@@ -158,7 +158,7 @@ INSTANTIATE_TEST_SUITE_P(, WrittenBlock,
                                                   &nelka::XmlrpcClient::configureSAPServer}),
                          ::testing::PrintToStringParamName());
 
-TEST_P(WrittenBlock, EmptyBlockIsSentAsAnEmptyValue)
+TEST_P(WrittenBlock, EmptyBlockIsSentAsEmptyValue)
 {
     write("");
     EXPECT_EQ(slave.bodies().at(0),
@@ -177,7 +177,7 @@ TEST_P(WrittenBlock, LogsItsFirstIntegerAndSizeOnly)
     EXPECT_EQ(log.lines(), replied(message(-3, 70'000)));
 }
 
-TEST_P(WrittenBlock, SendsTheSmallestAndTheLargestIntegers)
+TEST_P(WrittenBlock, SendsExtremeIntegers)
 {
     write("", INT_MIN, INT_MAX);
     EXPECT_EQ(slave.calls().at(0).parameters, (std::vector<std::string>{"i4 -2147483648", "i4 2147483647", "base64 "}));
@@ -194,7 +194,7 @@ TEST_P(WrittenBlock, AnySizeArrivesWhole)
         expectSent(bytes(size));
 }
 
-TEST_P(WrittenBlock, IsCopiedBeforeTheTimerIsArmedAndReleasedAfterTheCall)
+TEST_P(WrittenBlock, IsCopiedBeforeTimerAndReleasedAfterCall)
 {
     EXPECT_EQ(courseOf(bytes(4'321), replyArray({xml::i4(0)})), "LNLCRDL");
 }
@@ -204,22 +204,22 @@ TEST_P(WrittenBlock, EmptyBlockIsCopiedToo)
     EXPECT_EQ(courseOf("", replyArray({xml::i4(0)})), "LNLCRDL");
 }
 
-TEST_P(WrittenBlock, CopyIsReleasedBeforeARefusalIsLogged)
+TEST_P(WrittenBlock, CopyIsReleasedBeforeRefusalIsLogged)
 {
     EXPECT_EQ(courseOf(bytes(4'321), replyArray({xml::i4(3)})), "LNLCRDLLL");
 }
 
-TEST_P(WrittenBlock, CopyIsReleasedBeforeAWrongReplyIsLogged)
+TEST_P(WrittenBlock, CopyIsReleasedBeforeWrongReplyIsLogged)
 {
     EXPECT_EQ(courseOf(bytes(4'321), replyArray({xml::text("x")})), "LNLCRDLLL");
 }
 
-TEST_P(WrittenBlock, CopyIsReleasedBeforeATransportFaultIsLogged)
+TEST_P(WrittenBlock, CopyIsReleasedBeforeTransportFaultIsLogged)
 {
     EXPECT_EQ(courseOf(bytes(4'321), resetAfterRequest()), "LNLCRDLL");
 }
 
-TEST_P(WrittenBlock, CopyIsReleasedBeforeATimeoutIsLogged)
+TEST_P(WrittenBlock, CopyIsReleasedBeforeTimeoutIsLogged)
 {
     // The first line after the call is that of the signal.
     EXPECT_EQ(courseOf(bytes(4'321), silence(), 100), "LNLCRLDL");
@@ -259,7 +259,7 @@ struct ReadBlock : FamilyTest {
         {0, 0}, {1, 1}, {65'535, 65'535}, {65'536, 0}, {65'537, 1}, {70'000, 4'464}, {131'072, 0}, {700'000, 44'640}};
 };
 
-TEST_F(ReadBlock, HasTheLow16BitsOfItsSize)
+TEST_F(ReadBlock, SizeIsCutToLow16Bits)
 {
     for (const auto& [size, delivered] : deliveries)
         for (const auto read : {&ReadBlock::readTable, &ReadBlock::readSummary}) {
@@ -271,7 +271,7 @@ TEST_F(ReadBlock, HasTheLow16BitsOfItsSize)
         }
 }
 
-TEST_F(ReadBlock, TableLogsTheDeliveredSize)
+TEST_F(ReadBlock, TableLogsDeliveredSize)
 {
     for (const auto& [size, delivered] : deliveries) {
         readTable({xml::i4(0), xml::base64(bytes(size))});
@@ -306,7 +306,7 @@ TEST_F(ReadBlock, TableLogsItsWholeTimeoutAndArmsItsLow16Bits)
                                   armed(4464), disarmed()}));
 }
 
-TEST_F(ReadBlock, SendsAndLogsTheSmallestAndTheLargestIntegers)
+TEST_F(ReadBlock, SendsAndLogsExtremeIntegers)
 {
     answerWith({xml::i4(0)});
     client.rdFicheroTablasSI(INT_MIN, INT_MAX, -1, 0, 1, bloque, ampleTimeout);

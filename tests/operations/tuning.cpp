@@ -33,7 +33,7 @@ protected:
     int status = 99;
 };
 
-TEST_F(TunedChannel, FrequencyAboveTheIntegersIsSentAsTheIntegerOfItsBits)
+TEST_F(TunedChannel, LargeFrequencyIsSentAsItsBits)
 {
     const std::vector<std::pair<std::uint32_t, std::string>> cases{
         {2'147'483'647, "i4 2147483647"}, {2'147'483'648, "i4 -2147483648"}, {4'294'967'295, "i4 -1"}};
@@ -78,7 +78,7 @@ TEST_F(TunedChannel, ShortMembersAreSentUnsigned)
               (std::vector<std::string>{"i4 0", "i4 0", "i4 0", wide, wide, wide, wide, "i4 0", "boolean 0"}));
 }
 
-TEST_F(TunedChannel, SendsTheSmallestAndTheLargestIntegers)
+TEST_F(TunedChannel, SendsExtremeIntegers)
 {
     nelka::tcanal canal;
     canal.parametroSat = INT_MIN;
@@ -90,7 +90,7 @@ TEST_F(TunedChannel, SendsTheSmallestAndTheLargestIntegers)
     EXPECT_EQ(arrived()[7], "i4 -2147483648");
 }
 
-TEST_F(TunedChannel, IndicatorIsSentAsTheLastBoolean)
+TEST_F(TunedChannel, IndicatorIsSentLastAsBoolean)
 {
     for (const bool indicador : {false, true}) {
         const std::string boolean = indicador ? "boolean 1" : "boolean 0";

@@ -456,7 +456,7 @@ TEST_F(Server, RunsNothingBeforeItListens)
     EXPECT_EQ(server.Run(), 0);
 }
 
-TEST_F(Server, RunsOneConnectionAtATime)
+TEST_F(Server, RunsOneConnection)
 {
     server.AddFunction("RdHora", answer, &fifteen);
     start();

@@ -173,22 +173,22 @@ protected:
 
 // While it serves ----------------------------------------------------------------------------------------------------
 
-TEST_P(EachServerSignal, BeforeTheFirstByteEndsNoConnection)
+TEST_P(EachServerSignal, BeforeFirstByteEndsNoConnection)
 {
     EXPECT_EQ(answerAfter(0), "HTTP/1.1 200 OK");
 }
 
-TEST_P(EachServerSignal, AmidTheHeadersEndsNoRequest)
+TEST_P(EachServerSignal, InHeadersEndsNoRequest)
 {
     EXPECT_EQ(answerAfter(30), "HTTP/1.1 200 OK");
 }
 
-TEST_P(EachServerSignal, AmidTheBodyEndsNoRequest)
+TEST_P(EachServerSignal, InBodyEndsNoRequest)
 {
     EXPECT_EQ(answerAfter(request("sample.add").size() - 10), "HTTP/1.1 200 OK");
 }
 
-TEST_P(EachServerSignal, WhileItFormatsADateIsLoggedOnceItHasServed)
+TEST_P(EachServerSignal, WhileFormattingDateIsLoggedAfterServing)
 {
     int raised = 0;
     duringMktime = [&raised] {
@@ -201,7 +201,7 @@ TEST_P(EachServerSignal, WhileItFormatsADateIsLoggedOnceItHasServed)
     EXPECT_EQ(log.lines(), Lines{signalLine(std::string("SIG") + sigabbrev_np(GetParam()))});
 }
 
-TEST_P(EachServerSignal, WhileItWaitsForAConnectionEndsRun)
+TEST_P(EachServerSignal, WhileWaitingForConnectionEndsRun)
 {
     std::atomic<bool> returned{false};
     // Again and again, because the first may come before the wait.
@@ -220,7 +220,7 @@ TEST_P(EachServerSignal, WhileItWaitsForAConnectionEndsRun)
 INSTANTIATE_TEST_SUITE_P(, EachServerSignal, ::testing::Values(SIGINT, SIGALRM),
                          [](const auto& kind) { return std::string(sigabbrev_np(kind.param)); });
 
-TEST_F(ServerSignals, OfTheLibraryAloneAreHeldBackWhileItServes)
+TEST_F(ServerSignals, OnlyOfLibraryAreBlockedWhileServing)
 {
     EXPECT_EQ(heldWhileServing(), (std::set<int>{SIGINT, SIGALRM}));
     std::signal(SIGINT, ignore);
@@ -229,7 +229,7 @@ TEST_F(ServerSignals, OfTheLibraryAloneAreHeldBackWhileItServes)
     EXPECT_EQ(heldWhileServing(), std::set<int>{});
 }
 
-TEST_F(ServerSignals, AreHeldBackAsBeforeOnceItHasServed)
+TEST_F(ServerSignals, AreBlockedAsBeforeAfterServing)
 {
     for (const std::set<int>& before : {std::set<int>{}, {SIGINT, SIGUSR1}, {SIGALRM}}) {
         const HoldingBack held(before);
@@ -240,7 +240,7 @@ TEST_F(ServerSignals, AreHeldBackAsBeforeOnceItHasServed)
 
 // Handlers of methods ------------------------------------------------------------------------------------------------
 
-TEST_F(ServerSignals, AreHeldBackInAMethodAsTheApplicationHasThem)
+TEST_F(ServerSignals, AreBlockedInMethodAsByApplication)
 {
     std::set<int> seen;
     serve("readMask", readMask, &seen);
@@ -251,7 +251,7 @@ TEST_F(ServerSignals, AreHeldBackInAMethodAsTheApplicationHasThem)
     }
 }
 
-TEST_F(ServerSignals, StayAsAMethodLeavesThem)
+TEST_F(ServerSignals, StayAsMethodLeavesThem)
 {
     serve("block", [](xmlrpc_env* env, xmlrpc_value*, void*, void*) {
         sigset_t interrupts;
@@ -265,7 +265,7 @@ TEST_F(ServerSignals, StayAsAMethodLeavesThem)
     EXPECT_EQ(heldSignals(), std::set<int>{SIGINT});
 }
 
-TEST_F(ServerSignals, AreHeldBackAgainAfterAMethodThatThrew)
+TEST_F(ServerSignals, AreBlockedAgainAfterMethodThatThrew)
 {
     serve("fail", [](xmlrpc_env*, xmlrpc_value*, void*, void*) -> xmlrpc_value* { throw 5; });
     EXPECT_EQ(heldWhileServing("fail"), (std::set<int>{SIGINT, SIGALRM}));
@@ -277,7 +277,7 @@ xmlrpc_value* callAnotherSlave(xmlrpc_env* env, xmlrpc_value*, void* client, voi
     return xmlrpc_nil_new(env);
 }
 
-TEST_F(ServerSignals, EndACallOfAMethodAtItsTime)
+TEST_F(ServerSignals, EndCallOfMethodAtItsDeadline)
 {
     serve("forward", callAnotherSlave, &client);
     const Stopwatch watch;
@@ -286,7 +286,7 @@ TEST_F(ServerSignals, EndACallOfAMethodAtItsTime)
     EXPECT_LT(watch.elapsed(), std::chrono::milliseconds(500) + lateness());
 }
 
-TEST_F(ServerSignals, CutACallOfAMethodAtOnce)
+TEST_F(ServerSignals, CutCallOfMethodImmediately)
 {
     serve("forward", callAnotherSlave, &client);
     std::future<void> operatorsHand = onceAsked(slave, [] { kill(getpid(), SIGINT); });
@@ -296,7 +296,7 @@ TEST_F(ServerSignals, CutACallOfAMethodAtOnce)
     client.set_timer(0);
 }
 
-// The descriptor that is waited on -----------------------------------------------------------------------------------
+// The listening descriptor -------------------------------------------------------------------------------------------
 
 int listeningEverywhere()
 {
@@ -305,7 +305,7 @@ int listeningEverywhere()
     return listener;
 }
 
-TEST_F(ServerSignals, AreNotHeldBackWhereAnotherSocketGotTheDescriptor)
+TEST_F(ServerSignals, AreNotBlockedIfOtherSocketGotDescriptor)
 {
     int expected = -1;
     int stranger = -1;

@@ -16,7 +16,7 @@
 
 namespace nelkactl {
 
-// Outputs that a call may leave untouched, each preset to what hardly any reply holds ---------------------------------
+// Outputs that a call may leave untouched, each preset to a value that hardly any reply has ---------------------------
 
 struct Text {
     static inline const std::string preset{'\0'}; // no reply has a text with a zero

@@ -347,7 +347,7 @@ std::string writtenValue(const Json& value)
     return tagged("value", writtenContent(value));
 }
 
-// Out of a file ------------------------------------------------------------------------------------------------
+// From a file --------------------------------------------------------------------------------------------------
 
 Json blockAt(const Place& place)
 {
