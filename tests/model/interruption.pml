@@ -1,15 +1,15 @@
 /* The signals, the timer and the flag of a call (src/interruption.cpp), as a model that spin(1) checks exhaustively.
- * `run` beside it says what is expected of which scenario, and checks all of them.
+ * `run` beside it lists the expected results and checks all scenarios.
  *
- * It has two halves: what cuts a call, and when; and with LINES, who writes the lines of signals, and when, where of the
- * timer only its alarm is left.
+ * It has two halves: what cuts a call, and when; and with LINES, who logs signals, and when, with the timer reduced to
+ * its alarm.
  *
  *   Caller    a thread that makes calls: RemoteCall in src/xmlrpclient.cpp, and within a call the wait of xmlrpc-c:
  *             all signals blocked, a look at the flag, pselect() with the former mask, a look at the flag
  *   Handler   interrupt(), once for each thread and signal: it interrupts the body of its thread, or the handler of the
  *             other signal, between any two steps
- *   Other     a thread of the application that enters the library: a line of ours, Run(), init()
- *   Timer     the clock and ITIMER_REAL, which expires once its time has come, as late as it likes
+ *   Other     a thread of the application inside the library: a log line, Run(), init()
+ *   Timer     the clock and ITIMER_REAL, which expires at any time after it is due
  *   Sender    SIGINTs, and SIGALRMs from elsewhere, at any moment
  *
  * A signal of the process is pending once, a second one merges with it, and it goes to any thread that does not block
@@ -17,8 +17,8 @@
  * one system call, and is named after the function that does it; whatever takes time may take any. `timeout` holds when
  * nothing else can move: only then does pselect() end without a signal or an answer, or a wait give up.
  *
- * Left out: malloc() and the time zone, whose locks are like that of syslog(); fork(); handlers that the application
- * puts in the place of ours; callers that do not take turns; more signals than records; the microsecond between a
+ * Left out: malloc() and the time zone, whose locks are like that of syslog(); fork(); handlers with which the
+ * application replaces ours; callers that do not take turns; more signals than records; the microsecond between a
  * tgkill() and the interrupt of a thread that runs. Every step is sequentially consistent, as those of the code are.
  *
  * The claims, of which one is checked at a time:
@@ -31,12 +31,12 @@
  *   7  each signal that is handled has one line, in the order in which they were recorded
  *   8  a SIGINT that is handled after the flag was lowered cuts that call
  *   9  no alarm comes after set_timer(0)
- *  10  no line that is written at once overtakes a record
+ *  10  no line that is written immediately overtakes a record
  */
 c_decl { \#include <stdlib.h> }
 c_code { static int parameter(const char* name) { const char* text = getenv(name); return text ? atoi(text) : 0; } };
 #define P(name) name = parameter(#name);
-/* The scenario, from the environment: 0 where it says nothing. */
+/* The scenario, from the environment; the default is 0. */
 hidden byte claim, calls, others;  /* threads beside thread 0 */
 hidden byte second;                /* which thread makes the second call */
 hidden byte holds;                 /* blocked between calls: 1: SIGALRM, 2: SIGINT, 4: in the others for good */
@@ -46,7 +46,7 @@ hidden byte stops, arms;           /* set_timer(0) after each call that fails; s
 hidden byte enters, inits;         /* how often each other thread enters the library, or lowers the flag by init() */
 hidden byte bounded;               /* a drain ends after two rounds, as it does in the code */
 hidden byte giveup;                /* a wait may end at any moment: 1: for a handler, 2: for an alarm, 3: either */
-/* What is taken away from the library: `run` says of each what it stands for. */
+/* Removed parts of the library, which `run` explains. */
 hidden byte nowake, nottold, twosteps, norecording, noalarm, blindend, noowed, nosetting, noforgive, nostopwait;
 hidden byte nodepth, nodrain, noinside, nowriter, takefirst, nohole, lastdrain, nolower, lowerblind, nounblock;
 #define CLAIM(n, x) assert(claim != n || (x))
