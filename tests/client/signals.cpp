@@ -56,7 +56,7 @@ extern "C" __attribute__((visibility("default"))) int setitimer(__itimer_which_t
 
 namespace {
 
-// Does something in each log call, which are numbered from 0, or in one of them.
+// Runs an action in each log call, numbered from 0, or in one of them.
 class DuringLogCall {
 public:
     explicit DuringLogCall(std::function<void(int)> action)
@@ -252,7 +252,7 @@ TEST_F(Signals, CallAfterCancelledAlarmDoesNotWait)
     expectNoNap(client);
 }
 
-// Lets an alarm be cancelled that the library has to take for one that was sent.
+// Cancels an alarm that the library must assume to have been sent.
 void loseAnAlarm(std::chrono::milliseconds timeout)
 {
     alarm(0);
@@ -465,7 +465,7 @@ class ManySignals : public Signals {
 protected:
     std::ptrdiff_t logged() const { return count(signalLine("SIGINT", 0)) + count(signalLine("SIGINT", 1)); }
 
-    // So many signals land in one line of the library's.
+    // Raises that many signals during one log line of the library.
     void setTimerWithSignals(int signals)
     {
         const DuringLogCall during(0, [signals] {
@@ -504,7 +504,7 @@ TEST_F(ManySignals, DuringLinesOfEarlierOnesAreLoggedBeforeLibraryIsLeft)
 
 class SlowLine : public ManySignals {
 protected:
-    // Sets the timer while another thread is at the line of a signal, until `mayEnd` says so. Returns what it took.
+    // Sets the timer while another thread logs a signal, until `mayEnd` allows it. Returns the duration.
     std::chrono::microseconds setTimerBesideALine(const std::function<bool()>& mayEnd)
     {
         std::promise<void> begun;

@@ -50,7 +50,7 @@ extern "C" __attribute__((visibility("default"))) time_t mktime(tm* time) noexce
     return result;
 }
 
-// How the server opens a descriptor, which others may do at the same time.
+// Intercepts how the server opens a descriptor, to let others open one at the same time.
 extern "C" __attribute__((visibility("default"))) int socket(int domain, int type, int protocol) noexcept
 {
     static const auto real = next<decltype(socket)>("socket");
@@ -125,7 +125,7 @@ protected:
         return answer.substr(0, answer.find('\r'));
     }
 
-    // Serves a request that waits already.
+    // Serves a waiting request.
     void exchange(const std::string& method, unsigned short port = ownListeningPort())
     {
         const int peer = connectedTo(port);
@@ -135,7 +135,7 @@ protected:
         EXPECT_EQ(statusLine(peer), "HTTP/1.1 200 OK");
     }
 
-    // What is held back while the server has a request in hand.
+    // The signals blocked while the server handles a request.
     std::set<int> heldWhileServing(const std::string& method = "sample.add", unsigned short port = ownListeningPort())
     {
         std::set<int> held = {SIGKILL};
@@ -147,8 +147,8 @@ protected:
 
 class EachServerSignal : public ServerSignals, public ::testing::WithParamInterface<int> {
 protected:
-    // The status line that a peer gets that has sent so much of its request, and sends the rest only after the serving
-    // thread has been sent many signals, or has answered before.
+    // The status line that a peer gets if it sends part of its request, and the rest only after the serving thread has
+    // got many signals or has already answered.
     std::string answerAfter(std::size_t sent)
     {
         const std::string bytes = request("sample.add");
@@ -204,7 +204,7 @@ TEST_P(EachServerSignal, WhileFormattingDateIsLoggedAfterServing)
 TEST_P(EachServerSignal, WhileWaitingForConnectionEndsRun)
 {
     std::atomic<bool> returned{false};
-    // Again and again, because the first may come before the wait.
+    // Repeatedly, because the first may come before the wait.
     std::future<void> sender = apart([&returned, runner = pthread_self()] {
         while (!returned) {
             pthread_kill(runner, GetParam());
@@ -309,7 +309,7 @@ TEST_F(ServerSignals, AreNotBlockedIfOtherSocketGotDescriptor)
 {
     int expected = -1;
     int stranger = -1;
-    duringSocket = [&] { // the server looks which descriptor is next
+    duringSocket = [&] { // the server predicts the next descriptor
         duringSocket = [&] {
             expected = latestSocket;
             stranger = listeningEverywhere();
