@@ -198,13 +198,14 @@ bool writeNextRecord(bool waits)
         return false;
     // A handler in another thread may have its place but not have stored its record yet.
     std::atomic<Record>& next = records[firstRecord % recordCount];
-    const auto stored = [&next] { return next != 0; };
-    if (!(waits ? waitFor(stored) : stored()))
-        return false;
+    if (waits)
+        waitFor([&next] { return next != 0; });
     const Record record = next.exchange(0);
-    writeLine(static_cast<int>(record >> 2), static_cast<int>(record >> 1 & 1U));
-    firstRecord = (firstRecord + 1) % places; // only now: others wait for the line while there is a record
-    return true;
+    if (record != 0) {
+        writeLine(static_cast<int>(record >> 2), static_cast<int>(record >> 1 & 1U));
+        firstRecord = (firstRecord + 1) % places; // only now: others wait for the line while there is a record
+    }
+    return record != 0;
 }
 
 void writeSurplus(unsigned lines)

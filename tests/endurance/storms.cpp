@@ -143,13 +143,24 @@ protected:
         reader.get();
         std::cout << works << " times, the longest " << worst.count() << " us; " << delivered << " signals delivered, "
                   << logged << " lines of signals\n";
-        EXPECT_EQ(logged, delivered);
+        EXPECT_LE(logged, delivered);
+        EXPECT_GE(logged, delivered - merged());
         EXPECT_GT(delivered, length().count() * (GetParam() == Reader::quick ? 100 : 10));
         // A wait that no signal ends lasts 3 s; the lines that a call writes take time as well.
         EXPECT_LT(worst, GetParam() == Reader::quick ? 2500ms : 10s);
     }
 
 private:
+    // ThreadSanitizer may deliver a wake-up of the library's and a signal from elsewhere as one.
+    static long merged()
+    {
+#ifdef __SANITIZE_THREAD__
+        return delivered / 100;
+#else
+        return 0;
+#endif
+    }
+
     void countLines(std::atomic<long>& signals, const std::atomic<bool>& done) const
     {
         const std::atomic<bool> atOnce{true};
