@@ -30,7 +30,7 @@ protected:
     {
         std::chrono::microseconds worst{0};
         const auto expire = [&] {
-            const HoldingBack held(signals);
+            const BlockedSignals held(signals);
             for (int i = 0; i < GetParam(); ++i) {
                 const Stopwatch watch;
                 client.updateNTP(timeout.count());
@@ -39,7 +39,7 @@ protected:
                 EXPECT_EQ(client.getFault(), -505) << "expiry " << i;
                 EXPECT_GE(late, 0ms) << "expiry " << i;
                 EXPECT_LT(late, lateness()) << "expiry " << i;
-                EXPECT_EQ(heldSignals(), signals) << "expiry " << i;
+                EXPECT_EQ(blockedSignals(), signals) << "expiry " << i;
             }
         };
         std::async(std::launch::async, expire).get();
@@ -66,7 +66,7 @@ TEST_P(Deadline, HoldsWithSignalsBlockedBesideBusyThreads)
 
 TEST_P(Deadline, HoldsWithSignalsBlockedInAllThreads)
 {
-    const HoldingBack held({SIGALRM, SIGINT});
+    const BlockedSignals held({SIGALRM, SIGINT});
     const BusyThreads others(busy);
     expectPunctuality({SIGALRM, SIGINT});
 }

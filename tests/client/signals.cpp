@@ -92,16 +92,6 @@ protected:
         ClientTest::TearDown();
     }
 
-    void replyWell() { slave.play({replyArray({xml::i4(0)})}); }
-
-    // A call that fails immediately and leaves its timer armed.
-    void fail(int timeout)
-    {
-        slave.play({serverError()});
-        client.updateNTP(timeout);
-        ASSERT_EQ(client.getFault(), -504);
-    }
-
     // Makes a call that nobody answers, which must end immediately.
     void expectCutAtOnce()
     {
@@ -158,7 +148,7 @@ void passTime(std::chrono::milliseconds time)
 
 TEST_F(Signals, BlockedSigintIsReadFromSignalfd)
 {
-    const HoldingBack held({SIGINT});
+    const BlockedSignals held({SIGINT});
     const sigset_t signals = interrupts();
     const int descriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
     ASSERT_GE(descriptor, 0);
@@ -176,7 +166,7 @@ TEST_F(Signals, BlockedSigintIsReadFromSignalfd)
 
 TEST_F(Signals, BlockedSigintGoesToWaitingThread)
 {
-    const HoldingBack held({SIGINT});
+    const BlockedSignals held({SIGINT});
     std::future<int> waiting = std::async(std::launch::async, [] {
         const sigset_t signals = interrupts();
         const timespec patience = {10, 0};
@@ -194,7 +184,7 @@ TEST_F(Signals, BlockedSigintGoesToWaitingThread)
 TEST_F(Signals, BlockedSigintArrivesAfterTransaction)
 {
     {
-        const HoldingBack transaction({SIGINT});
+        const BlockedSignals transaction({SIGINT});
         slave.play({delayed(replyArray({xml::i4(0)}), 100ms)});
         std::future<void> operatorsHand = onceAsked(slave, [] { kill(getpid(), SIGINT); });
         client.updateNTP(ampleTimeout);
@@ -631,7 +621,7 @@ TEST_F(ApplicationsLog, IsNotDisturbedWithBothSignalsBlocked)
 {
     fail(shortTimeout);
     {
-        const HoldingBack held({SIGALRM, SIGINT});
+        const BlockedSignals held({SIGALRM, SIGINT});
         kill(getpid(), SIGINT);
         while (pendingSignals() != std::set<int>{SIGALRM, SIGINT})
             syslog(LOG_INFO, "at work");

@@ -87,10 +87,10 @@ protected:
     std::future<Outcome> callInWorker(int timeout, const std::set<int>& held = {})
     {
         return std::async(std::launch::async, [this, timeout, held] {
-            const HoldingBack mask(held);
+            const BlockedSignals mask(held);
             const Stopwatch watch;
             client.updateNTP(timeout);
-            return Outcome{gettid(), client.getFault(), watch.elapsed(), heldSignals()};
+            return Outcome{gettid(), client.getFault(), watch.elapsed(), blockedSignals()};
         });
     }
 
@@ -289,7 +289,7 @@ TEST_P(LateAlarm, OfEarlierCallNeverCutsNextCallBesideBusyThreads)
     ASSERT_EQ(lost.init(), 0);
     client.setupSignalHandlers();
     const BusyThreads others(4);
-    const HoldingBack held(GetParam());
+    const BlockedSignals held(GetParam());
     int cut = 0;
     std::ptrdiff_t alarms = 0;
     for (int i = 0; i < tries; ++i) {
@@ -354,7 +354,7 @@ TEST_F(Threads, CallWaitsForAlarmHandledByOtherThread)
 {
     static std::atomic<bool> stalled, released, handled;
     stalled = released = handled = false;
-    const HoldingBack held({SIGALRM, SIGINT});
+    const BlockedSignals held({SIGALRM, SIGINT});
     slave.play({serverError(), replyArray({xml::i4(0)})});
     client.updateNTP(500);
     ASSERT_EQ(client.getFault(), -504);

@@ -52,16 +52,6 @@ protected:
         LogRecorder::duringLogCall = nullptr;
         ClientTest::TearDown();
     }
-
-    void replyWell() { slave.play({replyArray({xml::i4(0)})}); }
-
-    // Has a transport fault, which leaves the timer running.
-    void fail(int timeout)
-    {
-        slave.play({serverError()});
-        client.updateNTP(timeout);
-        ASSERT_EQ(client.getFault(), -504);
-    }
 };
 
 // The timer --------------------------------------------------------------------------------------------------------
@@ -492,7 +482,7 @@ TEST_P(LogCalls, AreNeverInterruptedAndHandlersRunOnceAfterwards)
         EXPECT_EQ(Intruder::interrupted, 0) << "log call " << intrusions;
         EXPECT_EQ(noticesOf("SIGALRM"), Intruder::alarms) << "log call " << intrusions;
         EXPECT_EQ(noticesOf("SIGINT"), Intruder::interrupts) << "log call " << intrusions;
-        EXPECT_EQ(heldSignals(), std::set<int>{}) << "log call " << intrusions;
+        EXPECT_EQ(blockedSignals(), std::set<int>{}) << "log call " << intrusions;
         client.set_timer(0);
     }
     EXPECT_GT(intrusions, 0);
@@ -558,10 +548,10 @@ class CallersMask : public Timeouts, public ::testing::WithParamInterface<std::s
 
 TEST_P(CallersMask, IsAlwaysRestored)
 {
-    const HoldingBack held(GetParam());
+    const BlockedSignals held(GetParam());
     std::string text;
     int status = 0;
-    const auto expectRestored = [](const char* way) { EXPECT_EQ(heldSignals(), GetParam()) << way; };
+    const auto expectRestored = [](const char* way) { EXPECT_EQ(blockedSignals(), GetParam()) << way; };
 
     for (const Step& step : {replyArray({xml::i4(0)}), replyArray({xml::i4(3)}), replyArray({xml::text("")}),
                              replyFault(-77, "no hay"), reply(xml::i4(0))}) {
@@ -592,7 +582,7 @@ TEST_P(CallersMask, IsAlwaysRestored)
 
 TEST_P(CallersMask, DoesNotPreventDeadline)
 {
-    const HoldingBack held(GetParam());
+    const BlockedSignals held(GetParam());
     slave.play({silence()});
     const Stopwatch watch;
     client.updateNTP(100);
@@ -604,10 +594,10 @@ TEST_P(CallersMask, DoesNotPreventDeadline)
 
 TEST_P(CallersMask, IsOpenedForAlarmOnly)
 {
-    const HoldingBack held(GetParam());
+    const BlockedSignals held(GetParam());
     replyWell();
     std::set<int> during;
-    spy.beforeCall = [&during] { during = heldSignals(); };
+    spy.beforeCall = [&during] { during = blockedSignals(); };
     client.updateNTP(ampleTimeout);
     std::set<int> others = GetParam();
     others.erase(SIGALRM);
@@ -621,7 +611,7 @@ INSTANTIATE_TEST_SUITE_P(Masks, CallersMask,
 
 TEST_F(Timeouts, AlarmPendingBeforeCallIsHandledOnceAndCutsNothing)
 {
-    const HoldingBack held({SIGALRM, SIGINT});
+    const BlockedSignals held({SIGALRM, SIGINT});
     kill(getpid(), SIGALRM);
     replyWell();
     client.updateNTP(ampleTimeout);
@@ -634,7 +624,7 @@ TEST_F(Timeouts, AlarmPendingBeforeCallIsHandledOnceAndCutsNothing)
 
 TEST_F(Timeouts, BlockedSigintStaysPending)
 {
-    const HoldingBack held({SIGINT});
+    const BlockedSignals held({SIGINT});
     kill(getpid(), SIGINT);
     replyWell();
     client.updateNTP(ampleTimeout);

@@ -15,12 +15,11 @@
 #include <poll.h>
 #include <sys/mman.h>
 
+#include "privatelogtest.h"
 #include "support/checked.h"
 #include "support/child.h"
 #include "support/interpose.h"
 #include "support/ports.h"
-#include "support/privatelog.h"
-#include "support/scriptedslave.h"
 #include "support/signals.h"
 
 using namespace support;
@@ -82,20 +81,14 @@ std::ostream& operator<<(std::ostream& out, Reader reader)
 constexpr auto stall = 20ms;
 
 // Counts the work done during a storm.
-class Storm : public ::testing::TestWithParam<Reader> {
+class Storm : public PrivateLogTest, public ::testing::WithParamInterface<Reader> {
 protected:
-    ScriptedSlave slave{{replyArray({xml::i4(0)})}};
-    nelka::XmlrpcClient client{"127.0.0.1", slave.port(), "eth1", "app", "1.0"};
-    const PrivateLog log;
+    Storm() : PrivateLogTest(replyArray({xml::i4(0)})) {}
 
     void SetUp() override
     {
-        if (!log.works()) {
-            std::cerr << "SKIPPED: no right to make a private /dev/log\n";
-            GTEST_SKIP();
-        }
-        ASSERT_EQ(client.init(), 0);
         delivered = 0;
+        PrivateLogTest::SetUp();
     }
 
     static std::chrono::seconds length()

@@ -2,15 +2,13 @@
 #include <algorithm>
 #include <atomic>
 #include <functional>
-#include <iostream>
 #include <thread>
 
 #include <gtest/gtest.h>
 
 #include <nelkanet/xmlrpclient.h>
 
-#include "support/privatelog.h"
-#include "support/scriptedslave.h"
+#include "privatelogtest.h"
 #include "support/signals.h"
 #include "support/stopwatch.h"
 
@@ -19,20 +17,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-class SystemLog : public ::testing::Test {
+class SystemLog : public PrivateLogTest {
 protected:
-    ScriptedSlave slave{{silence()}};
-    nelka::XmlrpcClient client{"127.0.0.1", slave.port(), "eth1", "app", "1.0"};
-    const PrivateLog log;
-
-    void SetUp() override
-    {
-        if (!log.works()) {
-            std::cerr << "SKIPPED: no right to make a private /dev/log\n";
-            GTEST_SKIP();
-        }
-        ASSERT_EQ(client.init(), 0);
-    }
+    SystemLog() : PrivateLogTest(silence()) {}
 
     static long count(const std::vector<std::string>& lines, const std::string& text)
     {

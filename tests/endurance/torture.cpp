@@ -290,14 +290,14 @@ protected:
             auto variables = std::make_unique<Variables>();
             Variables after;
             log.clear();
-            const std::set<int> mask = heldSignals();
+            const std::set<int> mask = blockedSignals();
             const int received = spy.resultsReceived;
             const End end = attempt(failing, [&] { operation.call(client, *variables, ampleTimeout); });
             const bool failed = allocator.failed;
             const bool replied = spy.resultsReceived > received;
             const int releases = spy.resultsReleased;
 
-            if (heldSignals() != mask)
+            if (blockedSignals() != mask)
                 complain("changed the signal mask");
             const bool keeps = operation.kept == Kept::whenThrowing && end == End::missingText;
             if (replied && releases == 0 && !keeps)

@@ -68,7 +68,7 @@ xmlrpc_value* add(xmlrpc_env* env, xmlrpc_value*, void*, void*)
 
 xmlrpc_value* readMask(xmlrpc_env* env, xmlrpc_value*, void* seen, void*)
 {
-    *static_cast<std::set<int>*>(seen) = heldSignals();
+    *static_cast<std::set<int>*>(seen) = blockedSignals();
     return xmlrpc_build_value(env, "(i)", 15);
 }
 
@@ -139,7 +139,7 @@ protected:
     std::set<int> heldWhileServing(const std::string& method = "sample.add", unsigned short port = ownListeningPort())
     {
         std::set<int> held = {SIGKILL};
-        duringMktime = [&held] { held = heldSignals(); };
+        duringMktime = [&held] { held = blockedSignals(); };
         exchange(method, port);
         return held;
     }
@@ -232,9 +232,9 @@ TEST_F(ServerSignals, OnlyOfLibraryAreBlockedWhileServing)
 TEST_F(ServerSignals, AreBlockedAsBeforeAfterServing)
 {
     for (const std::set<int>& before : {std::set<int>{}, {SIGINT, SIGUSR1}, {SIGALRM}}) {
-        const HoldingBack held(before);
+        const BlockedSignals held(before);
         exchange("sample.add");
-        EXPECT_EQ(heldSignals(), before);
+        EXPECT_EQ(blockedSignals(), before);
     }
 }
 
@@ -245,7 +245,7 @@ TEST_F(ServerSignals, AreBlockedInMethodAsByApplication)
     std::set<int> seen;
     serve("readMask", readMask, &seen);
     for (const std::set<int>& before : {std::set<int>{}, {SIGINT, SIGUSR1}, {SIGALRM}}) {
-        const HoldingBack held(before);
+        const BlockedSignals held(before);
         exchange("readMask");
         EXPECT_EQ(seen, before);
     }
@@ -260,9 +260,9 @@ TEST_F(ServerSignals, StayAsMethodLeavesThem)
         pthread_sigmask(SIG_BLOCK, &interrupts, nullptr);
         return xmlrpc_nil_new(env);
     });
-    const HoldingBack restored({});
+    const BlockedSignals restored({});
     exchange("block");
-    EXPECT_EQ(heldSignals(), std::set<int>{SIGINT});
+    EXPECT_EQ(blockedSignals(), std::set<int>{SIGINT});
 }
 
 TEST_F(ServerSignals, AreBlockedAgainAfterMethodThatThrew)

@@ -37,6 +37,16 @@ protected:
 
     void TearDown() override { client.set_timer(0); }
 
+    void replyWell() { slave.play({replyArray({xml::i4(0)})}); }
+
+    /// A call that fails immediately and leaves its timer armed.
+    void fail(int timeout)
+    {
+        slave.play({serverError()});
+        client.updateNTP(timeout);
+        ASSERT_EQ(client.getFault(), -504);
+    }
+
     /// The lines that a call writes, from its debug line to the last.
     static LogLine debug(const std::string& text) { return {LOG_DEBUG, text}; }
     static LogLine error(const std::string& text) { return {LOG_ERR, text}; }

@@ -40,7 +40,7 @@ inline std::set<int> members(const sigset_t& all)
 }
 
 /// The signals that the calling thread blocks.
-inline std::set<int> heldSignals()
+inline std::set<int> blockedSignals()
 {
     sigset_t held;
     pthread_sigmask(SIG_SETMASK, nullptr, &held);
@@ -56,9 +56,9 @@ inline std::set<int> pendingSignals()
 }
 
 /// During its lifetime the calling thread blocks exactly these signals.
-class HoldingBack {
+class BlockedSignals {
 public:
-    explicit HoldingBack(const std::set<int>& signals)
+    explicit BlockedSignals(const std::set<int>& signals)
     {
         sigset_t held;
         sigemptyset(&held);
@@ -66,9 +66,9 @@ public:
             sigaddset(&held, signal);
         pthread_sigmask(SIG_SETMASK, &held, &former);
     }
-    ~HoldingBack() { pthread_sigmask(SIG_SETMASK, &former, nullptr); }
-    HoldingBack(const HoldingBack&) = delete;
-    HoldingBack& operator=(const HoldingBack&) = delete;
+    ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &former, nullptr); }
+    BlockedSignals(const BlockedSignals&) = delete;
+    BlockedSignals& operator=(const BlockedSignals&) = delete;
 
 private:
     sigset_t former;
@@ -77,7 +77,7 @@ private:
 /// Runs `action` in a separate thread that blocks SIGALRM, SIGINT and SIGTERM.
 inline std::future<void> apart(std::function<void()> action)
 {
-    const HoldingBack inherited({SIGALRM, SIGINT, SIGTERM});
+    const BlockedSignals inherited({SIGALRM, SIGINT, SIGTERM});
     return std::async(std::launch::async, std::move(action));
 }
 
