@@ -218,9 +218,9 @@ public:
     /// nothing: xmlrpc-c rejects its argument list.
     void DlFicheroEsclavo(const std::string& ruta_archivo, int& status, int timeout);
 
-    /// Fetches a file from the slave, which then deletes it if `borrar_archivo` is 1. A deleted file is lost when its
-    /// reply is too large (-509), too late or cannot be stored here: fetch it with 0, store it safely, then delete it
-    /// with 1. `contenido` becomes empty when the second element of the reply is not a byte block.
+    /// Fetches a file from the slave; a `borrar_archivo` of 1 asks it to delete the file before it answers. A deleted
+    /// file is lost if its reply is too large (-509), too late or cannot be stored: fetch it with 0, store it, then
+    /// delete it with 1. `contenido` becomes empty when the second element of the reply is not a byte block.
     void RdFicheroEsclavo(const std::string& ruta_archivo, int borrar_archivo, std::vector<char>& contenido,
                           int timeout);
 
