@@ -363,7 +363,7 @@ Ending carryOut(const Operation& operation, Call& call)
         operation.run(call);
         return call.ending();
     } catch (const std::logic_error& error) {
-        // The reply lacks a text; what the decoding met is in the environment.
+        // The reply lacks a text; the environment says why the decoding failed.
         const Ending ending = call.ending();
         return ending.kind == Kind::done ? Ending{Kind::faulted, 0, error.what()} : ending;
     }
