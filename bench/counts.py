@@ -264,7 +264,7 @@ def judge(counts):
                 f" at most {MOST_EXTRA_ALLOCATIONS} more")
         block = sum(EXCHANGES[exchange])
         verdict(0 < raw["peak"] and ours["peak"] <= raw["peak"] + block + ALLOCATION_HEADERS,
-                f"{exchange}: {ours['peak']} bytes at most at once, raw {raw['peak']},"
+                f"{exchange}: {ours['peak']} bytes at its peak, raw {raw['peak']},"
                 f" at most {'one copy of the block' if block else 'a few short texts'} more")
     return verdict
 

@@ -613,8 +613,8 @@ void addBytes(List& list)
         {"too few of two", "\xC3"},
         {"too few of three", "\xE2\x82"},
         {"too few of four", "\xF0\x9F\x98"},
-        {"the last character that is none", "\xEF\xBF\xBF"},
-        {"the last but one that is none", "\xEF\xBF\xBE"},
+        {"the last noncharacter", "\xEF\xBF\xBF"},
+        {"the last but one noncharacter", "\xEF\xBF\xBE"},
     };
     for (const auto& [what, bytes] : sequences) {
         const std::string name = what;
@@ -843,7 +843,7 @@ void addShapes(List& list)
     root("two parameters", element("params", one + one));
     root("two lists of parameters", element("params", one) + element("params", one));
     root("a parameter of two values", element("params", element("param", value("") + value(""))));
-    root("a parameter that is none", element("params", element("member", value(""))));
+    root("an invalid parameter", element("params", element("member", value(""))));
     root("a method's name and no parameters", "<methodName>eco</methodName>");
     root("no name of a method", "<methodName/><params/>");
     root("two names of methods", "<methodName>eco</methodName><methodName>eco</methodName><params/>");
