@@ -146,6 +146,13 @@ TEST(Screen, BoundsOpenElements)
                 "too many nested elements");
 }
 
+TEST(Screen, AcceptsEmptyElementsWithoutParser)
+{
+    parserCanBeHad = false;
+    EXPECT_EQ(reasonFor("<value><array><data>" + repeated("<value/>", 2000) + "</data></array></value>"), "");
+    parserCanBeHad = true;
+}
+
 TEST(Screen, BoundsMembersOfStruct)
 {
     const auto structure = [](const std::string& members) { return "<struct>" + members + "</struct>"; };
