@@ -122,6 +122,7 @@ TEST(Screen, AcceptsHarmlessMalformedDocument)
     for (const std::string document :
          {"", "no XML", "<", "<value", "<value>", "</value>", "<a></b>", "<value/><value/>"})
         EXPECT_EQ(reason(document), "") << document;
+    EXPECT_EQ(reasonFor("<i8>1</i8><value/x>"), "");
 }
 
 TEST(Screen, AcceptsDocumentAboveSizeLimit)
