@@ -108,6 +108,7 @@ TEST(Screen, RefusesWhatParsersReadDifferently)
     EXPECT_NE(reasonFor("<value>\xE2--><!-- \xE2--><i8></i8><!-- --></value>"), "");
     EXPECT_NE(reasonFor("<value>\xC0\xBC</value>"), "");
     EXPECT_NE(reason("<?xml version='1.0' encoding='UTF-16'?><methodResponse/>"), "");
+    EXPECT_NE(reasonFor("<i8>1</i8><value/x>"), "");
 }
 
 TEST(Screen, RefusesWhenOutOfMemory)
@@ -122,7 +123,6 @@ TEST(Screen, AcceptsHarmlessMalformedDocument)
     for (const std::string document :
          {"", "no XML", "<", "<value", "<value>", "</value>", "<a></b>", "<value/><value/>"})
         EXPECT_EQ(reason(document), "") << document;
-    EXPECT_EQ(reasonFor("<i8>1</i8><value/x>"), "");
 }
 
 TEST(Screen, AcceptsDocumentAboveSizeLimit)
