@@ -138,21 +138,33 @@ protected:
                   << logged << " lines of signals\n";
         EXPECT_LE(logged, delivered);
         EXPECT_GE(logged, delivered - merged());
-        EXPECT_GT(delivered, length().count() * (GetParam() == Reader::quick ? 100 : 10));
+        EXPECT_GT(delivered, length().count() * fewestASecond());
         // A wait that no signal ends lasts 3 s; the lines that a call writes take time as well.
         EXPECT_LT(worst, GetParam() == Reader::quick ? 2500ms : 10s);
     }
 
 private:
-    // ThreadSanitizer may deliver a wake-up of the library's and a signal from elsewhere as one.
+#ifdef __SANITIZE_THREAD__
+    // ThreadSanitizer may deliver a wake-up of the library's and a signal from elsewhere as one, and at times leaves
+    // all signals blocked.
     static long merged()
     {
-#ifdef __SANITIZE_THREAD__
         return delivered / 100;
-#else
-        return 0;
-#endif
     }
+    static long fewestASecond()
+    {
+        return 1;
+    }
+#else
+    static long merged()
+    {
+        return 0;
+    }
+    static long fewestASecond()
+    {
+        return GetParam() == Reader::quick ? 100 : 10;
+    }
+#endif
 
     void countLines(std::atomic<long>& signals, const std::atomic<bool>& done) const
     {
