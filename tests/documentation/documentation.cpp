@@ -1,8 +1,11 @@
-// Compares docs/operations.md with the records of the operations.
+// Compares docs/operations.md with the records of the operations and with their tests.
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
+#include <filesystem>
 #include <fstream>
+#include <map>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -133,6 +136,90 @@ std::vector<Row> known()
 TEST(Documentation, HasCorrectRowForEveryOperation)
 {
     EXPECT_EQ(documented(), known());
+}
+
+// What a clause under "odd" says, and the test that shows it.
+const std::map<std::string, std::string> shown{
+    {"the answer is printed on standard output, unchecked", "Probe, AddsTenAndFiveAndPrintsAnswer"},
+    {"the debug line is not logged", "Probe, AddsTenAndFiveAndPrintsAnswer"},
+    {"no \" : \" before \"host\"", "RemoteOperation, DeliversReplyForEveryStatus"},
+    {"a table that cannot be filled in is no fault", "GetTable, RaggedTableIsNeitherLoggedNorReported"},
+    {"the table is sent before the query, though it comes after it among the parameters",
+     "RemoteOperation, SendsTheseBytes"},
+    {"throws when a reply with more than the status cannot be decoded", "RemoteOperation, ReportsWrongReplyOrThrows"},
+    {"the status is the answer", "RemoteOperation, DeliversReplyForEveryStatus"},
+    {"another name in the debug line", "RemoteOperation, DeliversReplyForEveryStatus"},
+    {"a second line logs the counter", "RemoteOperation, DeliversReplyForEveryStatus"},
+    {"a refusal is lost", "RemoteOperation, DeliversReplyForEveryStatus"},
+    {"a status alone is a wrong reply", "RemoteOperation, AcceptsStatusAloneOnlyAsShortReply"},
+    {"a second line logs the clock", "GetHoraModulo, KeepsAllBitsOfClockAndLogsItUnsigned"},
+    {"the status is left to the caller", "RemoteOperation, DeliversReplyForEveryStatus"},
+    {"the reply of a refusal is not released", "RemoteOperation, DeliversReplyForEveryStatus"},
+    {"a second line logs the result, even if it cannot be read", "RemoteOperation, ReportsWrongReplyOrThrows"},
+    {"frequencies of 2^31 and more are sent as negative integers", "TunedChannel, LargeFrequencyIsSentAsItsBits"},
+    {"the frequency is only logged", "TunedChannel, SatelliteLogsBothFrequenciesUnsigned"},
+    {"an intermediate one of 2^31 and more is sent as a negative integer",
+     "TunedChannel, SatelliteLogsBothFrequenciesUnsigned"},
+    {"the status is the scan's identifier", "RemoteOperation, DeliversReplyForEveryStatus"},
+    {"the band is logged as a character", "InitInputScan, BandIsLoggedAsOneRawCharacter"},
+    {"throws when the reply cannot be decoded, and that reply is not released",
+     "RemoteOperation, ReportsWrongReplyOrThrows"},
+    {"the only one of the family for which a positive status is an error",
+     "RemoteOperation, DeliversReplyForEveryStatus"},
+    {"the value comes first and the status second", "RemoteOperation, DeliversReplyForEveryStatus"},
+    {"only the low 32 bits of the identifier are sent, as a signed integer",
+     "ChangeFPGASOC, LogsUnsignedNumberAndSendsItsBits"},
+    {"a second line logs the reply's size", "RemoteOperation, DeliversReplyForEveryStatus"},
+    {"never sent: its arguments are not a list, so every call ends with -500 or -510",
+     "DlFicheroEsclavo, InvalidUtf8HasOtherFault"},
+    {"the block becomes empty when the second element is not a block", "RemoteOperation, ReportsWrongReplyOrThrows"},
+    {"a deleted file is lost if its reply does not arrive, so fetch it with 0, store it, then delete it with 1",
+     "NelkactlDeletion, WithoutAnswerLosesNothing"},
+    {"the number is not logged", "WrittenBlock, LogsItsFirstIntegerAndSizeOnly"},
+    {"only the first (size modulo 65536) bytes of the block are kept, and a second line logs that size",
+     "ReadBlock, TableLogsDeliveredSize"},
+    {"it becomes empty when the second element is not a block", "RemoteOperation, ReportsWrongReplyOrThrows"},
+    {"the time-out is logged", "ReadBlock, TableLogsItsWholeTimeoutAndArmsItsLow16Bits"},
+    {"the block is cut and becomes empty as in `rdFicheroTablasSI`, but its size is not logged",
+     "ReadBlock, SizeIsCutToLow16Bits"},
+    {"a reply of the status must have no further elements", "RemoteOperation, ReportsWrongReplyOrThrows"},
+};
+
+std::set<std::string> clausesUnderOdd()
+{
+    std::set<std::string> clauses;
+    std::ifstream page(NELKANET_DOCS "/operations.md");
+    for (std::string line; std::getline(page, line);) {
+        if (!line.starts_with("| `"))
+            continue;
+        std::string rest = cells(line).at(7);
+        for (std::size_t end; (end = rest.find("; ")) != std::string::npos; rest.erase(0, end + 2))
+            clauses.insert(rest.substr(0, end));
+        clauses.insert(rest);
+    }
+    clauses.erase("");
+    return clauses;
+}
+
+std::string textOfTests()
+{
+    std::ostringstream all;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(NELKANET_TESTS))
+        if (entry.is_regular_file() && entry.path().filename() != "documentation.cpp")
+            all << std::ifstream(entry.path()).rdbuf();
+    return all.str();
+}
+
+TEST(Documentation, EveryOddityHasItsTest)
+{
+    std::set<std::string> clauses;
+    for (const auto& [clause, test] : shown)
+        clauses.insert(clause);
+    EXPECT_EQ(clausesUnderOdd(), clauses);
+
+    const std::string tests = textOfTests();
+    for (const auto& [clause, test] : shown)
+        EXPECT_NE(tests.find("(" + test + ")"), std::string::npos) << clause << ": " << test;
 }
 
 } // namespace
