@@ -419,6 +419,12 @@ TEST_P(NelkactlCompletion, OffersOperationsOptionsAndValues)
     EXPECT_EQ(offered({"rdFicheroResumen", "--output", "da"}), (Words{"datei"}));
 }
 
+TEST(NelkactlComplete, OffersValueAfterEqualsSign)
+{
+    const std::string lines = run({NELKACTL, "--complete", "--timeout="}).out;
+    EXPECT_TRUE(lines.starts_with("--timeout=5000\t")) << lines;
+}
+
 INSTANTIATE_TEST_SUITE_P(Shell, NelkactlCompletion, ::testing::Values("bash", "zsh", "fish"),
                          [](const auto& instance) { return std::string(instance.param); });
 
