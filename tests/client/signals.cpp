@@ -263,8 +263,8 @@ TEST_F(Signals, LostAlarmIsForgottenInTime)
 TEST_F(Signals, LostAlarmsDoNotMakeLaterOneCutCall)
 {
     for (int calls = 0; calls < 4; ++calls) {
-        fail(20);
-        loseAnAlarm(20ms);
+        fail(shortTimeout);
+        loseAnAlarm(1ms * shortTimeout);
     }
     slave.play({delayed(replyArray({xml::i4(0)}), 100ms)});
     std::future<void> late = onceAsked(slave, [] { kill(getpid(), SIGALRM); });
