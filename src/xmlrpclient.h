@@ -49,8 +49,9 @@ struct tcanal {
 /// interruption or a transport fault every output is untouched. A payload is delivered even with an error status. A
 /// byte block becomes empty when an array of other than one element cannot be decoded.
 ///
-/// **Texts.** CR and CRLF become LF, both ways. A text that is not valid UTF-8 or has a character beyond U+FFFD ends
-/// the call with -510, in replies and arguments alike; for control characters in an argument the slave answers -503.
+/// **Texts.** CR and CRLF become LF, both ways. An argument that is not valid UTF-8 or has a character beyond U+FFFD
+/// ends the call with -510; for control characters in it the slave answers -503. A character beyond U+FFFF in a reply
+/// ends the call with -510, a reply that is not valid UTF-8 with -503.
 ///
 /// **Time-outs.** The last parameter of each remote operation is its time-out in milliseconds, cut to its low 16 bits:
 /// 1 to 65535; 0 arms no timer. The transport ends any call after 17 seconds, with -504. Name resolution and the
