@@ -200,8 +200,11 @@ protected:
         if (IsSkipped())
             return;
         std::cout << answered << " answered, " << cut << " cut short\n";
-        EXPECT_GT(answered, 0);
         EXPECT_GT(cut, 0);
+        // While a stalling log is written, a signal for the next call nearly always arrives.
+        if (GetParam() == Reader::quick) {
+            EXPECT_GT(answered, 0);
+        }
     }
 };
 
