@@ -49,10 +49,10 @@ inline std::chrono::milliseconds processing()
     return sanitized * allowing(500, 20'000);
 }
 
-/// Time until a server answers the next request; it waits 2 seconds for a silent peer.
+/// Time until a server answers the next request: it waits 2 seconds for a silent peer, and only once.
 inline std::chrono::milliseconds patience()
 {
-    return sanitized * allowing(2500, 20'000);
+    return sanitized * allowing(3500, 20'000);
 }
 
 /// The processor time of a process, by default this one.
