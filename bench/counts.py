@@ -2,10 +2,10 @@
 """Counts the cost of a call, and fails if it exceeds the limits.
 
 Instructions come from callgrind, as the difference of two run lengths, so that start-up drops out. What xmlrpc-c does
-inside its call depends on when the bytes arrive; what happens around it is the same to the instruction every time.
-Ours is therefore compared with raw xmlrpc-c by what happens around that call, and by the look at the reply within it;
-the difference is related to the whole of a raw call. Instructions do not show what the kernel does: the library's own
-system calls are counted too.
+inside its call depends on when the bytes arrive; what happens around that call takes the same number of instructions
+every time. So only the code around the call and the screening of the reply within it are compared with raw xmlrpc-c,
+and the difference is divided by the instructions of a whole raw call. Instructions do not show what the kernel does, so
+the library's own system calls are counted too.
 """
 import argparse
 import collections
@@ -107,7 +107,7 @@ def environment(**more):
 
 
 class Profile:
-    """From a callgrind file: the cost of each shared object itself, and of each function with its callees."""
+    """From a callgrind file: the cost of each shared object without its callees, and of each function with them."""
 
     def __init__(self, path):
         self.own = collections.Counter()
@@ -147,7 +147,7 @@ def profiled(command):
 
 
 def profiles(times, command):
-    """Of a run of each length, of which `command` makes the command line."""
+    """The profiles of one run per length; `command` makes the command line for a length."""
     with concurrent.futures.ThreadPoolExecutor(2) as both:
         return both.map(lambda count: profiled(command(count)), times)
 
@@ -231,7 +231,7 @@ def judge(counts):
         verdict(count["ratio"] <= MOST_OVER_RAW,
                 f"{mode}: {count['ratio']:.4f} of {MODES[mode][0]}, at most {MOST_OVER_RAW}"
                 f" (around the call {count['ours']['around']:.0f} instructions, raw {count['raw']['around']:.0f};"
-                f" the look at the reply {count['ours']['look']:.0f}; a raw call {count['raw']['all']:.0f})")
+                f" screening the reply {count['ours']['look']:.0f}; a raw call {count['raw']['all']:.0f})")
 
         if "lines" in count:
             verdict(count["lines"] >= 2 * sum(CALLS) * LINES_A_CALL, f"{mode}: heard {count['lines']} lines")
@@ -243,7 +243,7 @@ def judge(counts):
     for name, cost in documents.items():
         share = cost["look"] / cost["parse"]
         verdict(0 < share <= MOST_OF_THE_PARSE,
-                f"{name}: the look at it takes {share:.3f} of its parse, at most {MOST_OF_THE_PARSE}"
+                f"{name}: screening it takes {share:.3f} of the instructions of parsing it, at most {MOST_OF_THE_PARSE}"
                 f" ({cost['look']:.0f} and {cost['parse']:.0f} instructions)")
 
     stored = json.loads(STORED.read_text())

@@ -18,7 +18,7 @@ namespace {
 
 struct Row {
     std::string family, operation, remote, arguments, reply, error, debugLine;
-    int argumentsNamed; ///< the number of arguments under "asks the slave"
+    int argumentsNamed; ///< the number of arguments under "Asks the slave"
     std::vector<std::string> oddities;
 
     bool operator==(const Row&) const = default;
@@ -138,17 +138,17 @@ TEST(Documentation, HasCorrectRowForEveryOperation)
     EXPECT_EQ(documented(), known());
 }
 
-// What a clause under "odd" says, and the test that shows it.
+// What a clause under "Odd" says, and the test that shows it.
 const std::map<std::string, std::string> shown{
     {"the answer is printed on standard output, unchecked", "Probe, AddsTenAndFiveAndPrintsAnswer"},
     {"the debug line is not logged", "Probe, AddsTenAndFiveAndPrintsAnswer"},
     {"no \" : \" before \"host\"", "RemoteOperation, DeliversReplyForEveryStatus"},
     {"a table that cannot be filled in is no fault", "GetTable, RaggedTableIsNeitherLoggedNorReported"},
-    {"the table is sent before the query, though it comes after it among the parameters",
+    {"the table is sent before the query, although the method takes it after the query",
      "RemoteOperation, SendsTheseBytes"},
     {"throws when a reply with more than the status cannot be decoded", "RemoteOperation, ReportsWrongReplyOrThrows"},
     {"the status is the answer", "RemoteOperation, DeliversReplyForEveryStatus"},
-    {"another name in the debug line", "RemoteOperation, DeliversReplyForEveryStatus"},
+    {"the debug line has another name", "RemoteOperation, DeliversReplyForEveryStatus"},
     {"a second line logs the counter", "RemoteOperation, DeliversReplyForEveryStatus"},
     {"a refusal is lost", "RemoteOperation, DeliversReplyForEveryStatus"},
     {"a status alone is a wrong reply", "RemoteOperation, AcceptsStatusAloneOnlyAsShortReply"},
