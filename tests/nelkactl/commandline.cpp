@@ -109,15 +109,15 @@ TEST_F(Nelkactl, InvalidHostIsRefusedWithHint)
         {"module:", "write HOST, HOST:PORT"},
         {"module:80:90", "write HOST, HOST:PORT"},
         {"1::2::3", "write HOST, HOST:PORT"},
-        {"module:http", "PORT is an integer"},
-        {"module:0", "PORT is an integer"},
-        {"module:65536", "PORT is an integer"},
+        {"module:http", "PORT must be an integer"},
+        {"module:0", "PORT must be an integer"},
+        {"module:65536", "PORT must be an integer"},
         {"[::1", "brackets hold"},
         {"[module]", "brackets hold"},
         {"[]", "brackets hold"},
         {"[fe80::1%]", "brackets hold"},
         {"[::1]8080", "only a port may follow"},
-        {"[::1]:", "PORT is an integer"},
+        {"[::1]:", "PORT must be an integer"},
     };
     for (const auto& [host, advice] : wrong) {
         const Finished finished = type({"sampleadd", "-H", host});
@@ -273,10 +273,9 @@ TEST_F(Nelkactl, InvalidCommandLineIsRefused)
 
 TEST_F(Nelkactl, UsageErrorNamesOperationHostAndPort)
 {
-    EXPECT_EQ(
-        type({"getHoraModulo", "65536", "-H", "module3", "-p", "81"}).err,
-        "nelkactl: getHoraModulo at module3 port 81: unusable: N is an integer, 0 to 65535, not '65536' (see nelkactl "
-        "--help)\n");
+    EXPECT_EQ(type({"getHoraModulo", "65536", "-H", "module3", "-p", "81"}).err,
+              "nelkactl: getHoraModulo at module3 port 81: unusable: N must be an integer, 0 to 65535, not '65536' "
+              "(see nelkactl --help)\n");
 }
 
 // Messages ---------------------------------------------------------------------------------------------------------
@@ -463,7 +462,7 @@ TEST_F(Nelkactl, FailureHasReasonInWords)
     EXPECT_EQ(reason(ok("<html/>"), {"updateNTP"}), "the reply is not XML-RPC");
     EXPECT_EQ(reason(tooLarge, {"generarJSONWeb", "1"}), "the reply is larger than 1 MiB");
     EXPECT_EQ(reason({}, {"ejecutar_script", "\xff"}), "a text is not valid UTF-8, or has a character beyond U+FFFD");
-    EXPECT_EQ(reason({}, {"DlFicheroEsclavo", "x"}), "no DlFicheroEsclavo can ever be sent");
+    EXPECT_EQ(reason({}, {"DlFicheroEsclavo", "x"}), "DlFicheroEsclavo can never be sent");
 }
 
 TEST_F(Nelkactl, FailureReportsUnreachableHost)

@@ -136,7 +136,8 @@ TEST_F(Nelkactl, EndlessInputIsRefused)
 {
     const Finished finished = type({"wrFicheroTablasSI", "1", "2", "--input", "/dev/zero"});
     EXPECT_EQ(finished.status, 2) << finished;
-    EXPECT_NE(finished.err.find("is more than any slave takes (see nelkactl --help)\n"), std::string::npos) << finished;
+    EXPECT_NE(finished.err.find("as many as fit into 1 MiB of XML (see nelkactl --help)\n"), std::string::npos)
+        << finished;
     const std::size_t largest = 766'251;
     slave.play({replyArray({xml::i4(0)})});
     keep(std::string(largest, 'x'));

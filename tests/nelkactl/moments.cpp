@@ -58,12 +58,12 @@ INSTANTIATE_TEST_SUITE_P(Nelkactl, NelkactlMoments, ::testing::Values(SIGINT, SI
 TEST_F(Nelkactl, TransportTimeoutDiffersFromGivenTimeout)
 {
     for (const auto& [timeout, words] :
-         {std::pair{"0", "which --timeout 0 leaves ("}, {"60000", "which --timeout 60000 exceeds ("}}) {
+         {std::pair{"0", "--timeout 0 sets no other ("}, {"60000", "--timeout 60000 is longer ("}}) {
         slave.play({silence()});
         const Finished finished = type({"updateNTP", "-t", timeout});
         EXPECT_EQ(finished.status, 3) << finished;
         EXPECT_NE(
-            finished.err.find(std::string(": no answer within the transport's own limit of 17 seconds, ") + words),
+            finished.err.find(std::string(": no answer within the transport's own limit of 17 seconds; ") + words),
             std::string::npos)
             << finished;
     }

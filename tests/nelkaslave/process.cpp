@@ -692,7 +692,7 @@ INSTANTIATE_TEST_SUITE_P(
                   ":1: /RdHora/status: must be a 32-bit integer\n"},
         Malformed{"ANegativeDelay", R"({"RdHora": {"delay_ms": -1}})", ":1: /RdHora/delay_ms: must be 0 to 3600000\n"},
         Malformed{"AFaultWithoutText", R"({"RdHora": {"fault": [1]}})", ":1: /RdHora/fault: must be [CODE, TEXT]\n"},
-        Malformed{"TwoOutcomes", R"({"RdHora": {"status": 1, "reply": []}})", ":1: /RdHora: must have one of "},
+        Malformed{"TwoOutcomes", R"({"RdHora": {"status": 1, "reply": []}})", ":1: /RdHora: must have at most one of "},
         Malformed{"AReplyWithTooLargeANumber", R"({"RdHora": {"reply": [0, 5000000000]}})",
                   ":1: /RdHora/reply/1: must be a 32-bit "},
         Malformed{"ATextForANumber", R"({"RdHora": {"reply": [{"i8": "1"}]}})",

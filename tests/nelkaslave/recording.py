@@ -405,10 +405,10 @@ class Recording(unittest.TestCase):
         replay = self.replay("--replay-once")
         master = self.master(replay)
         self.assertEqual(master.Changes("b"), 10)
-        self.assert_fault(-506, "not recorded more often", master.Changes, "b")
+        self.assert_fault(-506, "no recorded answer left", master.Changes, "b")
         self.assertEqual(master.Changes("c"), 1)
-        self.assert_fault(-506, "not recorded more often", master.Changes, "c")
-        self.assertEqual(self.end(replay).count("not recorded more often"), 2)
+        self.assert_fault(-506, "no recorded answer left", master.Changes, "c")
+        self.assertEqual(self.end(replay).count("no recorded answer left"), 2)
 
     def test_reports_what_was_never_recorded(self):
         self.write({"procedure": "Changes", "params": ["a"], "reply": 1})
@@ -499,7 +499,7 @@ class Recording(unittest.TestCase):
             '{"procedure": "RdHora", "reply": 1, "reply": 2}': 'the key "reply" comes twice',
             '{"procedure": "RdHora", "status": 1}': "is for the simulated slave only",
             '{"procedure": "RdHora", "http": {"status": 20}}': "/http: must be an object of status, type and body",
-            '{"procedure": "RdHora", "request": "x", "reply": 1}': "must have a request or a procedure",
+            '{"procedure": "RdHora", "request": "x", "reply": 1}': "must have either a request or a procedure",
             '{"reply": 1}': "must have a procedure",
             "[": "syntax error",
         }

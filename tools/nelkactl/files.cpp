@@ -44,7 +44,8 @@ std::vector<char> readBlock(const std::string& path)
     constexpr std::size_t largest = std::size_t{1048576} / (76 + 2) * 57;
     std::vector<char> bytes = readAtMost(path, largest);
     if (bytes.size() > largest)
-        throw UsageError("a block of more than " + std::to_string(largest) + " bytes is more than any slave takes");
+        throw UsageError("a block may have at most " + std::to_string(largest)
+                         + " bytes, as many as fit into 1 MiB of XML");
     return bytes;
 }
 

@@ -89,13 +89,13 @@ std::vector<std::string> wordsOf(const Host& host, const Options& options)
 void check(const Operation& operation, const Options& options, const std::vector<Host>& hosts)
 {
     if (options.has(option::jobs) && !options.has(option::hosts))
-        throw UsageError("--jobs belongs to --hosts");
+        throw UsageError("--jobs needs --hosts");
     if ((options.has(option::count) || options.has(option::changes)) && !options.has(option::every))
-        throw UsageError("--count and --changes belong to --every");
+        throw UsageError("--count and --changes need --every");
     const Given given = givenTo(operation, options);
     if (options.has(option::input)) {
         if (option::input.in(given) == "-")
-            throw UsageError("--input - is read once, and more than one process would read it");
+            throw UsageError("--input - cannot be used here: several processes would read it");
         readBlock(option::input.in(given));
     }
     if (!options.has(option::output))
@@ -104,9 +104,9 @@ void check(const Operation& operation, const Options& options, const std::vector
     for (const Host& host : hosts) {
         const std::string path = outputOf(host, given);
         if (OutputFile(path).isStandardOutput())
-            throw UsageError("--output " + path + " uses standard output, as the results do");
+            throw UsageError("--output " + path + " is standard output, which the results need");
         if (!targets.insert(std::filesystem::weakly_canonical(path)).second)
-            throw UsageError("two hosts would write " + path + "; {name}, {host} and {port} tell their files apart");
+            throw UsageError("two hosts would write " + path + "; use {name}, {host} or {port} in FILE");
     }
 }
 
@@ -234,12 +234,12 @@ private:
     Result resultWithoutLine(const Workers::Ended& one) const
     {
         const bool killed = WIFSIGNALED(one.status);
-        const std::string how = killed ? "killed by signal " + std::to_string(WTERMSIG(one.status)) + ", "
+        const std::string how = killed ? "was killed by signal " + std::to_string(WTERMSIG(one.status)) + ", "
                                              + sigdescr_np(WTERMSIG(one.status))
-                                       : "over with exit status " + std::to_string(WEXITSTATUS(one.status));
+                                       : "wrote no result, exit status " + std::to_string(WEXITSTATUS(one.status));
         const Kind kind = killed && signals::received() ? Kind::interrupted : Kind::faulted;
         const Host& host = hosts[one.job];
-        return {options.operation, host.host, host.port, {kind, 0, "its process was " + how}, 1, one.milliseconds};
+        return {options.operation, host.host, host.port, {kind, 0, "its process " + how}, 1, one.milliseconds};
     }
 
     const Options& options;

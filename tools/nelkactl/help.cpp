@@ -52,7 +52,7 @@ std::string generalHelp()
     return text
            + "\nExit status: 0 done; 1 the slave reported an error status; 2 usage, or a file\n"
              "that cannot be read or written; 3 transport, protocol or decoding fault;\n"
-             "4 time-out. SIGINT, SIGTERM and SIGHUP clean up, then kill it.\n";
+             "4 time-out. On SIGINT, SIGTERM or SIGHUP it cleans up and dies of the signal.\n";
 }
 
 std::string helpOn(const Operation& operation)
@@ -61,7 +61,9 @@ std::string helpOn(const Operation& operation)
     for (const Parameter& argument : operation.arguments)
         usage += " " + argument.name;
     return usage + "\n" + operation.gist + ".\n" + (operation.more.empty() ? "" : operation.more + "\n")
-           + (operation.effect == Effect::reads ? "" : "Changes the slave; only --retry-writes retries it.\n")
+           + (operation.effect == Effect::reads     ? ""
+              : operation.effect == Effect::changes ? "Changes the slave; only --retry-writes retries it.\n"
+                                                    : "If BORRAR is not 0, only --retry-writes retries it.\n")
            + listed("Arguments", operation.arguments) + listed("Options", operation.options)
            + (operation.outputs.empty() ? "" : "\nOutputs: " + operation.outputs + "\n");
 }

@@ -80,7 +80,8 @@ void run(const Operation& operation, const Options& options, Result& result)
     }
     if (interruption::seen() && result.ending.kind == Kind::done)
         result.ending = {Kind::interrupted, 0,
-                         std::string(interruption::name()) + " as the answer came; " + result.ending.reason};
+                         std::string(interruption::name()) + " as the answer came"
+                             + (result.ending.reason.empty() ? "" : "; " + result.ending.reason)};
     interruption::forget();
 }
 

@@ -26,7 +26,7 @@ Integer decimal(const std::string& name, const std::string& text, Integer lowest
     const char* const end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, number);
     if (error != std::errc() || rest != end || number < lowest || number > highest)
-        throw UsageError(name + " is an integer, " + rangeOf(lowest, highest) + ", not '" + text + "'");
+        throw UsageError(name + " must be an integer, " + rangeOf(lowest, highest) + ", not '" + text + "'");
     return number;
 }
 

@@ -45,7 +45,7 @@ std::vector<Family> allFamilies()
          {
              {"sampleadd", {}, {}, "resultado",
               "Checks that the slave answers",
-             "It adds 10 and 5.",
+             "The slave adds 10 and 5.",
               [](Call& call) {
                   const CapturedOutput captured;
                   call.client.sampleadd(call.timeout);
@@ -204,7 +204,7 @@ std::vector<Family> allFamilies()
          {
              {"initInputScan", {entrada, tipoScan, bandaScan}, {}, "status",
               "Starts a scan of an input",
-              "A status of 0 or more is its identifier, a negative one an error.",
+              "A status of 0 or more identifies the scan; a negative status is an error.",
               [](Call& call) {
                   int status = 0;
                   call.client.initInputScan(call.value(entrada), call.value(tipoScan), status, call.value(bandaScan),
@@ -252,7 +252,7 @@ std::vector<Family> allFamilies()
                   call.output("soc", identifier);
               }},
              {"changeFPGASOC", {soc}, {}, "status",
-              "Changes that identifier", "",
+              "Changes the slave's FPGA SOC identifier", "",
               [](Call& call) {
                   int status = 0;
                   call.client.changeFPGASOC(call.value(soc).value, status, call.timeout);
@@ -271,8 +271,8 @@ std::vector<Family> allFamilies()
          {
              {"DlFicheroEsclavo", {ruta}, {}, "status",
               "Should delete a file, but never can",
-              "The library passes the path in a form that xmlrpc-c takes for no argument list:\n"
-              "nothing is sent, and it always ends with 3. Instead, use\n"
+              "xmlrpc-c rejects the argument list that the library builds: nothing is sent,\n"
+              "and the exit status is always 3. Instead, use\n"
               "  nelkactl RdFicheroEsclavo RUTA 1 --output FILE\n"
               "which fetches the file and has the slave delete it.",
               [](Call& call) {
@@ -280,7 +280,7 @@ std::vector<Family> allFamilies()
                   call.client.DlFicheroEsclavo(call.value(ruta), status, call.timeout);
                   call.output("status", status);
               }, Effect::changes},
-             {"RdFicheroEsclavo", {ruta, borrar}, {option::output}, "bytes (how many came)",
+             {"RdFicheroEsclavo", {ruta, borrar}, {option::output}, "bytes (how many came), kept (a second file)",
               "Fetches a file from the slave",
               "If BORRAR is not 0, a second call has the slave delete the file, once it is\n"
              "stored here. That call returns the file again; if it differs, it is kept too.",
@@ -301,7 +301,7 @@ std::vector<Family> allFamilies()
               }, Effect::changes},
              {"rdFicheroTablasSI", {source, idTabla, ext1, ext2, ext3}, {option::output}, "bytes (how many came)",
               "Reads a file of SI tables from the slave",
-             "65536 bytes or more are cut to the first (size modulo 65536).",
+             "A block of 65536 bytes or more is cut to its first (size modulo 65536) bytes.",
               [](Call& call) {
                   Block bloque;
                   call.client.rdFicheroTablasSI(call.value(source), call.value(idTabla), call.value(ext1),
@@ -310,7 +310,7 @@ std::vector<Family> allFamilies()
               }},
              {"rdFicheroResumen", {source, idResumen}, {option::output}, "bytes (how many came)",
               "Reads a summary from the slave",
-             "65536 bytes or more are cut to the first (size modulo 65536).",
+             "A block of 65536 bytes or more is cut to its first (size modulo 65536) bytes.",
               [](Call& call) {
                   Block bloque;
                   call.client.rdFicheroResumen(call.value(source), call.value(idResumen), bloque.value, call.timeout);
@@ -354,7 +354,7 @@ const Operation& operationNamed(const std::string& name)
         names.push_back(operation->name);
     }
     const std::string meant = nearest(name, names);
-    throw UsageError("no operation '" + name + "'" + (meant.empty() ? "" : "; did you mean " + meant + "?"));
+    throw UsageError("unknown operation '" + name + "'" + (meant.empty() ? "" : "; did you mean " + meant + "?"));
 }
 
 Ending carryOut(const Operation& operation, Call& call)

@@ -109,7 +109,7 @@ void readCommandLine(int argc, const char* const* argv, Options& options)
     try {
         app.parse(markedCommandLine(argc, argv, options.given));
     } catch (const CLI::ExtrasError&) {
-        misunderstood = "no option " + app.remaining().front() + "; a text that begins with '-' follows --";
+        misunderstood = "unknown option " + app.remaining().front() + "; put a text that begins with '-' after --";
     } catch (const CLI::Error& error) {
         misunderstood = error.what();
     }

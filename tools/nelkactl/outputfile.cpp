@@ -225,7 +225,7 @@ std::string OutputFile::keepBeside(std::string_view bytes) const
     }
     TemporaryFile elsewhere((fs::temp_directory_path() / "nelkactl.XXXXXX").string());
     if (!elsewhere.holds(bytes))
-        fail("keep what the slave deleted beside", named);
+        fail("store the deleted file beside", named);
     return elsewhere.stay();
 }
 

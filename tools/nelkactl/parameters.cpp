@@ -20,7 +20,7 @@ bool Reader<bool>::read(const std::string& name, const std::string& text)
         return true;
     if (text == "0" || text == "false")
         return false;
-    throw UsageError(name + " is " + range() + ", not '" + text + "'");
+    throw UsageError(name + " must be " + range() + ", not '" + text + "'");
 }
 
 Soc Reader<Soc>::read(const std::string& name, const std::string& text)
@@ -30,7 +30,7 @@ Soc Reader<Soc>::read(const std::string& name, const std::string& text)
     std::uint64_t number = 0;
     const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || *rest != '\0' || (number > lastPositive && number < firstNegative))
-        throw UsageError(name + " is an integer, " + range() + ", not '" + text + "'");
+        throw UsageError(name + " must be an integer, " + range() + ", not '" + text + "'");
     return {static_cast<unsigned long>(number)};
 }
 

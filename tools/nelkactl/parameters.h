@@ -114,7 +114,7 @@ Option repeated(Option option)
 namespace option {
 
 inline const Word host{"--host", "HOST[:PORT]", "the slave's address", "127.0.0.1", "-H"};
-inline const Typed<unsigned short, 1> port{"--port", "its port", "8080", "-p"};
+inline const Typed<unsigned short, 1> port{"--port", "the slave's port", "8080", "-p"};
 inline const Typed<unsigned short> timeout{"--timeout", "milliseconds for a call; 0 means 17000", "5000", "-t"};
 inline const Word database{"--database", "DBNAME", "the slave's database", "modulo", "-d"};
 inline const Flag json{"--json", "write the result as a line of JSON"};
@@ -129,9 +129,9 @@ inline const Typed<unsigned short, 1, 256> jobs{"--jobs", "how many hosts in par
 inline const Typed<int, 1> every{"--every", "repeat the call; milliseconds per round"};
 inline const Typed<int, 1> count{"--count", "number of rounds; default: until SIGINT"};
 inline const Flag changes{"--changes", "write only results that differ from the last"};
-inline const Typed<int, 0> retry{"--retry", "how often to retry if no answer comes", "0"};
+inline const Typed<int, 0> retry{"--retry", "retries if no usable answer comes", "0"};
 inline const Typed<int, 0> retryDelay{"--retry-delay", "milliseconds before a retry", "500"};
-inline const Flag retryWrites{"--retry-writes", "retry calls that change the slave, too"};
+inline const Flag retryWrites{"--retry-writes", "also retry calls that change the slave"};
 
 /// The options for many runs.
 inline const std::vector<Parameter> ofManyRuns{hosts, jobs, every, count, changes};

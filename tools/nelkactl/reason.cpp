@@ -53,8 +53,8 @@ std::string reasonOfTransport(std::string_view text, const Options& options)
     if (says("Failed to connect"))
         return reasonOfNoConnection(text, options);
     if (says("timed out"))
-        return "no answer within the transport's own limit of 17 seconds, which --timeout "
-               + std::to_string(options.timeout) + (options.timeout == 0 ? " leaves" : " exceeds");
+        return "no answer within the transport's own limit of 17 seconds; --timeout " + std::to_string(options.timeout)
+               + (options.timeout == 0 ? " sets no other" : " is longer");
     if (says("Recv failure") || says("Send failure") || says("Empty reply") || says("transfer closed"))
         return "the connection was cut";
     if (says("HTTP response code"))
@@ -77,7 +77,7 @@ std::string wordsOf(const xmlrpc_env& env, const Options& options)
     case XMLRPC_INVALID_UTF8_ERROR:
         return "a text is not valid UTF-8, or has a character beyond U+FFFD";
     default:
-        return options.operation == "DlFicheroEsclavo" ? "no DlFicheroEsclavo can ever be sent"
+        return options.operation == "DlFicheroEsclavo" ? "DlFicheroEsclavo can never be sent"
                                                        : "the call could not be made";
     }
 }

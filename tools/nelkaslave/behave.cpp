@@ -112,8 +112,8 @@ Told toldAt(const Place& place, bool isLine)
     }
     place.require(named, "must have a procedure");
     place.require(!place->contains("request") || place->contains("procedure") + place->contains("params") == 0,
-                  "must have a request or a procedure");
-    place.require(outcomes <= 1, "must have one of status, fault, reply and http at most");
+                  "must have either a request or a procedure with params");
+    place.require(outcomes <= 1, "must have at most one of status, fault, reply and http");
     return told;
 }
 

@@ -93,7 +93,7 @@ Descriptor lockFolder(const fs::path& path)
 {
     Descriptor folder = openFolder(path);
     if (flock(folder.get(), LOCK_EX | LOCK_NB) != 0)
-        failed(path.string() + " is another slave's");
+        failed(path.string() + " is used by another slave");
     return folder;
 }
 

@@ -17,7 +17,7 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus)
     CLI::Option* const state =
         app.add_option("--state", options.state, "folder for the state (default: a temporary one)")->option_text("DIR");
     CLI::Option* const behave =
-        app.add_option("--behave", options.behave, "JSON file: which calls to answer how")->option_text("FILE");
+        app.add_option("--behave", options.behave, "JSON file that says how to answer calls")->option_text("FILE");
     CLI::Option* const forward =
         app.add_option("--forward", options.forward, "real module to pass the calls on to")->option_text("HOST[:PORT]");
     CLI::Option* const record =

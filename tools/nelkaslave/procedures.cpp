@@ -136,7 +136,7 @@ Value rdHora(Slave&, const Arguments& arguments)
 Value actualizaRefrescoWeb(Slave& slave, const Arguments& arguments)
 {
     const auto [valor] = arguments.as<int>();
-    require(valor >= 0 && valor <= 65535, "a refresh is 0 to 65535");
+    require(valor >= 0 && valor <= 65535, "a refresh value must be 0 to 65535");
     slave->state.change([valor = valor](State& state) { state.refresco_web = valor; });
     return done();
 }
@@ -221,7 +221,7 @@ const Scan& scanOf(const State& state, int entrada, int id)
 Value initInputScan(Slave& slave, const Arguments& arguments)
 {
     const auto [entrada, tipo, banda] = arguments.as<int, int, int>();
-    require(banda >= 0 && banda <= 255, "a band is 0 to 255");
+    require(banda >= 0 && banda <= 255, "a band must be 0 to 255");
     slave->state.change([entrada = entrada, tipo = tipo, banda = banda](State& state) {
         Input& scanned = state.entradas[input(state, entrada)];
         state.ultimo_scan = state.ultimo_scan == std::numeric_limits<int>::max() ? 1 : state.ultimo_scan + 1;
@@ -329,7 +329,7 @@ Value readTable(Slave& slave, const Arguments& arguments)
 {
     const auto [source, id, ext1, ext2, ext3] = arguments.as<int, int, int, int, int>();
     if (ext1 != 0 || ext2 != 0 || ext3 != 0)
-        throw Refusal(notFound, "tables have no extensions but 0, 0, 0");
+        throw Refusal(notFound, "only the extensions 0, 0, 0 exist");
     return done(block(slave->tables.read(source, id)));
 }
 

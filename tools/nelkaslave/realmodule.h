@@ -20,7 +20,7 @@ struct Asked {
     std::string reason;
 };
 
-/// Called through libcurl, not xmlrpc-c's client, to pass requests and answers byte by byte: parsing and rewriting
+/// Called through libcurl, not xmlrpc-c's client, to pass requests and answers unchanged: parsing and rewriting
 /// would round doubles, prefix a fault's text and lose whatever is not XML-RPC.
 class RealModule {
 public:

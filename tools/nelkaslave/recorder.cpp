@@ -126,7 +126,7 @@ HttpAnswer Replay::answer(const std::string& request, const Caller& caller)
     const Behaviour* const found = script.next(played.call);
     if (!found) {
         const std::string reason =
-            script.mentions(played.call.procedure) ? "was not recorded more often" : "was never recorded";
+            script.mentions(played.call.procedure) ? "has no recorded answer left" : "was never recorded";
         played.behaviour.answer = noAnswer(XMLRPC_NO_SUCH_METHOD_ERROR, "the call " + reason);
         say(played);
         return inHttp(*played.behaviour.answer);

@@ -1,4 +1,4 @@
-# bash completion for nelkactl, which knows itself what fits
+# bash completion for nelkactl, which lists the candidates itself
 
 _nelkactl()
 {

@@ -1,4 +1,4 @@
-# fish completion for nelkactl, which knows itself what fits
+# fish completion for nelkactl, which lists the candidates itself
 
 function __nelkactl_complete
     set -l words (commandline -opc)
