@@ -1,5 +1,5 @@
-"""caller.py SENT RECEIVED PORT COUNT: makes that many calls with Python's client and prints the duration of one, as
-bench_repeat does. SENT and RECEIVED are the sizes of the block that travels, one of them or both 0.
+"""caller.py SENT RECEIVED PORT COUNT: makes COUNT calls with Python's client and prints the duration of one, as
+bench_repeat does. SENT and RECEIVED are the sizes of the blocks sent and received; at least one is 0.
 """
 import json
 import sys

@@ -1,5 +1,4 @@
-// documents NAME COUNT: screens a reply as the library does, and parses it, that many times; for tools that watch a
-// process.
+// documents NAME COUNT: screens a reply as the library does and parses it, COUNT times; for tools that watch a process.
 #include <cstdlib>
 #include <map>
 #include <string>

@@ -1,5 +1,5 @@
-// repeat CALLER SENT RECEIVED PORT COUNT [masked|ready]: makes that many calls, for tools that watch a process, and
-// prints as JSON the nanoseconds of one. SENT and RECEIVED are the sizes of the blocks; at least one is 0. "masked"
+// repeat CALLER SENT RECEIVED PORT COUNT [masked|ready]: makes COUNT calls, for tools that watch a process, and
+// prints the nanoseconds of one as JSON. SENT and RECEIVED are the sizes of the blocks; at least one is 0. "masked"
 // suppresses all log lines; "ready" makes callers instead of calls. With libcountallocations preloaded, also prints the
 // allocations of the last call.
 #include <cstdio>

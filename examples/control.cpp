@@ -34,7 +34,7 @@ void awaitInterrupt(int descriptor)
     nelka::XmlrpcClient::interruptRpc(SIGINT);
 }
 
-// Construct before starting other threads, which inherit the signal mask.
+// Call this before starting other threads, so that they inherit the signal mask.
 bool watchForInterrupt()
 {
     sigset_t interrupts;
@@ -55,7 +55,7 @@ Outcome outcomeOf(const nelka::XmlrpcClient& slave)
     return slave.getFault() == XMLRPC_TIMEOUT_ERROR ? Outcome::late : Outcome::broken;
 }
 
-// False to end the loop.
+// Returns false if the loop must end.
 bool settle(nelka::XmlrpcClient& slave)
 {
     switch (outcomeOf(slave)) {

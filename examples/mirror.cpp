@@ -1,4 +1,4 @@
-// Keeps a copy of one table of a slave's database and prints it whenever it has changed, until Ctrl-C:
+// Keeps a copy of one table of a slave's database and prints it after each change, for POLLS polls or until Ctrl-C:
 //     mirror HOST PORT DATABASE QUERY POLLS
 #include <chrono>
 #include <csignal>

@@ -20,11 +20,11 @@ public:
     virtual ~CDB();
 
     /// Runs `query` and puts its rows into `result`. `timeout` is in milliseconds.
-    /// Here: sets the fault state to -500 and leaves `result` untouched.
+    /// CDB's own version sets the fault state to -500 and leaves `result` untouched.
     virtual void getTable(std::string query, ResultSet& result, int timeout);
 
-    /// Runs `query` against `table` and puts its integer result into `result`. `timeout` is in milliseconds. Here: sets
-    /// the fault state to -500 and leaves `result` untouched.
+    /// Runs `query` against `table` and puts its integer result into `result`. `timeout` is in milliseconds.
+    /// CDB's own version sets the fault state to -500 and leaves `result` untouched.
     virtual void execQuery(std::string query, int& result, std::string table, int timeout);
 
     /// Sets the fault state; 0 means none.

@@ -28,9 +28,9 @@ public:
     /// the column names as strings. An empty array is an empty set.
     ///
     /// Integers become decimal text, booleans 0 or 1, doubles text of at most 15 significant digits, because xmlrpc-c
-    /// reads 0.3 as 0.30000000000000004; strings and byte strings stay as they are; nil is null. Anything else, or a
-    /// row whose length differs from the first, records a fault in `env` and leaves the contents untouched. If `env`
-    /// already holds a fault, nothing changes.
+    /// reads 0.3 as 0.30000000000000004; strings and byte strings stay as they are; nil is null. Any other value, or a
+    /// row whose length differs from that of the first, records a fault in `env` and leaves the contents untouched. If
+    /// `env` already holds a fault, nothing changes.
     ///
     /// `table` stays the caller's. Throws std::bad_alloc and leaves the contents untouched.
     void fill(xmlrpc_env& env, xmlrpc_value* table);

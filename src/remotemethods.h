@@ -6,14 +6,16 @@
 
 namespace nelka {
 
-/// The names on the wire, in their mixed spellings. Each identifier equals its text.
+/// The names on the wire, in their mixed spellings. Each identifier equals its text. The probe's name, "sample.add", is
+/// not among them. No client method calls ActualizarPermisosCAM, ConfigRegistroEsclavo, EnviarOrdenMMI,
+/// FinMantenimiento, RecibirXMLMMI or resetCAM.
 ///
 /// Every source file that includes this header has its own copy, constructed during that file's static initialisation:
 /// the static initialisers of other files must not use it.
 namespace remote {
 
 /// @{
-/// The name of a procedure of the slave. No client method calls six of them.
+/// The name of a procedure of the slave.
 static const std::string Changes = "Changes";
 static const std::string GetTable = "GetTable";
 static const std::string ExecQuery = "ExecQuery";

@@ -42,20 +42,20 @@ struct tcanal {
 ///   no usable answer came;
 /// - any other value: the slave refused with this status, which may be any number too.
 ///
-/// environment() holds a fault, with the reason, in the second and third case, and none after a refusal, unless
-/// getTable() could not fill its result.
+/// environment() holds a fault, with the reason, after a time-out, a SIGINT or no usable answer, and none after a
+/// success or a refusal. It also holds one when getTable() could not fill its result.
 ///
 /// **Outputs.** An output is written only when its part of the reply has been decoded: after a time-out, an
 /// interruption or a transport fault every output is untouched. A payload is delivered even with an error status. A
-/// byte block becomes empty when an array of other than one element cannot be decoded.
+/// byte block becomes empty when the reply is an array of other than one element and cannot be decoded.
 ///
 /// **Texts.** CR and CRLF become LF, both ways. An argument that is not valid UTF-8 or has a character beyond U+FFFD
 /// ends the call with -510; for control characters in it the slave answers -503. A character beyond U+FFFF in a reply
 /// ends the call with -510, a reply that is not valid UTF-8 with -503.
 ///
 /// **Time-outs.** The last parameter of each remote operation is its time-out in milliseconds, cut to its low 16 bits:
-/// 1 to 65535; 0 arms no timer. The transport ends any call after 17 seconds, with -504. Name resolution and the
-/// parsing of a reply are not cut short.
+/// 1 to 65535; 0 arms no timer. The transport ends any call after 17 seconds, with -504. Name resolution, the building
+/// of a request and the parsing of a reply are not cut short.
 ///
 /// **Exceptions.** An operation that delivers a text throws std::logic_error when a reply with more than the status
 /// cannot be decoded; getFault() is then 0. Any operation may throw std::bad_alloc, and nothing else. The object stays
@@ -114,12 +114,12 @@ public:
     /// Routes SIGINT and SIGALRM to interruptRpc(), process-wide and permanently. Called by init().
     void setupSignalHandlers();
 
-    /// The signal handler: raises the interrupt flag, which cuts the current call short, wakes the calling thread, and
-    /// has the signal logged, now or later. A handler of the application may call it, and so may any thread.
+    /// The signal handler. It raises the interrupt flag to cut the current call short, wakes the calling thread and has
+    /// the signal logged, now or later. A handler of the application may call it, and so may any thread.
     static void interruptRpc(int signal);
 
-    /// Arms the process's one-shot real-time timer, or disarms it with 0. No alarm follows a disarming, unless a thread
-    /// that took one is starved.
+    /// Arms the process's one-shot real-time timer, or disarms it with 0. After that no alarm is handled, unless a
+    /// starved thread had already taken one.
     void set_timer(unsigned short milliseconds);
 
     /// The connectivity probe: asks the slave for 10 + 5 and writes "RESULTADO " and its answer to standard output,
@@ -227,8 +227,8 @@ public:
 
     // Tables ---------------------------------------------------------------------------------------------------
 
-    /// Writes a file of SI tables to the slave. A slave built with this library takes blocks of up to about 383,000
-    /// bytes, or 766,000 once a client's init() has run in its process; a larger one ends with -504.
+    /// Writes a file of SI tables to the slave. By default a slave built with this library takes blocks of up to about
+    /// 383,000 bytes, or 766,000 once a client's init() has run in its process; a larger one ends with -504.
     void wrFicheroTablasSI(int tipo_fichero, int parametro, const std::vector<char>& bloque, int timeout);
 
     /// Configures the slave's SAP server. The limits of `bloque` are those of wrFicheroTablasSI().
