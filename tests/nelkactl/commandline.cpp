@@ -462,7 +462,7 @@ TEST_F(Nelkactl, FailureHasReasonInWords)
     EXPECT_EQ(reason(ok("<html/>"), {"updateNTP"}), "the reply is not XML-RPC");
     EXPECT_EQ(reason(tooLarge, {"generarJSONWeb", "1"}), "the reply is larger than 1 MiB");
     EXPECT_EQ(reason({}, {"ejecutar_script", "\xff"}), "a text is not valid UTF-8, or has a character beyond U+FFFD");
-    EXPECT_EQ(reason({}, {"DlFicheroEsclavo", "x"}), "DlFicheroEsclavo can never be sent");
+    EXPECT_EQ(reason({}, {"DlFicheroEsclavo", "x"}), "no DlFicheroEsclavo can ever be sent");
 }
 
 TEST_F(Nelkactl, FailureReportsUnreachableHost)

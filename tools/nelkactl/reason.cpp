@@ -77,7 +77,7 @@ std::string wordsOf(const xmlrpc_env& env, const Options& options)
     case XMLRPC_INVALID_UTF8_ERROR:
         return "a text is not valid UTF-8, or has a character beyond U+FFFD";
     default:
-        return options.operation == "DlFicheroEsclavo" ? "DlFicheroEsclavo can never be sent"
+        return options.operation == "DlFicheroEsclavo" ? "no DlFicheroEsclavo can ever be sent"
                                                        : "the call could not be made";
     }
 }
