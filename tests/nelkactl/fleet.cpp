@@ -365,6 +365,8 @@ TEST_F(Fleet, PassesTextsAsTyped)
     }
     EXPECT_EQ(ask(file, {"sintonizarCanalTerr", "-1", "1", "--frecuencia=5", "-d", "-otra"}).status, 0);
     EXPECT_EQ(slave.calls().back().parameters.front(), "i4 5");
+    EXPECT_EQ(ask(file, {"execQuery", "q", "t", "-d", ""}).status, 0);
+    EXPECT_EQ(slave.calls().back().parameters, (Words{"string ", "string t", "string q"}));
 }
 
 } // namespace

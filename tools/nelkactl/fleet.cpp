@@ -73,7 +73,7 @@ std::vector<std::string> wordsOf(const Host& host, const Options& options)
         words.back().append("=").append(text);
     };
     for (const auto& [name, text] : given)
-        if (text.empty())
+        if (text.empty() && name != option::database.name) // of the options with a value, only this one may be empty
             words.push_back(name);
         else if (text.find(separator) == std::string::npos)
             add(name, text);
