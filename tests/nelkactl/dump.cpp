@@ -86,6 +86,13 @@ TEST_F(Dump, NamesFailedPartAndGoesOn)
     EXPECT_TRUE(document["getFPGASOC"].contains("soc")) << document;
 }
 
+TEST_F(Dump, VerboseExplainsStatus)
+{
+    const SimulatedSlave simulated({"--state", state, "--behave", behaviour(R"({"Changes": {"status": 3}})")});
+    const Json document = Json::parse(dump(simulated, {"-v"}).out);
+    EXPECT_EQ(document["xmlrpc_changes"]["reason"], "the slave's status is 3 (nelkaslave's database error)");
+}
+
 TEST_F(Dump, StopsIfSlaveIsMissing)
 {
     slave.play({silence()});

@@ -117,7 +117,8 @@ Ending Call::ending() const
     const xmlrpc_env& env = client.environment();
     const int fault = client.getFault();
     if (!env.fault_occurred)
-        return fault == 0 ? Ending{} : Ending{Kind::refused, fault, reasonOfStatus(fault, has(option::verbose))};
+        return fault == 0 ? Ending{}
+                          : Ending{Kind::refused, fault, reasonOfStatus(fault, options.has(option::verbose))};
     if (fault == XMLRPC_TIMEOUT_ERROR && !isFaultResponse(env)) {
         if (interruption::seen())
             return {Kind::interrupted, fault, interruption::name()};
