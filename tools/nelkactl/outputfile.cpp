@@ -37,14 +37,14 @@ bool liesBelow(const fs::path& path, const std::string& folder)
 // Syncs to the disk, if the file supports it.
 bool synced(int descriptor)
 {
-    return fsync(descriptor) == 0 || errno == EINVAL || errno == EROFS || errno == ENOTSUP;
+    return restarted([&] { return fsync(descriptor); }) == 0 || errno == EINVAL || errno == EROFS || errno == ENOTSUP;
 }
 
 void syncFolder(const std::string& path)
 {
     const Descriptor folder(openFile(folderOf(path), O_RDONLY | O_DIRECTORY));
     if (folder.number >= 0) // a folder may be writable but not readable
-        fsync(folder.number);
+        restarted([&] { return fsync(folder.number); });
 }
 
 mode_t modeOfNewFiles()
@@ -66,7 +66,8 @@ public:
 
     bool holds(std::string_view bytes) const
     {
-        return file.number >= 0 && writeAll(file.number, bytes) && fsync(file.number) == 0;
+        return file.number >= 0 && writeAll(file.number, bytes)
+               && restarted([this] { return fsync(file.number); }) == 0;
     }
 
     // Replaces a file; keeps its mode, and its owner if permitted.
@@ -210,7 +211,8 @@ void OutputFile::overwrite(std::string_view bytes) const
         && (errno == ENOSPC || errno == EDQUOT))
         fail("write", named);
     if (!writeAll(file.number, bytes)
-        || (regular && way != Way::append && ftruncate(file.number, static_cast<off_t>(bytes.size())) != 0)
+        || (regular && way != Way::append
+            && restarted([&] { return ftruncate(file.number, static_cast<off_t>(bytes.size())); }) != 0)
         || !synced(file.number))
         fail("write", named);
 }
