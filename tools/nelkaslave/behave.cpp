@@ -39,7 +39,7 @@ HttpAnswer httpAt(const Place& place)
                           && place->contains("type") && place->contains("body");
     place.require(complete, "must be an object of status, type and body");
     const auto status = place["status"].integer(100, 999, "must be 100 to 999");
-    return {static_cast<int>(status), place["type"].string(), bytesAt(place["body"])};
+    return {static_cast<int>(status), bytesAt(place["type"]), bytesAt(place["body"])};
 }
 
 // Reads a member of a behaviour; false if `key` is unknown.

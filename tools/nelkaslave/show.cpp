@@ -28,7 +28,8 @@ std::string shortened(std::string text, std::size_t length)
 
 std::string inQuotes(const std::string& text)
 {
-    return Json(shortened(text, longestText)).dump(); // control characters become escapes
+    // Control characters become escapes. A content type may be invalid UTF-8.
+    return Json(shortened(text, longestText)).dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 std::string readableValue(const Json& value);
