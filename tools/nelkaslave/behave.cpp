@@ -23,7 +23,7 @@ std::string bytesAt(const Place& place)
     const Json value = valueAt(place);
     if (value.is_string())
         return value.get<std::string>();
-    place.require(value.is_object() && value.contains("base64"), R"(must be a string or {"base64": STRING})");
+    place.require(value.size() == 1 && value.contains("base64"), R"(must be a string or {"base64": STRING})");
     return fromBase64(value["base64"].get<std::string>());
 }
 
