@@ -19,7 +19,7 @@ import xmlrpc.client
 import xmlrpc.server
 from xmlrpc.client import Binary, DateTime, Fault
 
-preloaded = sys.argv[1]
+preloading = {"LD_PRELOAD": sys.argv[1], "ASAN_OPTIONS": "verify_asan_link_order=0"}
 command = sys.argv[2:]
 seed = random.randrange(2**32)
 
@@ -365,14 +365,17 @@ class Recording(unittest.TestCase):
     def test_answers_after_line_is_on_disk(self):
         recorder = self.record(
             self.module(reply("<value>x</value>")).port,
-            LD_PRELOAD=preloaded,
-            ASAN_OPTIONS="verify_asan_link_order=0",
+            **preloading,
             KILL_AT_SYNC="2",  # the first sync is that of the new file's folder
         )
         with self.assertRaises((OSError, http.client.HTTPException)):
             self.master(recorder).UpdateNTP()
         self.assertEqual(recorder.wait(10), -signal.SIGKILL)
         self.assertEqual([line["reply"] for line in self.lines()], ["x"])
+
+    def test_signal_during_sync_is_no_failure(self):
+        recorder = self.record(self.module(reply("<value>x</value>")).port, **preloading, INTERRUPT_SYNCS="1")
+        self.assertEqual(self.master(recorder).UpdateNTP(), "x")
 
     def test_refuses_file_of_another_kind(self):
         self.file.write_text("precious\n")

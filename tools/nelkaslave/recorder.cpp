@@ -64,13 +64,13 @@ void Recording::append(const std::string& line)
         if (count < 0) {
             const int error = errno;
             // Half a line would make the rest unreadable.
-            if (ftruncate(descriptor.get(), before) != 0)
+            if (restarted([&] { return ftruncate(descriptor.get(), before); }) != 0)
                 std::fprintf(stderr, "nelkaslave: %s: half a line was written\n", file.c_str());
             throw std::system_error(error, std::generic_category(), file);
         }
         done += static_cast<std::size_t>(count);
     }
-    if (fdatasync(descriptor.get()) != 0)
+    if (restarted([&] { return fdatasync(descriptor.get()); }) != 0)
         failed(file);
 }
 
