@@ -434,9 +434,7 @@ class Recording(unittest.TestCase):
         self.write({"procedure": "RdHora", "params": [0], "reply": 1, "delay_ms": 3600000})
         self.assertLess(self.delay_of("--speed", 0), 10)
 
-    def test_stays_silent_if_caller_had_hung_up(self):
-        self.write({"procedure": "RdHora", "params": [0], "unanswered": True, "delay_ms": 5})
-        replay = self.replay()
+    def assert_silent(self, replay):
         request = b"<methodCall><methodName>RdHora</methodName></methodCall>"
         with socket.create_connection(("127.0.0.1", replay.port), 10) as connection:
             head = f"POST /RPC2 HTTP/1.1\r\nHost: x\r\nContent-Length: {len(request)}\r\n\r\n"
@@ -444,6 +442,16 @@ class Recording(unittest.TestCase):
             connection.settimeout(0.3)
             with self.assertRaises(TimeoutError):
                 connection.recv(1)
+
+    def test_least_speed_takes_longest(self):
+        self.write({"procedure": "RdHora", "reply": 1, "delay_ms": 1000})
+        for speed in 1e-10, 1e-300:
+            with self.subTest(speed):
+                self.assert_silent(self.replay("--speed", speed))
+
+    def test_stays_silent_if_caller_had_hung_up(self):
+        self.write({"procedure": "RdHora", "params": [0], "unanswered": True, "delay_ms": 5})
+        self.assert_silent(self.replay())
         self.assert_fault(-505, "did not answer", self.master(self.replay("--speed", 0)).RdHora, 0)
 
     def test_replays_simulated_slave_identically(self):

@@ -1,5 +1,6 @@
 #include "recorder.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -134,7 +135,8 @@ HttpAnswer Replay::answer(const std::string& request, const Caller& caller)
     played.behaviour = *found;
     Behaviour& behaviour = played.behaviour;
     if (options.speed > 0) {
-        const std::chrono::duration<double, std::milli> scaled = found->delay / options.speed;
+        using Delay = std::chrono::duration<double, std::milli>;
+        const auto scaled = std::min<Delay>(found->delay / options.speed, std::chrono::hours(1000)); // fits the clock
         const bool silent = found->unanswered && !found->answer;
         behaviour.delay = silent ? std::chrono::hours(1) : std::chrono::round<milliseconds>(scaled);
         caller.waits(behaviour.delay);
