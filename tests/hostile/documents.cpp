@@ -734,7 +734,7 @@ void addAbundance(List& list)
         });
         list.add("blanks in a tag" + of,
                  [=](const Place& place) { return place.around("<value" + many(length, " ") + "/>"); });
-        list.add("blanks before the document",
+        list.add("blanks before the document" + of,
                  [=](const Place& place) { return many(length, " ") + place.before + value("x") + place.after; });
         list.add("blanks after the document" + of,
                  [=](const Place& place) { return place.around(value("x")) + many(length, "\n"); });
