@@ -31,11 +31,6 @@ HttpAnswer inHttp(const Answer& answer)
     return {200, "text/xml; charset=utf-8", written(answer)};
 }
 
-void say(const Recorded& recorded)
-{
-    log(readable(recorded));
-}
-
 } // namespace
 
 // Recording ----------------------------------------------------------------------------------------------------
@@ -99,7 +94,7 @@ HttpAnswer Recorder::answer(const std::string& request, const Caller& caller)
         if (!behaviour.answer)
             behaviour.http = asked.answer;
     }
-    say(recorded);
+    log(readable(recorded));
     try {
         recording.append(lineOf(recorded));
     } catch (const std::system_error& error) {
@@ -129,7 +124,7 @@ HttpAnswer Replay::answer(const std::string& request, const Caller& caller)
         const std::string reason =
             script.mentions(played.call.procedure) ? "has no recorded answer left" : "was never recorded";
         played.behaviour.answer = noAnswer(XMLRPC_NO_SUCH_METHOD_ERROR, "the call " + reason);
-        say(played);
+        log(readable(played));
         return inHttp(*played.behaviour.answer);
     }
     played.behaviour = *found;
@@ -143,7 +138,7 @@ HttpAnswer Replay::answer(const std::string& request, const Caller& caller)
     }
     if (behaviour.unanswered && !behaviour.answer)
         behaviour.answer = afterSilence();
-    say(played);
+    log(readable(played));
     return behaviour.http ? *behaviour.http : inHttp(*behaviour.answer);
 }
 
