@@ -94,7 +94,7 @@ void Files::remove(const std::string& path) const
     const Found found = find(root, path);
     if (unlinkat(found.folder.get(), found.name.c_str(), 0) != 0)
         failed(path);
-    syncFolder(found.folder, path);
+    sync(found.folder, path);
 }
 
 std::string Tables::read(int first, int second) const

@@ -47,7 +47,7 @@ Recording::Recording(const std::string& name)
         && ftruncate(descriptor.get(), static_cast<off_t>(text.rfind('\n') + 1)) != 0)
         failed(file);
     const std::filesystem::path folder = std::filesystem::absolute(file).parent_path();
-    syncFolder(openFolder(folder), folder);
+    sync(openFolder(folder), folder);
 }
 
 void Recording::append(const std::string& line)

@@ -165,7 +165,7 @@ void makeSample(const fs::path& folder)
     makeDatabase(folder / "modulo.db", modulo);
     makeStateFile(folder / stateFile, state());
     fs::remove(folder / unfinished);
-    syncFolder(openFolder(folder), folder);
+    sync(openFolder(folder), folder);
 }
 
 } // namespace nelkaslave

@@ -28,12 +28,6 @@ void writeAll(const Descriptor& file, const std::string& name, std::string_view 
     }
 }
 
-void sync(const Descriptor& file, const std::string& name)
-{
-    if (restarted([&] { return fsync(file.get()); }) != 0)
-        failed(name);
-}
-
 } // namespace
 
 Descriptor::~Descriptor()
@@ -102,19 +96,20 @@ void replaceFile(const std::filesystem::path& path, std::string_view bytes)
         unlink(unfinished.c_str()); // frees space on a full disk
         throw;
     }
-    syncFolder(openFolder(path.parent_path()), path.parent_path());
+    sync(openFolder(path.parent_path()), path.parent_path());
 }
 
 void makeEmptyFile(const std::filesystem::path& path)
 {
     if (!openFile(path, O_WRONLY | O_CREAT))
         failed(path);
-    syncFolder(openFolder(path.parent_path()), path.parent_path());
+    sync(openFolder(path.parent_path()), path.parent_path());
 }
 
-void syncFolder(const Descriptor& folder, const std::string& name)
+void sync(const Descriptor& opened, const std::string& name)
 {
-    sync(folder, name);
+    if (restarted([&] { return fsync(opened.get()); }) != 0)
+        failed(name);
 }
 
 } // namespace nelkaslave

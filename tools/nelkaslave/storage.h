@@ -40,7 +40,7 @@ void replaceFile(const std::filesystem::path& path, std::string_view bytes);
 /// Creates a file, unless it exists, in one step and puts it on the disk.
 void makeEmptyFile(const std::filesystem::path& path);
 
-/// Puts changes to a folder's entries on the disk. The name is for errors.
-void syncFolder(const Descriptor& folder, const std::string& name);
+/// Puts a file, or changes to a folder's entries, on the disk. The name is for errors.
+void sync(const Descriptor& opened, const std::string& name);
 
 } // namespace nelkaslave
