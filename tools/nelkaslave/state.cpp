@@ -180,11 +180,6 @@ StateFile::StateFile(std::filesystem::path file) : path(std::move(file))
     requireBase64(root, state.sap);
 }
 
-void StateFile::write(const State& next) const
-{
-    makeStateFile(path, next);
-}
-
 void makeStateFile(const std::filesystem::path& file, const State& state)
 {
     replaceFile(file, toJson(state).dump(2) + "\n");

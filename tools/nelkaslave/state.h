@@ -51,6 +51,9 @@ struct State {
 
 Json toJson(const State& state);
 
+/// Writes a state to its file.
+void makeStateFile(const std::filesystem::path& file, const State& state);
+
 /// Keeps the state in a file of JSON.
 class StateFile {
 public:
@@ -65,18 +68,13 @@ public:
     {
         State next = state;
         apply(next);
-        write(next);
+        makeStateFile(path, next);
         state = std::move(next);
     }
 
 private:
-    void write(const State& next) const;
-
     std::filesystem::path path;
     State state;
 };
-
-/// The state of an unused module.
-void makeStateFile(const std::filesystem::path& file, const State& state);
 
 } // namespace nelkaslave
