@@ -26,11 +26,6 @@ std::string timestamp(std::chrono::system_clock::time_point time)
     return std::string(date.data()) + fraction.data();
 }
 
-std::string address(const Host& host)
-{
-    return hostInUrl(host.host) + ":" + std::to_string(host.port);
-}
-
 void writeLine(const std::vector<std::pair<std::string, std::string>>& fields, std::FILE* line)
 {
     nlohmann::ordered_json object = nlohmann::ordered_json::object();
@@ -97,7 +92,9 @@ std::string table(const std::vector<Host>& hosts, const std::map<std::size_t, Su
         std::any_of(results.begin(), results.end(), [](const auto& result) { return !result.second.reason.empty(); });
     rows.front().push_back(failures ? "reason" : "");
     for (const auto& [index, result] : results) {
-        Row row{hosts[index].name, address(hosts[index]), nameOf(result.kind), result.milliseconds};
+        const Host& host = hosts[index];
+        Row row{host.name, hostInUrl(host.host) + ":" + std::to_string(host.port), nameOf(result.kind),
+                result.milliseconds};
         for (const std::string& name : names) {
             const auto output = std::find_if(result.outputs.begin(), result.outputs.end(),
                                              [&name](const auto& one) { return one.first == name; });

@@ -16,9 +16,6 @@ namespace nelkactl {
 /// RFC 3339: UTC, to the millisecond.
 std::string timestamp(std::chrono::system_clock::time_point time);
 
-/// HOST:PORT, with an IPv6 address in brackets.
-std::string address(const Host& host);
-
 /// Writes a result line, preceded by further fields.
 void writeLine(const std::vector<std::pair<std::string, std::string>>& fields, std::FILE* line);
 
