@@ -28,9 +28,9 @@ std::string milliseconds(Clock::duration duration)
 // Sleeps in short steps, so that the slave can end meanwhile.
 void rest(std::chrono::milliseconds duration)
 {
-    const auto end = std::chrono::steady_clock::now() + duration;
-    while (!ending() && std::chrono::steady_clock::now() < end)
-        std::this_thread::sleep_until(std::min(end, std::chrono::steady_clock::now() + std::chrono::milliseconds(50)));
+    const auto end = Clock::now() + duration;
+    while (!ending() && Clock::now() < end)
+        std::this_thread::sleep_until(std::min(end, Clock::now() + std::chrono::milliseconds(50)));
     if (ending())
         throw Fault(XMLRPC_INTERNAL_ERROR, "the slave ends");
 }
