@@ -3,7 +3,6 @@
 #include <charconv>
 #include <cstdlib>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 namespace nelkadb {

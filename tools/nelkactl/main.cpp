@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
-#include <stdexcept>
 #include <string>
 
 #include <syslog.h>

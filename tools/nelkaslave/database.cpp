@@ -1,6 +1,5 @@
 #include "database.h"
 
-#include <algorithm>
 #include <chrono>
 #include <limits>
 #include <memory>
