@@ -96,7 +96,7 @@ std::atomic<bool> formerArmed{false};
 
 static_assert(std::atomic<Nanoseconds>::is_always_lock_free, "a handler takes no lock");
 
-/// How often the library is entered on this thread's stack. The model makes it readable from a signal handler.
+/// How often the library is entered on this thread's stack. Its TLS model makes it readable from a signal handler.
 thread_local volatile std::sig_atomic_t libraryDepth __attribute__((tls_model("initial-exec"))) = 0;
 
 const timespec aMoment = {0, 100'000};
@@ -238,7 +238,7 @@ bool becomeWriter(bool waits)
 void writeRecords(bool waits)
 {
     for (unsigned rounds = 0; rounds < 2 && anyRecord() && becomeWriter(waits); ++rounds) {
-        // Two signals during a write to the log would lose the line.
+        // syslog() drops a line if signals interrupt its write twice.
         const BlockedSignals blocked;
         unsigned lines = recordCount;
         while (lines > 0 && writeNextRecord(waits))
@@ -266,8 +266,8 @@ void enterLibrary()
     libraryDepth = libraryDepth + 1;
 }
 
-/// Writes the records when this thread leaves the library. A signal that lands between the last check of the records
-/// and the end of the mark needs another round.
+/// Writes the records when this thread leaves the library. A signal that lands after the last look at the records and
+/// before the depth is 0 needs another round.
 void leaveLibrary(bool waits)
 {
     for (int rounds = 0; libraryDepth == 1 && rounds < 2; ++rounds) {
@@ -291,7 +291,7 @@ bool tookWakeUp()
 
 void wake(std::uint32_t number)
 {
-    // Otherwise another handler would take the wake-up, or none, which would kill the process.
+    // If alarms do not get here, another handler would take this one, or the default action kill the process.
     if (alarmsGetHere() && tgkill(getpid(), callThread, SIGALRM) == 0)
         return;
     change([number](State& s) { s.wakeUp = s.number == number ? wakeUpTaken : s.wakeUp; });

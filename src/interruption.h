@@ -19,8 +19,8 @@ private:
     sigset_t former;
 };
 
-/// Blocks those of the two signals in this thread that are unblocked and reach interrupt(): they would end waits
-/// outside the library. Signals that the application handles itself are left alone.
+/// Blocks SIGINT and SIGALRM in this thread, each if it is unblocked and reaches interrupt(): they would end waits
+/// outside the library. A signal that the application handles itself is left alone.
 class HeldSignals {
 public:
     HeldSignals() { hold(); }

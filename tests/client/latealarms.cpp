@@ -92,8 +92,8 @@ protected:
         slave.play({replyArray({xml::i4(0)})});
     }
 
-    // A failed call leaves its alarm behind, which comes anywhere between the start of the next call and its arming two
-    // lines later.
+    // A failed call leaves its alarm behind. It comes at any moment between the start of the next call and its arming,
+    // two lines later.
     void provoke()
     {
         const std::chrono::milliseconds timeout = 1ms + 2 * GetParam().line;

@@ -41,7 +41,7 @@ std::string nestedValues(int elements)
 
 const std::string date = "<value><dateTime.iso8601>20000101T00:00:00</dateTime.iso8601></value>";
 
-// Too long for the short cut.
+// Not in an ordinary document, so that expat reads the document.
 const std::string comment = "<!-- a remark -->";
 
 bool parserCanBeHad = true;

@@ -168,7 +168,7 @@ std::string nameOf(const ::testing::TestParamInfo<std::string>& group)
 
 #ifndef SWEEP
 
-// Functions, because the documents are built from constants of another file, perhaps not initialised yet.
+// Functions: the constants in the other file that the documents need may not be initialised yet.
 const auto groups = hostile::groups;
 
 TEST_P(HostileReplies, DoNoHarm)
@@ -195,7 +195,7 @@ TEST_F(Client, SurvivesBrokenReplies)
 
 #else
 
-// Functions, because the documents are built from constants of another file, perhaps not initialised yet.
+// Functions: the constants in the other file that the documents need may not be initialised yet.
 const auto groups = hostile::groupsWithoutAbundance;
 
 TEST_P(HostileReplies, DoNoHarmInAnyPlace)

@@ -23,7 +23,7 @@ private:
     sigset_t former = {};
 };
 
-/// The parent may have blocked them.
+/// Unblocks them, because the parent may have blocked them.
 void unblockSignals();
 
 /// Dies of that signal, so that a shell ends its loop too.

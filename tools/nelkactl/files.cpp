@@ -12,7 +12,7 @@ namespace nelkactl {
 
 namespace {
 
-// Reads at most one byte more.
+// Stops once it has read more than `most`.
 std::vector<char> readAtMost(const std::string& path, std::size_t most)
 {
     const Descriptor file(path == "-" ? STDIN_FILENO : openFile(path, O_RDONLY));

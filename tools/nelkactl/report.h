@@ -19,7 +19,7 @@ std::string timestamp(std::chrono::system_clock::time_point time);
 /// Writes a result line, preceded by further fields.
 void writeLine(const std::vector<std::pair<std::string, std::string>>& fields, std::FILE* line);
 
-/// Writes a table: a row of names, then the results in the order of the hosts.
+/// A table: a row of names, then the results in the order of the hosts.
 std::string table(const std::vector<Host>& hosts, const std::map<std::size_t, Summary>& results);
 
 /// "198 done, 1 timed out, 1 refused, 3.4 s"

@@ -14,7 +14,7 @@ int received();
 /// Waits, but no longer than until a signal comes or a child ends; one since the last wait() counts.
 void wait(std::chrono::milliseconds time);
 
-/// In a child: restores the default action of all signals, also for those that came while blocked.
+/// In a child: restores the default actions and unblocks the signals; those that came meanwhile then take effect.
 void forgetInChild();
 
 } // namespace nelkactl::signals

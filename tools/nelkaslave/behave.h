@@ -55,8 +55,8 @@ public:
 
     explicit Script(Ends how = Ends::withTheLast) : ends(how) {}
 
-    /// A behaviour without parameters matches any call. Unless the last one is repeated, those with parameters also
-    /// serve calls whose parameters have none. False if an earlier one ended its sequence.
+    /// A behaviour without parameters matches any call. Unless the last is repeated, one with parameters also serves
+    /// calls whose own parameters have no behaviour. False if an earlier one ended its sequence.
     bool add(const Call& call, bool anyParams, Behaviour behaviour, bool last = false);
 
     /// How to answer this call; null to simulate it.

@@ -30,7 +30,7 @@ public:
     RealModule(const RealModule&) = delete;
     RealModule& operator=(const RealModule&) = delete;
 
-    /// Hangs up as soon as the caller does, as the caller itself would.
+    /// Once the request is sent, hangs up on the module as soon as the caller hangs up on us.
     Asked ask(const std::string& request, const Caller& caller);
 
 private:
