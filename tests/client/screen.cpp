@@ -9,11 +9,12 @@
 #include <gtest/gtest.h>
 #include <xmlrpc-c/base.h>
 
+#include "hostile/texts.h"
 #include "support/interpose.h"
 #include "support/xml.h"
 
+using hostile::many;
 using nelka::reasonToRefuse;
-using support::xml::repeated;
 using namespace support;
 
 namespace {
@@ -34,9 +35,9 @@ std::string member(const std::string& name)
     return "<member><name>" + name + "</name><value/></member>";
 }
 
-std::string nestedValues(int elements)
+std::string nestedValues(std::size_t elements)
 {
-    return repeated("<value><array><data>", elements / 3) + repeated("</data></array></value>", elements / 3);
+    return many(elements / 3, "<value><array><data>") + many(elements / 3, "</data></array></value>");
 }
 
 const std::string date = "<value><dateTime.iso8601>20000101T00:00:00</dateTime.iso8601></value>";
@@ -150,36 +151,35 @@ TEST(Screen, BoundsOpenElements)
 TEST(Screen, AcceptsEmptyElementsWithoutParser)
 {
     parserCanBeHad = false;
-    EXPECT_EQ(reasonFor("<value><array><data>" + repeated("<value/>", 2000) + "</data></array></value>"), "");
+    EXPECT_EQ(reasonFor("<value><array><data>" + many(2000, "<value/>") + "</data></array></value>"), "");
     parserCanBeHad = true;
 }
 
 TEST(Screen, BoundsMembersOfStruct)
 {
     const auto structure = [](const std::string& members) { return "<struct>" + members + "</struct>"; };
-    const std::string most = structure(repeated(member("a"), 2000));
-    expectLimit("<value>" + most + most + "</value>", structure(repeated(member("a"), 2001)),
+    const std::string most = structure(many(2000, member("a")));
+    expectLimit("<value>" + most + most + "</value>", structure(many(2001, member("a"))),
                 "too many members of a struct");
     const std::string around = "<member><name/><value>" + structure(member("a")) + "</value></member>";
-    expectLimit(structure(repeated(around, 2000)), structure(repeated(around, 2001)), "too many members of a struct");
+    expectLimit(structure(many(2000, around)), structure(many(2001, around)), "too many members of a struct");
 }
 
 TEST(Screen, BoundsDates)
 {
-    expectLimit("<value>" + repeated(date, 2000) + "</value>", "<value>" + repeated(date, 2001) + "</value>",
-                "too many dates");
+    expectLimit("<value>" + many(2000, date) + "</value>", "<value>" + many(2001, date) + "</value>", "too many dates");
 }
 
 TEST(Screen, BoundsNamesOfElements)
 {
-    expectLimit("<value>" + repeated("<a/>", 1000) + "</value>", "<value>" + repeated("<a/>", 1001) + "</value>",
+    expectLimit("<value>" + many(1000, "<a/>") + "</value>", "<value>" + many(1001, "<a/>") + "</value>",
                 "too many names unknown to XML-RPC");
 }
 
 TEST(Screen, BoundsNamesOfAttributes)
 {
-    expectLimit("<value>" + repeated("<nil a=''/>", 1000) + "</value>",
-                "<value>" + repeated("<nil a=''/>", 1001) + "</value>", "too many names unknown to XML-RPC");
+    expectLimit("<value>" + many(1000, "<nil a=''/>") + "</value>", "<value>" + many(1001, "<nil a=''/>") + "</value>",
+                "too many names unknown to XML-RPC");
 }
 
 TEST(Screen, BoundsLengthOfNames)
@@ -191,7 +191,7 @@ TEST(Screen, BoundsLengthOfNames)
 
 TEST(Screen, DoesNotCountExtensionNamespace)
 {
-    EXPECT_EQ(reason("<value>" + repeated("<ex:nil xmlns:ex='e'/>", 5000) + "</value>"), "");
+    EXPECT_EQ(reason("<value>" + many(5000, "<ex:nil xmlns:ex='e'/>") + "</value>"), "");
 }
 
 // "" if xmlrpc-c reads the document.

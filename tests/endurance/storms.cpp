@@ -287,9 +287,7 @@ protected:
     // Sends one request after another until the tally ends.
     static void ask(unsigned short port, Tally& tally)
     {
-        const std::string body = "<methodCall><methodName>sample.add</methodName><params/></methodCall>";
-        const std::string request = "POST /RPC2 HTTP/1.1\r\nHost: slave\r\nContent-Type: text/xml\r\nContent-Length: "
-                                    + std::to_string(body.size()) + "\r\n\r\n" + body;
+        const std::string request = xml::post("<methodCall><methodName>sample.add</methodName><params/></methodCall>");
         for (long number = 0; !tally.over; ++number) {
             const int connection = connectionFrom(number, port);
             std::string reply;

@@ -9,6 +9,9 @@
 #include <nelkanet/xmlrpcserver.h>
 
 #include "support/ports.h"
+#include "support/xml.h"
+
+using support::xml::post;
 
 namespace {
 
@@ -45,12 +48,6 @@ struct Served {
         return answer;
     }
 };
-
-std::string post(const std::string& body)
-{
-    return "POST /RPC2 HTTP/1.1\r\nHost: x\r\nContent-Type: text/xml\r\nContent-Length: " + std::to_string(body.size())
-           + "\r\n\r\n" + body;
-}
 
 } // namespace
 

@@ -6,7 +6,6 @@
 #include <iostream>
 #include <optional>
 #include <stdexcept>
-#include <tuple>
 
 #include <malloc.h>
 #include <pthread.h>
@@ -161,11 +160,6 @@ protected:
     }
 };
 
-std::string nameOf(const ::testing::TestParamInfo<std::string>& group)
-{
-    return group.param;
-}
-
 #ifndef SWEEP
 
 // Functions: the constants in the other file that the documents need may not be initialised yet.
@@ -217,6 +211,7 @@ TEST_P(HostileReplies, DoNoHarmInAnyEncoding)
 
 #endif
 
-INSTANTIATE_TEST_SUITE_P(Groups, HostileReplies, ::testing::ValuesIn(groups()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Groups, HostileReplies, ::testing::ValuesIn(groups()),
+                         [](const auto& group) { return group.param; });
 
 } // namespace

@@ -31,12 +31,6 @@ inline void publishEcho(nelka::XmlrpcServer& server)
     server.AddFunction("eco", echo, nullptr);
 }
 
-inline std::string post(const std::string& body)
-{
-    return "POST /RPC2 HTTP/1.1\r\nHost: x\r\nContent-Type: text/xml\r\nContent-Length: " + std::to_string(body.size())
-           + "\r\n\r\n" + body;
-}
-
 /// Sends as much as possible and reads until the other side closes, or until patience runs out.
 inline std::string answerTo(const std::string& request, Message::Then then, unsigned short port)
 {

@@ -95,8 +95,7 @@ TEST(Server, AcceptsLegalRequests)
     const ServerProcess server(hostile::publishEcho);
     for (int i = 0; i < documentsToWrite() / 20; ++i) {
         const std::string request = Scribe(random, false).request("eco");
-        const std::string answer =
-            hostile::answerTo(hostile::post(request), hostile::Message::Then::hold, server.port());
+        const std::string answer = hostile::answerTo(xml::post(request), hostile::Message::Then::hold, server.port());
         ASSERT_NE(answer.find("<params>"), std::string::npos) << answer << "\nto\n" << request;
     }
 }

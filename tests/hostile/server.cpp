@@ -18,7 +18,7 @@
 using namespace support;
 using hostile::answerTo;
 using hostile::Due;
-using hostile::post;
+using xml::post;
 using Then = hostile::Message::Then;
 
 namespace {
@@ -87,11 +87,6 @@ protected:
     }
 };
 
-std::string nameOf(const ::testing::TestParamInfo<std::string>& group)
-{
-    return group.param;
-}
-
 #ifndef SWEEP
 
 // Functions: the constants in the other file that the documents need may not be initialised yet.
@@ -131,6 +126,7 @@ TEST_P(HostileRequests, DoNoHarmInAnyEncoding)
 
 #endif
 
-INSTANTIATE_TEST_SUITE_P(Groups, HostileRequests, ::testing::ValuesIn(groups()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Groups, HostileRequests, ::testing::ValuesIn(groups()),
+                         [](const auto& group) { return group.param; });
 
 } // namespace

@@ -18,7 +18,6 @@
 #include <unistd.h>
 
 #include "support/checked.h"
-#include "support/child.h"
 #include "support/fixture.h"
 #include "support/interpose.h"
 #include "support/ports.h"
@@ -109,12 +108,7 @@ protected:
         ASSERT_TRUE(server.listening());
     }
 
-    static std::string request(const std::string& method)
-    {
-        const std::string body = xml::requestBody(method, {});
-        return "POST /RPC2 HTTP/1.1\r\nHost: x\r\nContent-Type: text/xml\r\nContent-Length: "
-               + std::to_string(body.size()) + "\r\n\r\n" + body;
-    }
+    static std::string request(const std::string& method) { return xml::post(xml::requestBody(method, {})); }
 
     static std::string statusLine(int peer)
     {

@@ -168,6 +168,14 @@ std::string array(const std::vector<std::string>& values)
     return value("array", element("data", content));
 }
 
+std::string nested(int depth)
+{
+    std::string value = i4(0);
+    for (int i = 0; i < depth; ++i)
+        value = array({value});
+    return value;
+}
+
 std::string response(const std::string& value)
 {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
@@ -197,12 +205,10 @@ std::string requestBody(const std::string& method, const std::vector<std::string
              "</methodCall>\r\n";
 }
 
-std::string repeated(const std::string& part, int times)
+std::string post(const std::string& body, const std::string& path)
 {
-    std::string all;
-    while (times-- > 0)
-        all += part;
-    return all;
+    return "POST " + path + " HTTP/1.1\r\nHost: x\r\nContent-Type: text/xml\r\nContent-Length: "
+           + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
 std::string encodeBase64(std::string_view bytes)

@@ -19,14 +19,15 @@ std::string base64(std::string_view bytes);
 std::string nil();
 std::string structure(const std::vector<std::pair<std::string, std::string>>& members);
 std::string array(const std::vector<std::string>& values);
+std::string nested(int depth); ///< an integer in that many arrays
 
 /// Documents.
 std::string response(const std::string& value);
 std::string fault(int code, std::string_view reason);
 /// As xmlrpc-c writes it, with the parameters as XML: requestBody("RdHora", {"<i4>1</i4>"}).
 std::string requestBody(const std::string& method, const std::vector<std::string>& parameters);
-
-std::string repeated(const std::string& part, int times);
+/// An HTTP request with this body.
+std::string post(const std::string& body, const std::string& path = "/RPC2");
 
 std::string encodeBase64(std::string_view bytes);
 std::string decodeBase64(std::string_view text);
