@@ -1,7 +1,6 @@
 // The frame of every operation, tested through a few: getAlarmasEstadoControlador and execQuery measure the reply
 // first, updateNTP and resetModuleToFactorySettings do not.
 #include <csignal>
-#include <stdexcept>
 
 #include "support/fixture.h"
 #include "support/signals.h"
@@ -12,6 +11,7 @@ using namespace support;
 namespace {
 
 using std::chrono::microseconds;
+
 class Frame : public ClientTest {
 protected:
     XmlrpcSpy spy;
@@ -60,34 +60,6 @@ TEST_F(Frame, GoodReplyIsDeliveredWithoutFault)
     EXPECT_EQ(spy.resultsReleased, 1);
 }
 
-TEST_F(Frame, OperationCallsItsProcedureOnce)
-{
-    slave.play({replyArray({xml::i4(0)})});
-    askAlarms();
-    ASSERT_EQ(slave.calls().size(), 1U);
-    EXPECT_EQ(slave.calls()[0].method, "GetAlarmasEstadoControlador");
-    EXPECT_EQ(slave.calls()[0].parameters, (std::vector<std::string>{"i4 0"}));
-}
-
-TEST_F(Frame, StatusAloneLeavesPayload)
-{
-    slave.play({replyArray({xml::i4(0)})});
-    askAlarms();
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(text, presetText);
-    EXPECT_EQ(client.getFault(), 0);
-    EXPECT_EQ(log.lines(), (Lines{debug(alarmsMessage), armed(ampleTimeout), disarmed()}));
-    EXPECT_EQ(spy.resultsReleased, 1);
-}
-
-TEST_F(Frame, FurtherElementsAreIgnored)
-{
-    slave.play({replyArray({xml::i4(0), xml::text("temperatura"), xml::i4(4), xml::text("more")})});
-    askAlarms();
-    EXPECT_EQ(text, "temperatura");
-    EXPECT_EQ(client.getFault(), 0);
-}
-
 TEST_F(Frame, RefusalDeliversPayloadAndSetsFault)
 {
     slave.play({replyArray({xml::i4(3), xml::text("temperatura")})});
@@ -96,32 +68,9 @@ TEST_F(Frame, RefusalDeliversPayloadAndSetsFault)
     EXPECT_EQ(status, 3);
     EXPECT_EQ(client.getFault(), 3);
     EXPECT_EQ(log.linesWithoutNumbers(),
-              (Lines{debug(alarmsMessage), armed(ampleTimeout), disarmed(),
-                     error("Error recibido desde el esclavo: mensaje : getAlarmasEstadoControlador : host : 127.0.0.1, "
-                           "error : 3\n"),
-                     place()}));
+              (Lines{debug(alarmsMessage), armed(ampleTimeout), disarmed(), refusedLine(alarmsMessage, 3), place()}));
     EXPECT_FALSE(client.environment().fault_occurred);
     EXPECT_EQ(spy.resultsReleased, 1);
-}
-
-TEST_F(Frame, RefusalWithoutPayloadLeavesPayload)
-{
-    slave.play({replyArray({xml::i4(-3)})});
-    askAlarms();
-    EXPECT_EQ(text, presetText);
-    EXPECT_EQ(status, -3);
-    EXPECT_EQ(client.getFault(), -3);
-    EXPECT_EQ(log.linesWithoutNumbers(),
-              (Lines{debug(alarmsMessage), armed(ampleTimeout), disarmed(), refusedLine(alarmsMessage, -3), place()}));
-}
-
-TEST_F(Frame, UncheckedRefusalIsSuccess)
-{
-    slave.play({replyArray({xml::i4(7)})});
-    client.resetModuleToFactorySettings(ampleTimeout);
-    EXPECT_EQ(client.getFault(), 0);
-    EXPECT_EQ(log.lines(),
-              (Lines{debug("resetModuleToFactorySettings : host : 127.0.0.1"), armed(ampleTimeout), disarmed()}));
 }
 
 // Failed transport -----------------------------------------------------------------------------------------------
@@ -135,14 +84,6 @@ struct Failure {
 std::ostream& operator<<(std::ostream& out, const Failure& failure)
 {
     return out << failure.name;
-}
-
-std::string nested(int depth)
-{
-    std::string value = xml::i4(0);
-    for (int i = 0; i < depth; ++i)
-        value = xml::array({value});
-    return value;
 }
 
 // A good reply of [0, text] that is `bytes` long.
@@ -172,15 +113,6 @@ TEST_P(FailedTransport, SetsFaultLogsTwoLinesAndLeavesTimerRunning)
     expectOutputsUntouched();
 }
 
-TEST_P(FailedTransport, IsReportedWithoutMeasuring)
-{
-    slave.play({GetParam().step});
-    client.updateNTP(ampleTimeout);
-    EXPECT_EQ(client.getFault(), GetParam().fault);
-    EXPECT_EQ(log.linesWithoutNumbers(),
-              (Lines{debug("updateNTP"), armed(ampleTimeout), faultLine("updateNTP"), place()}));
-}
-
 TEST_P(FailedTransport, LeavesNextCallWorking)
 {
     slave.play({GetParam().step});
@@ -203,20 +135,9 @@ INSTANTIATE_TEST_SUITE_P(
         Failure{"ResetConnection", resetAfterRequest(), -504}, Failure{"ClosedConnection", thenClose(silence()), -504},
         Failure{"FaultResponse", replyFault(-77, "no hay"), -77},
         Failure{"PositiveFaultResponse", replyFault(3, "no hay"), 3},
-        Failure{"FaultResponseOfZero", replyFault(0, "no hay"), 0}, Failure{"TooDeep", reply(nested(64)), -503},
+        Failure{"FaultResponseOfZero", replyFault(0, "no hay"), 0}, Failure{"TooDeep", reply(xml::nested(64)), -503},
         Failure{"TooLarge", replyOfSize(mebibyte + 1), -509}),
     ::testing::PrintToStringParamName());
-
-TEST_F(Frame, LostSlaveIsTransportFault)
-{
-    const ClosedPort closed;
-    nelka::XmlrpcClient lost("127.0.0.1", closed.port(), "eth1", "app", "1.0");
-    ASSERT_EQ(lost.init(), 0);
-    lost.getAlarmasEstadoControlador(text, status, ampleTimeout);
-    EXPECT_EQ(lost.getFault(), -504);
-    EXPECT_GT(timerLeft(), microseconds(0));
-    expectOutputsUntouched();
-}
 
 TEST_F(Frame, ErrorNamesSourceLine)
 {
@@ -239,112 +160,13 @@ TEST_F(Frame, FaultResponseIsLoggedWithTextAndCode)
 
 TEST_F(Frame, ReplyOfOneMebibyteIsAccepted)
 {
-    const Step largest = replyOfSize(mebibyte);
-    slave.play({largest});
+    slave.play({replyOfSize(mebibyte)});
     askAlarms();
     EXPECT_EQ(client.getFault(), 0);
     EXPECT_GT(text.size(), mebibyte - 1000);
 }
 
-// Replies with a wrong shape -------------------------------------------------------------------------------------
-
-class WrongShape : public Frame, public ::testing::WithParamInterface<Failure> {
-protected:
-    const std::string message = "execQuery : host : 127.0.0.1, dbName : , DBtable : tabla, query : consulta";
-    int result = presetStatus;
-
-    void SetUp() override
-    {
-        ClientTest::SetUp();
-        slave.play({GetParam().step});
-        client.execQuery("consulta", result, "tabla", ampleTimeout);
-    }
-};
-
-TEST_P(WrongShape, IsDecodingFaultWithTimerDisarmed)
-{
-    EXPECT_EQ(client.getFault(), GetParam().fault);
-    EXPECT_EQ(client.environment().fault_code, GetParam().fault);
-    EXPECT_EQ(log.linesWithoutNumbers(),
-              (Lines{debug(message), armed(ampleTimeout), disarmed(), faultLine(message), place()}));
-    EXPECT_EQ(timerLeft(), microseconds(0));
-    EXPECT_EQ(result, presetStatus);
-}
-
-TEST_P(WrongShape, ReleasesReply)
-{
-    EXPECT_EQ(spy.resultsReceived, 1);
-    EXPECT_EQ(spy.resultsReleased, 1);
-}
-
-TEST_P(WrongShape, LeavesNextCallWorking)
-{
-    expectTheNextCallToSucceed();
-}
-
-INSTANTIATE_TEST_SUITE_P(Kinds, WrongShape,
-                         ::testing::Values(Failure{"NoArray", reply(xml::i4(0)), -501},
-                                           Failure{"Struct", reply(xml::structure({{"status", xml::i4(0)}})), -501},
-                                           Failure{"Empty", replyArray({}), -502},
-                                           Failure{"StatusIsText", replyArray({xml::text("0")}), -501},
-                                           Failure{"LongStatusIsText", replyArray({xml::text("0"), xml::i4(3)}), -501},
-                                           Failure{"PayloadIsText", replyArray({xml::i4(0), xml::text("3")}), -501},
-                                           Failure{"PayloadIsWide", replyArray({xml::i4(0), xml::i8(3)}), -501},
-                                           Failure{"RefusedPayloadIsText", replyArray({xml::i4(5), xml::text("3")}),
-                                                   -501}),
-                         ::testing::PrintToStringParamName());
-
-TEST_F(Frame, WrongShapeIsReportedWithoutMeasuring)
-{
-    for (const Failure& wrong : {Failure{"", reply(xml::i4(0)), -501}, Failure{"", replyArray({}), -502},
-                                 Failure{"", replyArray({xml::text("0")}), -501}}) {
-        slave.play({wrong.step});
-        log.clear();
-        client.updateNTP(ampleTimeout);
-        EXPECT_EQ(client.getFault(), wrong.fault);
-        EXPECT_EQ(log.linesWithoutNumbers(),
-                  (Lines{debug("updateNTP"), armed(ampleTimeout), disarmed(), faultLine("updateNTP"), place()}));
-        EXPECT_EQ(timerLeft(), microseconds(0));
-        EXPECT_EQ(spy.resultsReleased, 1);
-    }
-}
-
-TEST_F(Frame, MissingTextThrowsBeforeFaultIsReported)
-{
-    for (const Step& without : {replyArray({}), replyArray({xml::i4(3), xml::i4(5)})}) {
-        slave.play({without});
-        log.clear();
-        text = presetText;
-        client.setFault(7);
-        EXPECT_THROW(askAlarms(), std::logic_error);
-        EXPECT_EQ(text, presetText);
-        EXPECT_EQ(client.getFault(), 0);
-        EXPECT_EQ(log.lines(), (Lines{debug(alarmsMessage), armed(ampleTimeout), disarmed()}));
-        EXPECT_EQ(spy.resultsReleased, 1);
-        expectTheNextCallToSucceed();
-    }
-}
-
-TEST_F(Frame, StatusIsWrittenBeforeMissingTextThrows)
-{
-    slave.play({replyArray({xml::i4(3), xml::i4(5)})});
-    EXPECT_THROW(askAlarms(), std::logic_error);
-    EXPECT_EQ(status, 3);
-}
-
 // Time-outs ------------------------------------------------------------------------------------------------------
-
-TEST_F(Frame, TimeoutLogsOneErrorLineAndLowersFlag)
-{
-    slave.play({silence()});
-    askAlarms(100);
-    EXPECT_EQ(client.getFault(), -505);
-    EXPECT_EQ(*spy.interruptFlag, 0);
-    EXPECT_EQ(log.linesWithoutNumbers(),
-              (Lines{debug(alarmsMessage), armed(100), signalLine("SIGALRM"), timeoutLine(alarmsMessage)}));
-    expectOutputsUntouched();
-    expectTheNextCallToSucceed();
-}
 
 TEST_F(Frame, SuccessWithRaisedFlagIsTimeoutAndReleasesReply)
 {

@@ -89,8 +89,10 @@ protected:
         EXPECT_EQ(callWith(ok(reply.body())), expected.outputs);
         EXPECT_EQ(raised, expected.throws);
         Lines rest = expected.notes;
-        if (expected.failed)
+        if (expected.failed) {
+            EXPECT_EQ(client.environment().fault_code, expected.fault);
             rest.insert(rest.end(), {faultLine(message), place()});
+        }
         if (expected.refused)
             rest.insert(rest.end(), {refusedLine(message, expected.fault), place()});
         EXPECT_EQ(client.getFault(), expected.fault);
@@ -218,20 +220,6 @@ TEST_P(RemoteOperation, IgnoresGroupingOfGlobalLocale)
     EXPECT_EQ(log.lines().at(0), debug(message));
 }
 
-TEST_P(RemoteOperation, FailsAtClosedPort)
-{
-    const ClosedPort closed;
-    nelka::XmlrpcClient stranger("127.0.0.1", closed.port(), "eth1", "app", "1.0");
-    ASSERT_EQ(stranger.init(), 0);
-    log.clear();
-    Variables variables;
-    operation.call(stranger, variables, ampleTimeout);
-    EXPECT_EQ(stranger.getFault(), -504);
-    EXPECT_EQ(operation.read(variables), presets);
-    EXPECT_EQ(log.linesWithoutNumbers(),
-              (Lines{debug(message), armed(ampleTimeout), faultLine(stranger, message), place()}));
-}
-
 TEST_P(RemoteOperation, TransportFaultLeavesTimerArmed)
 {
     for (const auto& [step, code] : transportFaults()) {
@@ -249,13 +237,6 @@ TEST_P(RemoteOperation, WorksAfterTransportFaults)
         callWith(step);
         expectWorkingClient();
     }
-}
-
-TEST_P(RemoteOperation, SilentSlaveTimesOutAndLeavesOutputs)
-{
-    EXPECT_EQ(callWith(silence(), 100), presets);
-    expectFailure(
-        -505, {debug(operation.message(100)), armed(100), signalLine("SIGALRM"), timeoutLine(operation.message(100))});
 }
 
 TEST_P(RemoteOperation, WorksAfterTimeout)

@@ -159,6 +159,8 @@ std::vector<Fault> faults()
         transport("NoHttp", -504, thenClose(http("SSH-2.0-x", "", ""))),
         transport("HtmlWithStatus200", -503, ok("<html><body>Bienvenido</body></html>")),
         transport("EmptyBody", -503, ok("")),
+        transport("NoMethodResponse", -503, ok("<?xml version=\"1.0\"?><other/>")),
+        transport("TooDeep", -503, reply(xml::nested(64))),
         transport("TruncatedXml", -503, ok(body.substr(0, body.size() - 40))),
         transport("FaultWithANegativeCode", -77, replyFault(-77, "no")),
         transport("FaultWithAPositiveCode", 77, replyFault(77, "no")),
