@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <utility>
 
 #include "limits.h"
-#include "support/xml.h"
 #include "texts.h"
 
 namespace hostile {

@@ -21,26 +21,9 @@ std::string length(const std::string& text)
 }
 
 // Wrong statements about a body's length.
-const std::initializer_list<const char*> lengths{
-    "-1",
-    "-2147483648",
-    "0x10",
-    "1e3",
-    "",
-    " ",
-    "+",
-    "10 10",
-    "10, 10",
-    "2147483648",
-    "4294967295",
-    "4294967297",
-    "9223372036854775807",
-    "9223372036854775808",
-    "18446744073709551616",
-    "99999999999999999999999999",
-    "ten",
-    "\xB2",
-};
+const char* const lengths =
+    "-1|-2147483648|0x10|1e3|| |+|10 10|10, 10|2147483648|4294967295|4294967297|9223372036854775807|"
+    "9223372036854775808|18446744073709551616|99999999999999999999999999|ten|\xB2";
 
 const std::initializer_list<const char*> chunks{
     "zz\r\nx\r\n0\r\n\r\n",
@@ -90,7 +73,7 @@ std::vector<Message> brokenReplies()
                         + "Location: /RPC2\r\nRetry-After: 0\r\nUpgrade: h2c\r\nWWW-Authenticate: Basic "
                           "realm=x\r\nProxy-Authenticate: NTLM\r\n",
                     good));
-    for (const std::string text : lengths)
+    for (const std::string& text : betweenBars(lengths))
         add("a length of '" + text + "'", message(fine, type + length(text), good));
     add("a length too small", message(fine, type + length("10"), good));
     add("a length too small, and held", message(fine, type + length("10"), good), Then::hold);
@@ -157,57 +140,21 @@ std::vector<Message> brokenRequests()
     };
 
     for (const std::string& line :
-         words("POST \x16\x03\x01\x02\x01\x01\xFC\x03\x03 SSH-2.0-x %s%n", {"",
-                                                                            " ",
-                                                                            "POST ",
-                                                                            "POST /RPC2",
-                                                                            "POST  /RPC2  HTTP/1.1",
-                                                                            "POST /RPC2 HTTP",
-                                                                            "POST /RPC2 HTTP/",
-                                                                            "POST /RPC2 HTTP/1",
-                                                                            "POST /RPC2 HTTP/0.9",
-                                                                            "POST /RPC2 HTTP/9.9",
-                                                                            "POST /RPC2 HTTP/99999999999.99999999999",
-                                                                            "POST /RPC2 HTTP/-1.-1",
-                                                                            "POST /RPC2 HTTP/1.1 x",
-                                                                            "POST /RPC2 FTP/1.1",
-                                                                            "GET /RPC2",
-                                                                            "GET / HTTP/1.1",
-                                                                            "HEAD /RPC2 HTTP/1.1",
-                                                                            "PUT /RPC2 HTTP/1.1",
-                                                                            "DELETE /RPC2 HTTP/1.1",
-                                                                            "OPTIONS * HTTP/1.1",
-                                                                            "TRACE /RPC2 HTTP/1.1",
-                                                                            "CONNECT x:1 HTTP/1.1",
-                                                                            "PRI * HTTP/2.0",
-                                                                            "post /RPC2 HTTP/1.1",
-                                                                            "X /RPC2 HTTP/1.1",
-                                                                            "POST RPC2 HTTP/1.1",
-                                                                            "POST // HTTP/1.1",
-                                                                            "POST /.. HTTP/1.1",
-                                                                            "POST /../../../etc/passwd HTTP/1.1",
-                                                                            "GET /etc/passwd HTTP/1.1",
-                                                                            "GET /%2e%2e/%2e%2e/etc/passwd HTTP/1.1",
-                                                                            "POST /RPC2? HTTP/1.1",
-                                                                            "POST /RPC2?a=b HTTP/1.1",
-                                                                            "POST /RPC2# HTTP/1.1",
-                                                                            "POST /% HTTP/1.1",
-                                                                            "POST /%0 HTTP/1.1",
-                                                                            "POST /%zz HTTP/1.1",
-                                                                            "POST /%00 HTTP/1.1",
-                                                                            "POST /RPC2%00 HTTP/1.1",
-                                                                            "POST /%ff%fe HTTP/1.1",
-                                                                            "POST /~x HTTP/1.1",
-                                                                            "POST /%s%n HTTP/1.1",
-                                                                            "POST http://x/RPC2 HTTP/1.1",
-                                                                            "POST http://x:99999/RPC2 HTTP/1.1",
-                                                                            "POST http:// HTTP/1.1",
-                                                                            "POST http://[::1 HTTP/1.1",
-                                                                            "POST http://u:p@x/RPC2 HTTP/1.1",
-                                                                            "POST ftp://x/ HTTP/1.1",
-                                                                            "EHLO x"}))
+         betweenBars("| |POST |POST /RPC2|POST  /RPC2  HTTP/1.1|POST /RPC2 HTTP|POST /RPC2 HTTP/|POST /RPC2 HTTP/1|"
+                     "POST /RPC2 HTTP/0.9|POST /RPC2 HTTP/9.9|POST /RPC2 HTTP/99999999999.99999999999|"
+                     "POST /RPC2 HTTP/-1.-1|POST /RPC2 HTTP/1.1 x|POST /RPC2 FTP/1.1|GET /RPC2|GET / HTTP/1.1|"
+                     "HEAD /RPC2 HTTP/1.1|PUT /RPC2 HTTP/1.1|DELETE /RPC2 HTTP/1.1|OPTIONS * HTTP/1.1|"
+                     "TRACE /RPC2 HTTP/1.1|CONNECT x:1 HTTP/1.1|PRI * HTTP/2.0|post /RPC2 HTTP/1.1|X /RPC2 HTTP/1.1|"
+                     "POST RPC2 HTTP/1.1|POST // HTTP/1.1|POST /.. HTTP/1.1|POST /../../../etc/passwd HTTP/1.1|"
+                     "GET /etc/passwd HTTP/1.1|GET /%2e%2e/%2e%2e/etc/passwd HTTP/1.1|POST /RPC2? HTTP/1.1|"
+                     "POST /RPC2?a=b HTTP/1.1|POST /RPC2# HTTP/1.1|POST /% HTTP/1.1|POST /%0 HTTP/1.1|"
+                     "POST /%zz HTTP/1.1|POST /%00 HTTP/1.1|POST /RPC2%00 HTTP/1.1|POST /%ff%fe HTTP/1.1|"
+                     "POST /~x HTTP/1.1|POST /%s%n HTTP/1.1|POST http://x/RPC2 HTTP/1.1|"
+                     "POST http://x:99999/RPC2 HTTP/1.1|POST http:// HTTP/1.1|POST http://[::1 HTTP/1.1|"
+                     "POST http://u:p@x/RPC2 HTTP/1.1|POST ftp://x/ HTTP/1.1|EHLO x|POST|SSH-2.0-x|%s%n|"
+                     "\x16\x03\x01\x02\x01\x01\xFC\x03\x03"))
         add("request line '" + line + "'", message(line, usual + right, good));
-    for (const std::string text : lengths)
+    for (const std::string& text : betweenBars(lengths))
         add("a length of '" + text + "'", message(fine, usual + length(text), good));
     add("a length too small", message(fine, usual + length("10"), good));
     add("a length too great", message(fine, usual + length("100000"), good));
@@ -221,46 +168,16 @@ std::vector<Message> brokenRequests()
     for (const std::string chunk : chunks)
         add("chunk " + chunk, message(fine, usual + "Transfer-Encoding: chunked\r\n", chunk));
     for (const std::string& header :
-         words("x : Content-Length Connection: Host: From: User-Agent: Authorization: Content-Type:",
-               {": x",
-                " x: y",
-                "x y: z",
-                "Connection: keep-alive",
-                "Connection: close, keep-alive, upgrade",
-                "Expect: 100-continue",
-                "Expect: x",
-                "Host: ",
-                "Host: :",
-                "Host: x:",
-                "Host: x:99999999999",
-                "Host: x:-1",
-                "Host: [",
-                "Host: %s%n",
-                "Referer: \xFF",
-                "Cookie: a",
-                "Cookie: a=b; c",
-                "Cookie: =;=;",
-                "Authorization: Basic",
-                "Authorization: Basic ====",
-                "Authorization: Basic !!!!",
-                "Authorization: Basic QQ",
-                "Authorization: Basic QUFB",
-                "Authorization: Digest x",
-                "Authorization: NTLM x",
-                "Range: bytes=-",
-                "Range: bytes=0-,0-,0-,0-",
-                "Range: bytes=5-1",
-                "Range: x",
-                "Range: bytes=99999999999999999999-",
-                "If-Modified-Since: x",
-                "Date: %s%n",
-                "Accept-Encoding: gzip, deflate, br",
-                "Content-Encoding: gzip",
-                "Transfer-Encoding: gzip, chunked",
-                "Upgrade: h2c",
-                "Content-Type: text/plain",
-                "Content-Type: text/xml; charset=\"utf-16",
-                "Trailer: x"}))
+         betweenBars(": x| x: y|x y: z|Connection: keep-alive|Connection: close, keep-alive, upgrade|"
+                     "Expect: 100-continue|Expect: x|Host: |Host: :|Host: x:|Host: x:99999999999|Host: x:-1|Host: [|"
+                     "Host: %s%n|Referer: \xFF|Cookie: a|Cookie: a=b; c|Cookie: =;=;|Authorization: Basic|"
+                     "Authorization: Basic ====|Authorization: Basic !!!!|Authorization: Basic QQ|"
+                     "Authorization: Basic QUFB|Authorization: Digest x|Authorization: NTLM x|Range: bytes=-|"
+                     "Range: bytes=0-,0-,0-,0-|Range: bytes=5-1|Range: x|Range: bytes=99999999999999999999-|"
+                     "If-Modified-Since: x|Date: %s%n|Accept-Encoding: gzip, deflate, br|Content-Encoding: gzip|"
+                     "Transfer-Encoding: gzip, chunked|Upgrade: h2c|Content-Type: text/plain|"
+                     "Content-Type: text/xml; charset=\"utf-16|Trailer: x|x|:|Content-Length|Connection:|Host:|"
+                     "From:|User-Agent:|Authorization:|Content-Type:"))
         add("header " + header, message(fine, header + "\r\n" + usual + right, good));
     add("a content type of a megabyte",
         message(fine, "Content-Type: text/xml;" + many(1'000'000, "a") + "\r\n" + right, good));

@@ -26,4 +26,13 @@ inline std::vector<std::string> words(const std::string& line, std::vector<std::
     return others;
 }
 
+inline std::vector<std::string> betweenBars(const std::string& line)
+{
+    std::istringstream in(line);
+    std::vector<std::string> texts;
+    for (std::string text; std::getline(in, text, '|');)
+        texts.push_back(text);
+    return texts;
+}
+
 } // namespace hostile
