@@ -1,5 +1,4 @@
 // Late alarms of earlier calls, with a slow log. Built twice: with few and with many alarms.
-#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <future>
@@ -51,18 +50,8 @@ struct Case {
 
 std::ostream& operator<<(std::ostream& out, const Case& each)
 {
-    switch (each.taker) {
-    case Taker::caller:
-        out << "Caller";
-        break;
-    case Taker::other:
-        out << "Other";
-        break;
-    case Taker::starved:
-        out << "Starved";
-        break;
-    }
-    return out << each.line.count() << "ms";
+    static constexpr const char* names[] = {"Caller", "Other", "Starved"};
+    return out << names[static_cast<int>(each.taker)] << each.line.count() << "ms";
 }
 
 std::atomic<int> alarms;
@@ -132,17 +121,12 @@ protected:
 
 TEST_P(LateAlarm, OfRefusedCallNeverCutsNextCall)
 {
-    switch (GetParam().taker) {
-    case Taker::caller:
+    if (GetParam().taker == Taker::caller)
         provoke();
-        break;
-    case Taker::other:
+    else if (GetParam().taker == Taker::other)
         provokeInAnotherThread();
-        break;
-    case Taker::starved:
+    else
         provokeBesideAStarvedOne();
-        break;
-    }
     std::cout << cut << " of " << calls << " calls cut, beside " << alarms << " late alarms\n";
     EXPECT_EQ(cut, 0);
     EXPECT_GE(alarms, GetParam().alarms);

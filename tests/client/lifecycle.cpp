@@ -365,16 +365,6 @@ TEST_F(Lifecycle, DestructionThroughBaseReleasesEverything)
     EXPECT_EQ(spy.globalSetups, 0);
 }
 
-TEST_F(Lifecycle, DestructionAfterCleanupReleasesNothingTwice)
-{
-    std::unique_ptr<XmlrpcClient> doomed = newClient();
-    ASSERT_EQ(doomed->init(), 0);
-    doomed->cleanup();
-    doomed.reset();
-    EXPECT_EQ(spy.clients, 0);
-    EXPECT_EQ(spy.globalSetups, 0);
-}
-
 // What a client may be told between construction and destruction, and what it then holds.
 struct Move {
     char letter;

@@ -1,5 +1,4 @@
 // Signals before, during and beside a call, and what the application does with them.
-#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <functional>
@@ -123,10 +122,14 @@ protected:
         EXPECT_EQ(client.getFault(), 0);
     }
 
-    std::ptrdiff_t count(const LogLine& line) const
+    // Makes a call during which the process gets a signal.
+    void expectAnsweredDespite(int signal)
     {
-        const Lines lines = log.lines();
-        return std::count(lines.begin(), lines.end(), line);
+        slave.play({delayed(replyArray({xml::i4(0)}), 100ms)});
+        std::future<void> other = onceAsked(slave, [signal] { kill(getpid(), signal); });
+        client.updateNTP(ampleTimeout);
+        other.get();
+        EXPECT_EQ(client.getFault(), 0);
     }
 };
 
@@ -152,11 +155,7 @@ TEST_F(Signals, BlockedSigintIsReadFromSignalfd)
     const sigset_t signals = interrupts();
     const int descriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
     ASSERT_GE(descriptor, 0);
-    slave.play({delayed(replyArray({xml::i4(0)}), 100ms)});
-    std::future<void> operatorsHand = onceAsked(slave, [] { kill(getpid(), SIGINT); });
-    client.updateNTP(ampleTimeout);
-    operatorsHand.get();
-    EXPECT_EQ(client.getFault(), 0);
+    expectAnsweredDespite(SIGINT);
     signalfd_siginfo taken = {};
     EXPECT_EQ(read(descriptor, &taken, sizeof taken), static_cast<ssize_t>(sizeof taken));
     EXPECT_EQ(taken.ssi_signo, static_cast<unsigned>(SIGINT));
@@ -173,11 +172,7 @@ TEST_F(Signals, BlockedSigintGoesToWaitingThread)
         static const auto real = next<decltype(sigtimedwait)>("sigtimedwait");
         return real(&signals, nullptr, &patience);
     });
-    slave.play({delayed(replyArray({xml::i4(0)}), 100ms)});
-    std::future<void> operatorsHand = onceAsked(slave, [] { kill(getpid(), SIGINT); });
-    client.updateNTP(ampleTimeout);
-    operatorsHand.get();
-    EXPECT_EQ(client.getFault(), 0);
+    expectAnsweredDespite(SIGINT);
     EXPECT_EQ(waiting.get(), SIGINT);
 }
 
@@ -185,11 +180,7 @@ TEST_F(Signals, BlockedSigintArrivesAfterTransaction)
 {
     {
         const BlockedSignals transaction({SIGINT});
-        slave.play({delayed(replyArray({xml::i4(0)}), 100ms)});
-        std::future<void> operatorsHand = onceAsked(slave, [] { kill(getpid(), SIGINT); });
-        client.updateNTP(ampleTimeout);
-        operatorsHand.get();
-        EXPECT_EQ(client.getFault(), 0);
+        expectAnsweredDespite(SIGINT);
         EXPECT_EQ(count(signalLine("SIGINT")), 0);
     }
     EXPECT_EQ(log.lines().back(), signalLine("SIGINT"));
@@ -233,26 +224,25 @@ void expectNoNap(nelka::XmlrpcClient& client)
     EXPECT_EQ(naps, 0);
 }
 
+// Cancels an alarm that the library must assume to have been sent.
+void loseAnAlarm()
+{
+    alarm(0);
+    passTime(2ms * shortTimeout);
+}
+
 TEST_F(Signals, CallAfterCancelledAlarmDoesNotWait)
 {
     fail(shortTimeout);
-    alarm(0);
-    passTime(2ms * shortTimeout);
+    loseAnAlarm();
     replyWell();
     expectNoNap(client);
-}
-
-// Cancels an alarm that the library must assume to have been sent.
-void loseAnAlarm(std::chrono::milliseconds timeout)
-{
-    alarm(0);
-    passTime(2 * timeout);
 }
 
 TEST_F(Signals, LostAlarmIsForgottenInTime)
 {
     fail(shortTimeout);
-    loseAnAlarm(1ms * shortTimeout);
+    loseAnAlarm();
     replyWell();
     client.updateNTP(shortTimeout);
     ASSERT_EQ(client.getFault(), 0);
@@ -264,13 +254,9 @@ TEST_F(Signals, LostAlarmsDoNotMakeLaterOneCutCall)
 {
     for (int calls = 0; calls < 4; ++calls) {
         fail(shortTimeout);
-        loseAnAlarm(1ms * shortTimeout);
+        loseAnAlarm();
     }
-    slave.play({delayed(replyArray({xml::i4(0)}), 100ms)});
-    std::future<void> late = onceAsked(slave, [] { kill(getpid(), SIGALRM); });
-    client.updateNTP(ampleTimeout);
-    late.get();
-    EXPECT_EQ(client.getFault(), 0);
+    expectAnsweredDespite(SIGALRM);
     EXPECT_EQ(count(signalLine("SIGALRM")), 1);
 }
 

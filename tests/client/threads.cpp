@@ -1,5 +1,4 @@
 // Signals and late alarms in a process with several threads.
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <csignal>
@@ -97,12 +96,6 @@ protected:
     static std::vector<pid_t> threadsThatTook()
     {
         return {takers.begin(), takers.begin() + static_cast<std::ptrdiff_t>(taken.load())};
-    }
-
-    std::ptrdiff_t count(const LogLine& line) const
-    {
-        const Lines lines = log.lines();
-        return std::count(lines.begin(), lines.end(), line);
     }
 };
 
@@ -333,21 +326,6 @@ void await(const std::atomic<bool>& event)
 {
     for (const Stopwatch watch; !event && watch.elapsed() < 10s;)
         std::this_thread::yield();
-}
-
-TEST_F(Threads, CallAfterAlarmTakenByApplicationDoesNotSleep)
-{
-    static std::atomic<bool> rung;
-    rung = false;
-    slave.play({serverError(), replyArray({xml::i4(0)})});
-    client.updateNTP(500);
-    ASSERT_EQ(client.getFault(), -504);
-    std::signal(SIGALRM, [](int) { rung = true; });
-    await(rung);
-    naps = 0;
-    client.updateNTP(ampleTimeout);
-    EXPECT_EQ(client.getFault(), 0);
-    EXPECT_EQ(naps, 0);
 }
 
 TEST_F(Threads, CallWaitsForAlarmHandledByOtherThread)

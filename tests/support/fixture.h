@@ -1,6 +1,8 @@
 // The fixture of most tests of the client.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <string>
 
@@ -45,6 +47,13 @@ protected:
         slave.play({serverError()});
         client.updateNTP(timeout);
         ASSERT_EQ(client.getFault(), -504);
+    }
+
+    /// How often this line was logged.
+    std::ptrdiff_t count(const LogLine& line) const
+    {
+        const Lines lines = log.lines();
+        return std::count(lines.begin(), lines.end(), line);
     }
 
     /// The lines that a call writes, from its debug line to the last.
