@@ -11,12 +11,9 @@ namespace {
 
 class Dump : public Nelkactl {
 protected:
-    const std::string state = makeSampleState();
-    std::string makeSampleState() const
-    {
-        makeState(folder / "state");
-        return folder / "state";
-    }
+    const std::string state = folder / "state";
+
+    Dump() { makeState(state); }
 
     static Finished dump(const SimulatedSlave& slave_, const Words& words = {})
     {

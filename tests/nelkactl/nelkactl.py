@@ -175,16 +175,6 @@ def terminal_shows_fleet_progress():
     assert re.fullmatch(r"nelkactl: 3 done, [0-9.]+ s\n", "\n".join(screen(terminal.shown))), terminal.shown
 
 
-def pipe_shows_no_progress_bar():
-    slave = scanning_slave(0, 50, 100)
-    done = subprocess.run(
-        [NELKACTL, "-p", str(slave.port), "scan", "1", "2", "3", "--interval", "10"],
-        capture_output=True,
-        timeout=PATIENCE,
-    )
-    assert (done.returncode, done.stderr) == (0, b""), done
-
-
 def words_replace_progress_bar():
     slave = scanning_slave(50, -3)
     terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", "10")

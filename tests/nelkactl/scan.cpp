@@ -284,9 +284,9 @@ TEST_P(NelkactlScript, Succeeds)
 
 INSTANTIATE_TEST_SUITE_P(Nelkactl, NelkactlScript,
                          ::testing::Values("terminal_shows_fleet_progress", "terminal_shows_transient_progress_bar",
-                                           "pipe_shows_no_progress_bar", "progress_bar_fits_terminal",
-                                           "progress_bar_shows_time_left", "words_replace_progress_bar",
-                                           "interrupt_key_cancels_scan", "fifty_slaves_answer_in_whole_lines",
+                                           "progress_bar_fits_terminal", "progress_bar_shows_time_left",
+                                           "words_replace_progress_bar", "interrupt_key_cancels_scan",
+                                           "fifty_slaves_answer_in_whole_lines",
                                            "long_lines_of_many_processes_stay_whole"),
                          [](const auto& instance) { return std::string(instance.param); });
 
