@@ -3,8 +3,6 @@
 #include <chrono>
 #include <csignal>
 #include <ctime>
-#include <map>
-#include <set>
 #include <string>
 #include <vector>
 

@@ -1,6 +1,7 @@
 // Runs nelkactl --hosts against many slaves.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 

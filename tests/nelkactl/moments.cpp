@@ -1,7 +1,6 @@
 // nelkactl: slow tests. A signal at any moment leaves only whole files; the transport's limit is reported.
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <random>
 #include <string>
 

@@ -2,8 +2,8 @@
 // NELKANET_RECORDER names its command, to run whole test programs through it.
 #pragma once
 
+#include <cstdlib>
 #include <memory>
-#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
