@@ -251,6 +251,15 @@ TEST_F(NelkactlOutput, FileInReadOnlyFolderIsOverwritten)
     chmod(folder.c_str(), 0700);
 }
 
+TEST_F(NelkactlOutput, FailedReplacementLeavesFileAndNothingElse)
+{
+    keep("former");
+    const Finished finished = fetched(file(), "", "trap '' XFSZ; ulimit -f 0; ");
+    EXPECT_EQ(finished.status, 2) << finished;
+    EXPECT_EQ(contents(file()), "former");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 2) << "block and file";
+}
+
 TEST_F(NelkactlOutput, ReplacedFileKeepsOwner)
 {
     if (geteuid() != 0)
