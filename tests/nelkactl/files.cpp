@@ -149,6 +149,12 @@ TEST_F(Nelkactl, EndlessInputIsRefused)
 
 // Files that are not replaced --------------------------------------------------------------------------------------
 
+// The command without any privileges of the superuser.
+Words unprivileged(const Words& command)
+{
+    return geteuid() == 0 ? Words{"/usr/bin/setpriv", "--bounding-set=-all", "--inh-caps=-all"} + command : command;
+}
+
 class NelkactlOutput : public Nelkactl {
 protected:
     Finished fetched(const std::string& output, const std::string& redirections = "", const std::string& before = "")
@@ -157,6 +163,18 @@ protected:
         return run({"/bin/bash", "-c",
                     before + "exec " NELKACTL " RdFicheroEsclavo x 0 --output " + output + " " + redirections},
                    environment());
+    }
+
+    Finished fetchedUnprivileged()
+    {
+        slave.play({replyArray({xml::i4(0), xml::base64("bytes")})});
+        return run(unprivileged(command({"RdFicheroEsclavo", "x", "0", "--output", file()})), environment());
+    }
+
+    // Shell commands that preload preload.cpp with these settings.
+    static std::string preloading(const std::string& settings)
+    {
+        return "export " + settings + " LD_PRELOAD=" PRELOAD " ASAN_OPTIONS=verify_asan_link_order=0; ";
     }
 
     static struct stat state(const std::string& path)
@@ -177,7 +195,8 @@ TEST_F(NelkactlOutput, OpenFileKeepsContents)
                                               {"/proc/self/fd/7", "7>>"},
                                               {"/proc/thread-self/fd/7", "7>>"},
                                               {"/proc/$$/fd/7", "7>>"},
-                                              {"/dev/fd/7", "7<>"}}) {
+                                              {"/dev/fd/7", "7<>"},
+                                              {"/proc/thread-self/fd/7", "7<>"}}) {
         const bool appends = std::string(redirection) != "7<>";
         keep(appends ? "former " : "formerly");
         const ino_t inode = state(file()).st_ino;
@@ -240,15 +259,48 @@ TEST_F(NelkactlOutput, FileInReadOnlyFolderIsOverwritten)
 {
     keep("something longer");
     chmod(folder.c_str(), 0555);
-    // Drops all privileges of the superuser.
-    slave.play({replyArray({xml::i4(0), xml::base64("bytes")})});
-    Words words = command({"RdFicheroEsclavo", "x", "0", "--output", file()});
-    if (geteuid() == 0)
-        words = Words{"/usr/bin/setpriv", "--bounding-set=-all", "--inh-caps=-all"} + words;
-    const Finished finished = run(words, environment());
+    const Finished finished = fetchedUnprivileged();
     EXPECT_EQ(finished.status, 0) << finished;
     EXPECT_EQ(contents(file()), "bytes");
     chmod(folder.c_str(), 0700);
+}
+
+TEST_F(NelkactlOutput, UnwritableFileIsRefusedBeforeCall)
+{
+    keep("former");
+    chmod(file().c_str(), 0444);
+    const Finished finished = fetchedUnprivileged();
+    EXPECT_EQ(finished.status, 2) << finished;
+    EXPECT_TRUE(slave.requests().empty());
+}
+
+TEST_F(NelkactlOutput, FullDiskLeavesFileThatIsNotReplaced)
+{
+    keep("former");
+    std::filesystem::create_hard_link(file(), folder / "other");
+    const Finished finished = fetched(file(), "", preloading("FULL_DISK=1"));
+    EXPECT_EQ(finished.status, 2) << finished;
+    EXPECT_EQ(contents(file()), "former");
+}
+
+TEST_F(NelkactlOutput, NewFileHasModeOfUmask)
+{
+    EXPECT_EQ(fetched(file(), "", "umask 027; ").status, 0);
+    EXPECT_EQ(state(file()).st_mode & 07777, 0640U);
+}
+
+TEST_F(NelkactlOutput, IsOnDiskBeforeItHasItsName)
+{
+    const std::string notes = folder / "notes";
+    EXPECT_EQ(fetched(file(), "", preloading("SYNCS=" + notes + " JOURNAL=" + file())).status, 0);
+    EXPECT_EQ(contents(notes), "-j") << "the bytes, then the folder";
+}
+
+TEST_F(NelkactlOutput, InterruptedSyncIsRepeated)
+{
+    const Finished finished = fetched(file(), "", preloading("INTERRUPT_SYNCS=1"));
+    EXPECT_EQ(finished.status, 0) << finished;
+    EXPECT_EQ(contents(file()), "bytes");
 }
 
 TEST_F(NelkactlOutput, FailedReplacementLeavesFileAndNothingElse)
@@ -272,6 +324,19 @@ TEST_F(NelkactlOutput, ReplacedFileKeepsOwner)
     EXPECT_EQ(after.st_uid, 65534U);
     EXPECT_EQ(after.st_gid, 65534U);
     EXPECT_EQ(after.st_mode & 07777, 04640U);
+}
+
+TEST_F(NelkactlOutput, FileOfNewOwnerLosesPrivilegesOfFormer)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "no right to make a file somebody else's";
+    keep("former");
+    ASSERT_EQ(chown(file().c_str(), 65534, 65534), 0);
+    chmod(file().c_str(), 06666);
+    const Finished finished = fetchedUnprivileged();
+    EXPECT_EQ(finished.status, 0) << finished;
+    EXPECT_EQ(state(file()).st_uid, 0U);
+    EXPECT_EQ(state(file()).st_mode & 07777, 0666U);
 }
 
 // Deletion on the slave --------------------------------------------------------------------------------------------
@@ -339,6 +404,34 @@ TEST_F(NelkactlDeletion, OfOtherBlockAfterPipeKeepsBoth)
     const std::string kept = finished.err.substr(start, finished.err.find(" the second") - start);
     EXPECT_EQ(contents(kept), "changed") << finished;
     std::filesystem::remove(kept);
+}
+
+TEST_F(NelkactlDeletion, OfOtherBlockBesideReadOnlyFolderKeepsBoth)
+{
+    const TemporaryFolder elsewhere;
+    keep("former");
+    chmod(folder.c_str(), 0555);
+    slave.play({former, replyArray({xml::i4(0), xml::base64("changed")})});
+    const Finished finished =
+        run(unprivileged(command(words)), environment() + Words{"TMPDIR=" + elsewhere.path.string()});
+    chmod(folder.c_str(), 0700);
+    ASSERT_EQ(finished.status, 0) << finished;
+    EXPECT_EQ(contents(file()), "bytes");
+    const std::string kept = nlohmann::json::parse(finished.out)["kept"];
+    EXPECT_EQ(std::filesystem::path(kept).parent_path(), elsewhere.path);
+    EXPECT_EQ(contents(kept), "changed");
+}
+
+TEST_F(NelkactlDeletion, IsOmittedAfterInterruptWhileStoring)
+{
+    slave.play({replyArray({xml::i4(0), xml::base64("first\n" + std::string(200'000, 'x'))})});
+    Program program(command({"RdFicheroEsclavo", "x", "1", "--output", "-"}), environment());
+    EXPECT_EQ(program.line(), "first");
+    program.signal(SIGINT); // the rest is more than a pipe holds
+    const Finished finished = program.finish();
+    EXPECT_EQ(finished.status, -SIGINT) << finished.err;
+    EXPECT_EQ(finished.out.substr(0, 200'000), std::string(200'000, 'x'));
+    EXPECT_EQ(asked(), (Words{"i4 0"}));
 }
 
 TEST_F(NelkactlDeletion, IsOmittedIfBlockCannotBeWritten)

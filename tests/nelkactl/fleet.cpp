@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "fleet.h"
+#include "support/signals.h"
 #include "support/stopwatch.h"
 
 using namespace support;
@@ -200,6 +201,7 @@ class CutFleet : public FleetTest, public ::testing::WithParamInterface<int> {};
 TEST_P(CutFleet, CallsNobodyElseAndPrintsResultsSoFar)
 {
     const ManySlaves slaves({answering(0), silence(), silence(), answering(3), answering(4)});
+    const BlockedSignals inherited({GetParam()}); // nelkactl unblocks it
     Program program(command(hostsOf(slaves), changes + Words{"-j", "2", "-t", "60000"}));
     const std::string first = program.line();
     slaves.awaitRequests(3);
@@ -218,6 +220,17 @@ TEST_P(CutFleet, CallsNobodyElseAndPrintsResultsSoFar)
 
 INSTANTIATE_TEST_SUITE_P(Nelkactl, CutFleet, ::testing::Values(SIGINT, SIGTERM, SIGHUP),
                          [](const auto& instance) { return std::string(sigabbrev_np(instance.param)); });
+
+TEST_F(Fleet, KeepsIgnoringHangUp)
+{
+    const ManySlaves slaves({delayed(answering(1), std::chrono::milliseconds(200)), answering(2)});
+    Program program(Words{"/usr/bin/nohup"} + command(hostsOf(slaves), changes + Words{"-j", "1"}));
+    slaves.awaitRequests(1);
+    program.signal(SIGHUP);
+    const Finished finished = program.finish();
+    EXPECT_EQ(finished.status, 0) << finished;
+    EXPECT_EQ(resultsByName(finished.out).size(), 2U) << finished;
+}
 
 TEST_F(Fleet, KilledFleetLeavesNoProcess)
 {

@@ -151,20 +151,36 @@ def progress_bar_shows_time_left():
 
     def status(*_):
         polls.append(time.monotonic())
-        return [1000 if len(polls) == 5 else int((polls[-1] - polls[0]) * 100)]
+        return [10000 if len(polls) == 6 else int((polls[-1] - polls[0]) * 2000)]
 
     slave = Slave(InitInputScan=lambda *_: [7], StatusInputScan=status, getScanReport=lambda *_: [0, ""])
     interval = str(int(1000 * pause))
-    terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", interval, "--until", "1000", columns=40)
+    terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", interval, "--until", "10000")
     assert terminal.finish() == 0, terminal.shown
-    bars = [re.search("([0-9]+) of 1000(?:, ([0-9]+):([0-9]{2}) left)?$", bar) for bar in terminal.bars()]
+    bars = [re.search("([0-9]+) of 10000(?:, ([0-9]+):([0-9]{2}) left)?$", bar) for bar in terminal.bars()]
     assert bars[0][2] is None, terminal.bars()
     # nelkactl pauses between a status and the next poll, so the polls bound the moments when it saw them.
     for number, bar in enumerate(bars[1:], start=1):
         seen = int(bar[1])
         least, most = polls[number] - polls[1] + pause, polls[number + 1] - pause - polls[0]
-        left = [passed * (1000 - seen) / seen for passed in (least, most)]
+        left = [passed * (10000 - seen) / seen for passed in (least, most)]
         assert left[0] - 0.6 <= 60 * int(bar[2]) + int(bar[3]) <= left[1] + 0.6, (terminal.bars(), polls)
+
+
+def progress_bar_shows_hours_left():
+    slave = scanning_slave(0, 1, 1000000)
+    terminal = Terminal(slave.port, "scan", "1", "2", "3", "--interval", "20", "--until", "1000000")
+    assert terminal.finish() == 0, terminal.shown
+    assert re.search(" of 1000000, [0-9]+:[0-5][0-9]:[0-5][0-9] left$", terminal.bars()[1]), terminal.bars()
+
+
+def scan_with_lines_shows_no_progress_bar():
+    for option in ("--quiet", "--verbose"):
+        slave = scanning_slave(0, 50, 100)
+        terminal = Terminal(slave.port, option, "scan", "1", "2", "3", "--interval", "10")
+        assert terminal.finish() == 0, terminal.shown
+        assert not terminal.bars(), terminal.shown
+        assert (option == "--quiet") == (terminal.shown == b""), terminal.shown
 
 
 def terminal_shows_fleet_progress():

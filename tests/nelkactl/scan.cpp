@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "nelkactl.h"
+#include "support/signals.h"
 
 using namespace support;
 
@@ -74,6 +75,7 @@ TEST_F(Nelkactl, DiesOfSignalThatEndsIt)
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         slave.play({silence()});
+        const BlockedSignals inherited({signal}); // nelkactl unblocks it
         Program program(command({"updateNTP", "--json", "-t", "30000"}), environment());
         slave.awaitRequests(1);
         program.signal(signal);
@@ -285,6 +287,7 @@ TEST_P(NelkactlScript, Succeeds)
 INSTANTIATE_TEST_SUITE_P(Nelkactl, NelkactlScript,
                          ::testing::Values("terminal_shows_fleet_progress", "terminal_shows_transient_progress_bar",
                                            "progress_bar_fits_terminal", "progress_bar_shows_time_left",
+                                           "progress_bar_shows_hours_left", "scan_with_lines_shows_no_progress_bar",
                                            "words_replace_progress_bar", "interrupt_key_cancels_scan",
                                            "fifty_slaves_answer_in_whole_lines",
                                            "long_lines_of_many_processes_stay_whole"),

@@ -1,4 +1,4 @@
-// Preloaded into the simulated slave.
+// Preloaded into the tools.
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -80,6 +80,21 @@ INTERPOSED int fsync(int file)
     noteSync();
     killAtSync();
     return static_cast<int>(syscall(SYS_fsync, file));
+}
+
+// Cannot reserve space: because the disk is full if FULL_DISK is set, otherwise as on a simple file system.
+static int reserve()
+{
+    errno = std::getenv("FULL_DISK") ? ENOSPC : EOPNOTSUPP;
+    return -1;
+}
+INTERPOSED int fallocate(int, int, off_t, off_t)
+{
+    return reserve();
+}
+INTERPOSED int fallocate64(int, int, off64_t, off64_t)
+{
+    return reserve();
 }
 
 INTERPOSED int fdatasync(int file)
