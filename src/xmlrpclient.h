@@ -58,8 +58,8 @@ struct tcanal {
 /// of a request and the parsing of a reply are not cut short.
 ///
 /// **Exceptions.** An operation that delivers a text throws std::logic_error when a reply with more than the status
-/// cannot be decoded; getFault() is then 0. Any operation may throw std::bad_alloc, and nothing else. The object stays
-/// usable.
+/// cannot be decoded; getFault() is then 0. Any operation may throw std::bad_alloc. There are no other exceptions. The
+/// object stays usable.
 ///
 /// **Process-wide effects.** The timer (ITIMER_REAL), the handlers of SIGALRM and SIGINT and the interrupt flag belong
 /// to the process: only one remote operation may run at a time, whatever the number of objects. After the first init(),
@@ -118,8 +118,8 @@ public:
     /// the signal logged, now or later. A handler of the application may call it, and so may any thread.
     static void interruptRpc(int signal);
 
-    /// Arms the process's one-shot real-time timer, or disarms it with 0. After that no alarm is handled, unless a
-    /// starved thread had already taken one.
+    /// Arms the process's one-shot real-time timer, or disarms it with 0. Once it is disarmed, no alarm is handled,
+    /// unless a starved thread had already taken one.
     void set_timer(unsigned short milliseconds);
 
     /// The connectivity probe: asks the slave for 10 + 5 and writes "RESULTADO " and its answer to standard output,
@@ -187,7 +187,7 @@ public:
 
     // Scanning -------------------------------------------------------------------------------------------------
 
-    /// Starts a scan of an input; a `status` of 0 or more is its identifier, a negative one is an error.
+    /// Starts a scan of an input; a `status` of 0 or more is the scan's identifier, a negative one is an error.
     void initInputScan(int entrada, int tipoScan, int& status, unsigned char bandaScan, int timeout);
 
     /// The progress of a scan; only a negative `status` is an error.

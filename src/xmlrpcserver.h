@@ -51,11 +51,12 @@ public:
     /// Waits for one connection and serves it, or returns on a caught signal. Returns 0; immediately if the server is
     /// not listening. If the process is out of descriptors, it logs one line and returns after 100 ms or a signal.
     ///
-    /// In a process with a client, SIGINT and SIGALRM are blocked while a connection is served, except during handlers.
-    /// Any other caught signal ends the connection.
+    /// In a process with a client, SIGINT and SIGALRM are blocked while a connection is served, except while a Handler
+    /// runs. Any other caught signal ends the connection.
     int Run();
 
-    /// Makes the process ignore SIGPIPE, so that writing to a client that has gone fails instead. Called by Start().
+    /// Makes the process ignore SIGPIPE, so that writing to a client that has gone fails instead of ending the process.
+    /// Called by Start().
     void setupSignalHandlers();
 
 private:
