@@ -264,7 +264,9 @@ TEST_F(NelkactlScan, SignalBetweenCallsCancels)
 
 TEST_F(NelkactlScan, FailedCancellationIsReported)
 {
-    slave.play({replyArray({xml::i4(7)}), silence(), replyArray({xml::i4(4)})});
+    // Later than the first repetition of the signal, which must not cut the cancellation.
+    const Step refusal = delayed(replyArray({xml::i4(4)}), std::chrono::milliseconds(250));
+    slave.play({replyArray({xml::i4(7)}), silence(), refusal});
     Program program(command(words), environment());
     slave.awaitRequests(2);
     program.signal(SIGINT);
