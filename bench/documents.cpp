@@ -5,12 +5,12 @@
 
 #include <xmlrpc-c/base.h>
 
+#include "hostile/texts.h"
 #include "reply.h"
 #include "screen.h"
-#include "support/xml.h"
 
 using bench::reply;
-using support::xml::repeated;
+using hostile::many;
 
 namespace {
 
@@ -20,11 +20,10 @@ const std::map<std::string, std::string>& documents()
         {"small", reply("")},
         {"i8", reply("<value><i8>1234567890123</i8></value>\r\n")},
         {"block",
-         reply("<value><base64>\r\n" + repeated(std::string(76, 'A') + "\r\n", 700000 / 57) + "</base64></value>\r\n")},
+         reply("<value><base64>\r\n" + many(700000 / 57, std::string(76, 'A') + "\r\n") + "</base64></value>\r\n")},
         {"table",
-         reply(repeated("<value><array><data>\r\n<value><i4>7</i4></value>\r\n<value>a</value>\r\n</data></array>"
-                        "</value>\r\n",
-                        10000))},
+         reply(many(10000, "<value><array><data>\r\n<value><i4>7</i4></value>\r\n<value>a</value>\r\n</data></array>"
+                           "</value>\r\n"))},
     };
     return all;
 }
