@@ -239,6 +239,17 @@ TEST_F(Signals, CallAfterCancelledAlarmDoesNotWait)
     expectNoNap(client);
 }
 
+TEST_F(Signals, DisarmingTakesAlarmThatNoThreadTook)
+{
+    const BlockedSignals held({SIGALRM});
+    fail(shortTimeout);
+    passTime(2ms * shortTimeout);
+    EXPECT_EQ(count(signalLine("SIGALRM")), 0);
+    client.set_timer(0);
+    EXPECT_EQ(count(signalLine("SIGALRM")), 1);
+    EXPECT_EQ(pendingSignals(), std::set<int>{});
+}
+
 TEST_F(Signals, LostAlarmIsForgottenInTime)
 {
     fail(shortTimeout);
