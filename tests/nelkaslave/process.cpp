@@ -707,7 +707,7 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{"AnotherEnd", R"({"RdHora": {"then": "stop"}})", ":1: /RdHora/then: must be \"simulate\""},
         Malformed{"WhatFollowsTheEnd", R"({"RdHora": [{"then": "simulate"}, {}]})",
                   ":1: /RdHora/1: follows one with \"then\": "},
-        Malformed{"ABase64WithAnotherMember", R"({"request": {"base64": 5, "x": 1}, "reply": 0})",
+        Malformed{"Base64WithAnotherMember", R"({"request": {"base64": 5, "x": 1}, "reply": 0})",
                   ":1: /request: must be a string or "},
         Malformed{"ALineOfNoProcedure", "{\"procedure\": \"RdHora\"}\n\n{\"procedure\": \"RdHor\"}\n",
                   ":3: /procedure: is not a procedure\n"},
