@@ -18,7 +18,7 @@ class NelkactlMoments : public Nelkactl, public ::testing::WithParamInterface<in
 TEST_P(NelkactlMoments, SignalLeavesOldOrNewContents)
 {
     const int signal = GetParam();
-    const int moments = 150;
+    const int moments = 1000;
     const std::string whole(500'000, 'n');
     const Words words = command({"RdFicheroEsclavo", "x", "1", "--output", file()});
     const auto entries = [this] { return std::distance(std::filesystem::directory_iterator(folder), {}); };
